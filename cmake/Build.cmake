@@ -1,0 +1,69 @@
+# Compiler settings shared by every target, and the functions by which the folders declare theirs.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+foreach(language C CXX)
+    set(CMAKE_${language}_FLAGS_DEBUG "-O1 -g1 -fno-omit-frame-pointer")
+    set(CMAKE_${language}_FLAGS_RELWITHDEBINFO "-O2 -g1 -DNDEBUG")
+endforeach()
+
+set(BREVANT_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
+
+if(WIN32)
+    set(BREVANT_SYSTEM windows)
+    add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 WINVER=0x0A00)
+    # One self-contained file per program and library: compiler and thread runtimes are linked in.
+    add_link_options(-static -static-libgcc -static-libstdc++
+        -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va)
+else()
+    set(BREVANT_SYSTEM linux)
+    find_package(Threads REQUIRED)
+endif()
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32)
+    # Unique symbols pin a library in the process: dlclose would never unload it.
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>
+        $<$<COMPILE_LANGUAGE:CXX>:-Werror=thread-safety>)
+endif()
+
+if(BREVANT_SANITIZE)
+    add_compile_options(-fsanitize=${BREVANT_SANITIZE} -fno-sanitize-recover=all)
+    # nodelete keeps a library's frames readable in reports made after dlclose.
+    add_link_options(-fsanitize=${BREVANT_SANITIZE} -Wl,-z,nodelete)
+endif()
+
+# brevant_room(NAME name SOURCES ... USES ...): one static library of the product.
+function(brevant_room name)
+    cmake_parse_arguments(ROOM "" "" "SOURCES;USES" ${ARGN})
+    if(NOT ROOM_SOURCES)
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE ${ROOM_USES})
+        return()
+    endif()
+    add_library(${name} STATIC ${ROOM_SOURCES})
+    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(${name} PUBLIC ${ROOM_USES})
+endfunction()
+
+# brevant_test(name SOURCES ... USES ...): one GoogleTest program, its cases listed to CTest.
+function(brevant_test name)
+    cmake_parse_arguments(TEST "" "" "SOURCES;USES" ${ARGN})
+    add_executable(${name} ${TEST_SOURCES})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+    target_link_libraries(${name} PRIVATE ${TEST_USES} GTest::gtest_main)
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+endfunction()

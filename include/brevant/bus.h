@@ -1,0 +1,122 @@
+/*
+ * The function table of a message bus library, for who writes one.
+ *
+ * A bus library ("MessageBus.dll") exports CreateObject, ReleaseObject, GetVersionNum and GetVersionStr
+ * (library.h). CreateObject(BREVANT_BUS_VERSION) returns the table below, or null when the library does not
+ * offer that version. A host may instead hand over a handle and a table of its own (InitializeModuleV2 in
+ * module.h): then no bus library need exist.
+ *
+ * What the broker guarantees to the bus:
+ *  - It releases every handle that it acquired, and before that unsubscribes every subscription of the handle
+ *    and calls releaseReplyFunction once.
+ *  - It never needs the bus to wait for running callbacks: unsubscribe and releaseHandle may return at once,
+ *    and a callback that comes a moment later finds that its subscription is gone and returns success.
+ *  - Its callbacks may run on any number of threads at once, and from inside publish or request.
+ *  - Its callbacks may publish, request, subscribe and acquire handles; a callback may block for as long as a
+ *    request of its own takes to be answered. The bus must go on delivering meanwhile.
+ *
+ * What the broker expects of the bus:
+ *  - Each request gets exactly one call of its reply function: with status 0 and the reply, with
+ *    MODULE_STATUS_TIMEOUT after its timeout, or with another failure. None follows a request that returned
+ *    a failure status.
+ *  - Messages of one publisher reach one subscription in the order of publishing.
+ *  - No callback is called once the library's last handle has been released and that call has returned.
+ */
+#ifndef BREVANT_BUS_H
+#define BREVANT_BUS_H
+
+#include <brevant/message.h>
+#include <brevant/status.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define BREVANT_BUS_VERSION 2001000u
+
+/* A connection to the bus. */
+typedef void* BrevantBusHandle;
+
+/*
+ * Delivers one message. The bus passes back the context of the subscription; the status that comes back is
+ * the receiver's own (0x8000000F when its callback threw).
+ * [any thread & subscribed]
+ */
+typedef uint32_t (*BrevantMessageFunction)(void* context, const MessageHeader* header, const char16_t* name,
+                                           const char16_t* sender, const char16_t* payload);
+
+/*
+ * Ends one request. context and replyIndex are those of the request. With replyStatus 0 the header and the
+ * texts are the reply; otherwise they are not read and may be null.
+ * [any thread & requested]
+ */
+typedef uint32_t (*BrevantReplyFunction)(void* context, uint64_t replyIndex, const MessageHeader* header,
+                                         const char16_t* name, const char16_t* sender, const char16_t* payload,
+                                         uint32_t replyStatus);
+
+typedef struct BrevantBusFunctions {
+    /* Opens a connection; *handle is set on success only. [any thread & loaded] */
+    uint32_t (*acquireHandle)(BrevantBusHandle* handle);
+
+    /* Closes a connection; it must not be used afterwards. [any thread & acquired] */
+    uint32_t (*releaseHandle)(BrevantBusHandle handle);
+
+    /*
+     * Delivers a message to every matching subscription of every handle or, when its flags have
+     * BREVANT_MESSAGE_REPLY, to the requester that its correlation fields name. Header and texts are copied
+     * before the call returns.
+     * [any thread & acquired]
+     */
+    uint32_t (*publish)(BrevantBusHandle handle, const MessageHeader* header, const char16_t* name,
+                        const char16_t* sender, const char16_t* payload);
+
+    /*
+     * Publishes a message that asks for a reply. The bus sets BREVANT_MESSAGE_REPLY_REQUESTED and the opaque
+     * request fields in what it delivers. MODULE_STATUS_NO_SUBSCRIBERS when nobody subscribes to the name.
+     * [any thread & acquired]
+     */
+    uint32_t (*request)(BrevantBusHandle handle, uint64_t replyIndex, void* replyContext,
+                        BrevantReplyFunction replyFunction, const MessageHeader* header, const char16_t* name,
+                        const char16_t* sender, const char16_t* payload, uint32_t timeoutMilliseconds);
+
+    /*
+     * Subscribes to one name, compared exactly. Returns the subscription's id, never 0; 0 is failure.
+     * [any thread & acquired]
+     */
+    uint32_t (*subscribe)(BrevantBusHandle handle, void* messageContext, BrevantMessageFunction messageFunction,
+                          const char16_t* name);
+
+    /*
+     * Subscribes to every name that an ECMAScript regular expression matches as a whole. Returns as subscribe.
+     * [any thread & acquired]
+     */
+    uint32_t (*subscribePattern)(BrevantBusHandle handle, void* messageContext,
+                                 BrevantMessageFunction messageFunction, const char16_t* pattern);
+
+    /* Ends a subscription. Does not wait for callbacks that are running. [any thread & acquired] */
+    uint32_t (*unsubscribe)(BrevantBusHandle handle, uint32_t subscriptionId);
+
+    /* Ends every request of the handle that still waits to call replyFunction. [any thread & acquired] */
+    uint32_t (*releaseReplyFunction)(BrevantBusHandle handle, BrevantReplyFunction replyFunction);
+
+    /* Alternate form of publish; what differs is the bus library's own. [any thread & acquired] */
+    uint32_t (*publishAlternate)(BrevantBusHandle handle, const MessageHeader* header, const char16_t* name,
+                                 const char16_t* sender, const char16_t* payload);
+
+    /* Alternate form of request; what differs is the bus library's own. [any thread & acquired] */
+    uint32_t (*requestAlternate)(BrevantBusHandle handle, uint64_t replyIndex, void* replyContext,
+                                 BrevantReplyFunction replyFunction, const MessageHeader* header,
+                                 const char16_t* name, const char16_t* sender, const char16_t* payload,
+                                 uint32_t timeoutMilliseconds);
+} BrevantBusFunctions;
+
+BREVANT_STATIC_ASSERT(sizeof(BrevantBusFunctions) == 10 * sizeof(void*), "the bus table has ten entries");
+BREVANT_STATIC_ASSERT(offsetof(BrevantBusFunctions, subscribe) == 4 * sizeof(void*), "subscribe is entry 4");
+BREVANT_STATIC_ASSERT(offsetof(BrevantBusFunctions, requestAlternate) == 9 * sizeof(void*),
+                      "requestAlternate is entry 9");
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

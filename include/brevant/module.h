@@ -1,0 +1,115 @@
+/*
+ * The module, for who writes a host. The library exports exactly CreateObject, ReleaseObject, GetVersionNum
+ * and GetVersionStr; CreateObject returns the module function table.
+ *
+ * Life of a module:
+ *
+ *   NewModule -> created -> InitializeModule or InitializeModuleV2 -> initialised -> StartModule -> started
+ *   -> StopModule -> stopped -> UninitializeModule -> uninitialised -> DestroyModule -> gone
+ *
+ * The functions do not enforce this order; a host that leaves it out of account gets what each function does
+ * on its own. Every function but NewModule answers a null handle with MODULE_STATUS_INVALID_PARAMETER and
+ * anything unforeseen with MODULE_STATUS_UNKNOWN_EXCEPTION. DestroyModule may be called in any state: it
+ * stops what still runs. It waits for callbacks of the module that are running and for an alert that is on
+ * screen to end its wait; when it has returned, the module has no thread left and, if it was the last one,
+ * the library may be freed.
+ *
+ * Lifecycle functions are called from one thread at a time; DirectMessage from any thread while the module is
+ * initialised and not being destroyed. No function may be called on a handle after DestroyModule.
+ */
+#ifndef BREVANT_MODULE_H
+#define BREVANT_MODULE_H
+
+#include <brevant/bus.h>
+#include <brevant/library.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* One module object. Opaque. */
+typedef struct ModuleHandle ModuleHandle;
+
+/*
+ * The host's module manager: a function and a context for it. The broker keeps both and calls
+ * function(context, argument, 0) for its own needs; it interprets neither. Either may be null.
+ */
+typedef uint32_t (*BrevantModuleManagerFunction)(void* context, void* argument, uint32_t reserved);
+
+typedef struct BrevantModuleFunctions {
+    /*
+     * Creates a module and stores its handle in *handle. logGroup names the subfolder of the log files; null
+     * or empty leaves it unset. The group is the process's, not the module's: the last one set holds.
+     * MODULE_STATUS_INVALID_PARAMETER when handle is null. [host thread & loaded]
+     */
+    uint32_t (*NewModule)(ModuleHandle** handle, const char16_t* logGroup);
+
+    /* Destroys the module and its handle; see above for what it waits for. [host thread & created] */
+    uint32_t (*DestroyModule)(ModuleHandle* handle);
+
+    /*
+     * Initialises the module with a bus that it loads itself: "MessageBus.dll", looked for in the folder of
+     * the host's executable and then in the install folder. propertyKeys and propertyValues hold
+     * propertyCount texts each and are not read when it is 0; of a repeated key the first value is kept.
+     * All texts are copied. MODULE_STATUS_UNKNOWN_EXCEPTION when the bus cannot be loaded or gives no handle.
+     * [host thread & created]
+     */
+    uint32_t (*InitializeModule)(ModuleHandle* handle, const char16_t* moduleName,
+                                 const char16_t* moduleIdentifier, uint32_t propertyCount,
+                                 const char16_t* const* propertyKeys, const char16_t* const* propertyValues,
+                                 void* moduleManagerContext,
+                                 BrevantModuleManagerFunction moduleManagerFunction);
+
+    /*
+     * Starts following the registered viewers and plugins. Waits for up to 5 s for the settings manager's
+     * answer. Succeeds without one. [host thread & initialised]
+     */
+    uint32_t (*StartModule)(ModuleHandle* handle);
+
+    /* Stops following viewers and plugins. Alerts that are queued stay queued. [host thread & started] */
+    uint32_t (*StopModule)(ModuleHandle* handle);
+
+    /* Stops answering requests. [host thread & initialised] */
+    uint32_t (*UninitializeModule)(ModuleHandle* handle);
+
+    /*
+     * Hands one message to the module as the bus would; the matching handlers run on the calling thread before
+     * it returns. A null header stands for a default one, an empty sender for the library's own file name.
+     * MODULE_STATUS_INVALID_STATE when the module has no bus. [any thread & initialised]
+     */
+    uint32_t (*DirectMessage)(ModuleHandle* handle, const MessageHeader* header, const char16_t* name,
+                              const char16_t* sender, const char16_t* payload);
+
+    /*
+     * As InitializeModule, over a bus of the host's: its handle and function table, both owned by the host and
+     * valid until DestroyModule has returned. The module never releases that handle.
+     * Alerts, sessions and registries still open connections of their own through "MessageBus.dll", so the
+     * host's table should lead to the same bus.
+     * MODULE_STATUS_UNKNOWN_EXCEPTION when busHandle or busFunctions is null. [host thread & created]
+     */
+    uint32_t (*InitializeModuleV2)(ModuleHandle* handle, const char16_t* moduleName,
+                                   const char16_t* moduleIdentifier, uint32_t propertyCount,
+                                   const char16_t* const* propertyKeys, const char16_t* const* propertyValues,
+                                   void* moduleManagerContext,
+                                   BrevantModuleManagerFunction moduleManagerFunction,
+                                   BrevantBusHandle busHandle, const BrevantBusFunctions* busFunctions);
+} BrevantModuleFunctions;
+
+BREVANT_STATIC_ASSERT(sizeof(BrevantModuleFunctions) == 8 * sizeof(void*), "the module table has eight entries");
+BREVANT_STATIC_ASSERT(offsetof(BrevantModuleFunctions, DirectMessage) == 6 * sizeof(void*),
+                      "DirectMessage is entry 6");
+BREVANT_STATIC_ASSERT(offsetof(BrevantModuleFunctions, InitializeModuleV2) == 7 * sizeof(void*),
+                      "InitializeModuleV2 is entry 7");
+
+/*
+ * The module's own CreateObject: returns the module function table, the same each time, never null. Takes no
+ * argument; a caller that passes a version, as for the other libraries, is served alike.
+ * [any thread & loaded]
+ */
+typedef const BrevantModuleFunctions* (*BrevantModuleCreateObject)(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,59 @@
+// The object through which every part of the system talks on the bus.
+#pragma once
+
+#include "bus/MessageBus.h"
+#include "bus/MessageBusShim.h"
+#include "bus/ProcessAPI.h"
+
+#include <memory>
+
+namespace Tavix {
+
+class MessageBusClient : public MessageBus {
+public:
+    // Loads the message bus library and acquires a handle of its own. Throws ModuleException.
+    MessageBusClient();
+    // The binding must not be empty; an empty processApi is replaced by the system's.
+    MessageBusClient(std::shared_ptr<MessageBusShim> binding, std::shared_ptr<ProcessAPI> processApi);
+    // Removes what is still subscribed; requests that still wait end as data errors. Does not wait for
+    // callbacks that are running: they hold what they need themselves.
+    ~MessageBusClient() override;
+    MessageBusClient(const MessageBusClient&) = delete;
+    MessageBusClient& operator=(const MessageBusClient&) = delete;
+
+    uint32_t publish(const std::shared_ptr<Message>& message) override;
+    uint32_t publishAlternate(const std::shared_ptr<Message>& message) override;
+    uint32_t request(const std::shared_ptr<Message>& message, CompletionCallback completion,
+                     Timeout timeout) override;
+    uint32_t request(const std::shared_ptr<Message>& message, std::shared_ptr<Reply>& reply,
+                     Timeout timeout) override;
+    uint32_t requestAlternate(const std::shared_ptr<Message>& message, CompletionCallback completion,
+                              Timeout timeout) override;
+    uint32_t requestAlternate(const std::shared_ptr<Message>& message, std::shared_ptr<Reply>& reply,
+                              Timeout timeout) override;
+    uint32_t subscribe(const std::u16string& name, const std::u16string& alias, MessageCallback callback) override;
+    uint32_t subscribe(const std::u16string& name, MessageCallback callback) override;
+    uint32_t subscribeForSession(const std::u16string& name, const std::u16string& alias,
+                                 MessageCallback callback) override;
+    uint32_t subscribeForSession(const std::u16string& name, MessageCallback callback) override;
+    uint32_t subscribeFilter(const std::u16string& pattern, const std::u16string& alias,
+                             MessageCallback callback) override;
+    uint32_t subscribeFilter(const std::u16string& pattern, MessageCallback callback) override;
+    uint32_t subscribeFilterForSession(const std::u16string& pattern, const std::u16string& alias,
+                                       MessageCallback callback) override;
+    uint32_t subscribeFilterForSession(const std::u16string& pattern, MessageCallback callback) override;
+    uint32_t unsubscribe(const std::u16string& alias) override;
+
+    // Runs the callbacks of the matching subscriptions on the calling thread, under the subscription lock: they
+    // must not subscribe or unsubscribe on this client. Their results are ignored.
+    uint32_t deliverLocally(const std::shared_ptr<Message>& message);
+
+private:
+    struct Impl;
+    std::shared_ptr<Impl> impl_;
+};
+
+// Waits until no callback of the bus is running in this library, on other threads than the calling one.
+void waitForBusCallbacks();
+
+}  // namespace Tavix

@@ -1,0 +1,24 @@
+// Who logs: set once by NewModule, before the first record.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace ETWLogging {
+
+struct LoggingIdentity {
+    std::u16string group = u"_no_group";
+    std::u16string host = u"_no_host";
+    uint32_t mechanism = 0;  // 0: decided by the registry, 1: event tracing
+};
+
+// Sets the group and clears the other values. Has no effect on a logger that has been built.
+void setLogGroup(const std::u16string& group);
+LoggingIdentity loggingIdentity();
+
+// The configuration listener runs while at least one module holds it: the first acquire starts it, the last
+// release ends it and waits for its thread.
+void acquireConfigurationListener();
+void releaseConfigurationListener();
+
+}  // namespace ETWLogging

@@ -1,0 +1,17 @@
+// What this layer has to report. It stands below the log, so it hands its reports to whoever asked for them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Platform {
+
+using DiagnosticSink = void (*)(uint32_t level, const char16_t* sourceFile, const char16_t* function,
+                                uint32_t line, const std::u16string& message);
+
+// Null drops the reports. Any thread.
+void setDiagnosticSink(DiagnosticSink sink) noexcept;
+void reportDiagnostic(uint32_t level, const char16_t* sourceFile, const char16_t* function, uint32_t line,
+                      const std::u16string& message);
+
+}  // namespace Platform

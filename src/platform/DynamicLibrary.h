@@ -1,0 +1,29 @@
+// Dynamic libraries, as the system loads them. Paths are in Windows form on every system.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Platform {
+
+using LibraryHandle = void*;
+
+// Loads a library by its full path, after the trust check. The file that was checked is the file that is
+// loaded. Null on failure, with lastError() telling why (5, access denied, or the verdict's own number when
+// the file is not trusted).
+LibraryHandle loadLibrary(const std::u16string& path);
+// The handle of a library that the process has loaded from that path, with a reference of its own; null when
+// it has not.
+LibraryHandle loadedLibrary(const std::u16string& path);
+void* libraryFunction(LibraryHandle library, const char* name);
+bool freeLibrary(LibraryHandle library);
+
+// Full path of the library or executable that holds this address; empty when it cannot be told.
+std::u16string libraryPathOf(const void* address);
+
+// Whether a library file may be loaded into the process: signed by a trusted signer on Windows; elsewhere
+// owned by root or the user and writable by nobody else. Always true while the number "Verify Libraries" under
+// SOFTWARE\CORVANE\OSTREL is 0. False for an empty path; lastError() tells why.
+bool verifyLibraryTrust(const std::u16string& path);
+
+}  // namespace Platform

@@ -1,0 +1,20 @@
+// A mutex that all processes of the machine share by its name. Also serialises the threads of one process.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+namespace Platform {
+
+class NamedMutex {
+public:
+    // Null when the system refuses it.
+    static std::unique_ptr<NamedMutex> create(const std::u16string& name);
+    virtual ~NamedMutex() = default;
+    // False when the time ran out. A mutex whose owner died is acquired.
+    virtual bool acquire(std::chrono::milliseconds timeout) = 0;
+    virtual void release() = 0;
+};
+
+}  // namespace Platform

@@ -1,0 +1,51 @@
+// Objects that exist once per process, and their end.
+#pragma once
+
+#include "platform/Sync.h"
+
+#include <memory>
+
+namespace Platform {
+
+// Counts what is alive in the library (module objects). While anything is, process-wide objects are not freed
+// by static destructors: the process is then leaving with threads of ours still running, and freeing under
+// them would crash. When nothing is, the library is being unloaded and must leave no memory behind.
+class LibraryUse {
+public:
+    static void enter() noexcept { count_.fetch_add(1); }
+    // Returns how many are left.
+    static int leave() noexcept { return count_.fetch_sub(1) - 1; }
+    static bool idle() noexcept { return count_.load() == 0; }
+
+private:
+    static inline constinit std::atomic<int> count_{0};
+};
+
+// One object of T, built on first use by its default constructor or by a maker. Declare it constinit at
+// namespace scope: no function-local statics, whose guards cost handles on Windows.
+template <class T>
+class ProcessWide {
+public:
+    constexpr ProcessWide() noexcept = default;
+    ~ProcessWide() {
+        if (LibraryUse::idle())
+            delete object_;
+    }
+    ProcessWide(const ProcessWide&) = delete;
+    ProcessWide& operator=(const ProcessWide&) = delete;
+
+    T& get() {
+        return get([] { return std::make_unique<T>(); });
+    }
+    template <class Maker>
+    T& get(Maker&& make) {
+        once_.run([&] { object_ = make().release(); });
+        return *object_;
+    }
+
+private:
+    Once once_;
+    T* object_ = nullptr;
+};
+
+}  // namespace Platform

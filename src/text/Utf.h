@@ -1,0 +1,26 @@
+// Conversions between UTF-8 and UTF-16.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace Ferrow {
+
+// What is malformed (a lone surrogate, a broken UTF-8 sequence) becomes U+FFFD.
+std::string toUtf8(std::u16string_view text);
+std::u16string toUtf16(std::string_view text);
+
+// One wchar_t per UTF-16 unit, whatever the width of wchar_t: for the standard library's wide classes, which
+// have no char16_t form. A pair of surrogates stays two units on every system.
+std::wstring toWideUnits(std::u16string_view text);
+
+// Lower case of A to Z only; every other unit stays as it is.
+std::u16string toLowerAscii(std::u16string_view text);
+bool equalsIgnoringAsciiCase(std::u16string_view left, std::u16string_view right) noexcept;
+
+// Decimal form of a number.
+std::u16string decimal(uint64_t value);
+std::u16string decimalSigned(int64_t value);
+
+}  // namespace Ferrow
