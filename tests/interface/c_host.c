@@ -1,0 +1,279 @@
+/*
+ * A host written in C against include/brevant alone: it loads the module, hands it a bus table of its own
+ * making, plays product, viewer and settings manager, and sees an alert travel its whole road.
+ */
+#include <brevant/module.h>
+#include <brevant/plugin.h>
+#include <brevant/event_sink.h>
+
+#include <pthread.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+
+#if defined(_WIN32)
+#include <windows.h>
+#define MODULE_FILE "Brevant.dll"
+static void* openBeside(const char* program, const char* file) {
+    char path[4096];
+    const char* end = strrchr(program, '\\');
+    snprintf(path, sizeof path, "%.*s%s", end ? (int)(end - program + 1) : 0, program, file);
+    return (void*)LoadLibraryA(path);
+}
+static void* find(void* library, const char* name) {
+    return (void*)(uintptr_t)GetProcAddress((HMODULE)library, name);
+}
+static void closeLibrary(void* library) {
+    FreeLibrary((HMODULE)library);
+}
+#else
+#include <dlfcn.h>
+#define MODULE_FILE "libbrevant.so"
+static void* openBeside(const char* program, const char* file) {
+    char path[4096];
+    const char* end = strrchr(program, '/');
+    snprintf(path, sizeof path, "%.*s%s", end ? (int)(end - program + 1) : 0, program, file);
+    return dlopen(path, RTLD_NOW | RTLD_LOCAL);
+}
+static void* find(void* library, const char* name) {
+    return dlsym(library, name);
+}
+static void closeLibrary(void* library) {
+    dlclose(library);
+}
+#endif
+
+static int failures;
+
+static void check(int condition, const char* what) {
+    if (!condition) {
+        ++failures;
+        fprintf(stderr, "FAILED: %s\n", what);
+    }
+}
+
+/* --- texts ------------------------------------------------------------------------------------------- */
+
+/* The texts of this test are plain ASCII. */
+static void narrow(const char16_t* text, char* out, size_t size) {
+    size_t i = 0;
+    for (; text && text[i] && i + 1 < size; ++i)
+        out[i] = (char)text[i];
+    out[i] = 0;
+}
+
+static void widen(const char* text, char16_t* out, size_t size) {
+    size_t i = 0;
+    for (; text[i] && i + 1 < size; ++i)
+        out[i] = (char16_t)(unsigned char)text[i];
+    out[i] = 0;
+}
+
+static int startsWith(const char* text, const char* head) {
+    return strncmp(text, head, strlen(head)) == 0;
+}
+
+/* --- a bus table of the host's own, which leads to the bus beside the program and counts its calls ----- */
+
+static const BrevantBusFunctions* bus;
+static int hostPublishes;
+static int hostSubscriptions;
+static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+static pthread_cond_t changed = PTHREAD_COND_INITIALIZER;
+
+static uint32_t hostPublish(BrevantBusHandle handle, const MessageHeader* header, const char16_t* name,
+                            const char16_t* sender, const char16_t* payload) {
+    pthread_mutex_lock(&mutex);
+    ++hostPublishes;
+    pthread_mutex_unlock(&mutex);
+    return bus->publish(handle, header, name, sender, payload);
+}
+
+static uint32_t hostSubscribePattern(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
+                                     const char16_t* pattern) {
+    pthread_mutex_lock(&mutex);
+    ++hostSubscriptions;
+    pthread_mutex_unlock(&mutex);
+    return bus->subscribePattern(handle, context, function, pattern);
+}
+
+static uint32_t hostUnsubscribe(BrevantBusHandle handle, uint32_t id) {
+    pthread_mutex_lock(&mutex);
+    --hostSubscriptions;
+    pthread_mutex_unlock(&mutex);
+    return bus->unsubscribe(handle, id);
+}
+
+/* --- what the host sees and says ------------------------------------------------------------------------ */
+
+static BrevantBusHandle peer;
+static char seen[64][200];
+static int seenCount;
+
+static MessageHeader plainHeader(void) {
+    MessageHeader header;
+    memset(&header, 0, sizeof header);
+    header.headerKind = 1;
+    header.version = BREVANT_MESSAGE_VERSION;
+    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
+    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
+    return header;
+}
+
+static uint32_t say(const char* name, const char* payload) {
+    char16_t wideName[300], widePayload[1200];
+    const MessageHeader header = plainHeader();
+    widen(name, wideName, 300);
+    widen(payload, widePayload, 1200);
+    return bus->publish(peer, &header, wideName, u"CHost", widePayload);
+}
+
+static uint32_t answer(const MessageHeader* request, const char* name, const char* payload) {
+    char16_t wideName[300], widePayload[1200];
+    MessageHeader header = plainHeader();
+    header.flags = BREVANT_MESSAGE_REPLY;
+    memcpy(header.inReplyTo, request->requestIdentity, sizeof header.inReplyTo);
+    memcpy(header.replyDestination, request->replyRoute, sizeof header.replyDestination);
+    header.replyCookie = request->requestCookie;
+    widen(name, wideName, 300);
+    widen(payload, widePayload, 1200);
+    return bus->publish(peer, &header, wideName, u"CHost", widePayload);
+}
+
+static uint32_t onAnything(void* context, const MessageHeader* header, const char16_t* name,
+                           const char16_t* sender, const char16_t* payload) {
+    (void)context, (void)header, (void)sender, (void)payload;
+    pthread_mutex_lock(&mutex);
+    if (seenCount < 64)
+        narrow(name, seen[seenCount++], sizeof seen[0]);
+    pthread_cond_broadcast(&changed);
+    pthread_mutex_unlock(&mutex);
+    return MODULE_STATUS_SUCCESS;
+}
+
+static uint32_t onSettings(void* context, const MessageHeader* header, const char16_t* name, const char16_t* sender,
+                           const char16_t* payload) {
+    char text[1200];
+    (void)context, (void)name, (void)sender;
+    narrow(payload, text, sizeof text);
+    if (strstr(text, "Brevant/Viewer"))
+        return answer(header, "SettingsManager.GetProperties.Response",
+                      "{\"responses\":[{\"name\":\"Brevant/Viewer/c\",\"status\":true,\"value\":\"\"}]}");
+    return answer(header, "SettingsManager.GetProperties.Response", "{\"responses\":[]}");
+}
+
+static uint32_t onViewerShow(void* context, const MessageHeader* header, const char16_t* name,
+                             const char16_t* sender, const char16_t* payload) {
+    char text[200], reply[300];
+    (void)context, (void)sender, (void)payload;
+    narrow(name, text, sizeof text);
+    snprintf(reply, sizeof reply, "Brevant.Alert.c-alert.Shown.%s", strrchr(text, '.') + 1);
+    return answer(header, reply, "");
+}
+
+static int waitForSeen(const char* name) {
+    int i, found = 0;
+    struct timespec deadline;
+    deadline.tv_sec = time(NULL) + 20;
+    deadline.tv_nsec = 0;
+    pthread_mutex_lock(&mutex);
+    for (;;) {
+        for (i = 0; i < seenCount && !found; ++i)
+            found = strcmp(seen[i], name) == 0;
+        if (found || pthread_cond_timedwait(&changed, &mutex, &deadline) != 0)
+            break;
+    }
+    pthread_mutex_unlock(&mutex);
+    if (!found)
+        fprintf(stderr, "never seen: %s\n", name);
+    return found;
+}
+
+static uint32_t moduleManager(void* context, void* argument, uint32_t reserved) {
+    (void)context, (void)argument, (void)reserved;
+    return MODULE_STATUS_SUCCESS;
+}
+
+int main(int count, char** arguments) {
+    static const char description[] =
+        "{\"id\":\"c-alert\",\"instanceId\":\"1\",\"priority\":\"P1\",\"product\":\"none\",\"source\":\"client\","
+        "\"forcePreferredViewer\":false,\"preferredViewer\":[\"c\"],\"context\":{\"title\":\"From C\"}}";
+    void *module, *busLibrary;
+    BrevantModuleCreateObject createModule;
+    BrevantCreateObject createBus;
+    const BrevantModuleFunctions* functions;
+    BrevantBusFunctions table;
+    BrevantBusHandle moduleBus = NULL;
+    ModuleHandle* handle = NULL;
+    const char16_t* keys[] = {u"Edition", u"Edition"};
+    const char16_t* values[] = {u"first", u"second"};
+    uint32_t ids[4];
+    (void)count;
+
+    module = openBeside(arguments[0], MODULE_FILE);
+    busLibrary = openBeside(arguments[0], "MessageBus.dll");
+    if (!module || !busLibrary) {
+        fprintf(stderr, "the libraries beside the program cannot be loaded\n");
+        return 1;
+    }
+    createModule = (BrevantModuleCreateObject)(uintptr_t)find(module, BREVANT_EXPORT_CREATE_OBJECT);
+    createBus = (BrevantCreateObject)(uintptr_t)find(busLibrary, BREVANT_EXPORT_CREATE_OBJECT);
+    check(((BrevantGetVersionNum)(uintptr_t)find(module, BREVANT_EXPORT_GET_VERSION_NUM))() == BREVANT_VERSION_NUMBER,
+          "the version number is that of the header");
+    check(strcmp(((BrevantGetVersionStr)(uintptr_t)find(module, BREVANT_EXPORT_GET_VERSION_STR))(),
+                 BREVANT_VERSION_TEXT) == 0,
+          "the version text is that of the header");
+    bus = (const BrevantBusFunctions*)createBus(BREVANT_BUS_VERSION);
+    functions = createModule();
+    check(functions == createModule(), "the table is the same each time");
+    table = *bus;
+    table.publish = hostPublish;
+    table.subscribePattern = hostSubscribePattern;
+    table.unsubscribe = hostUnsubscribe;
+
+    check(bus->acquireHandle(&peer) == 0 && bus->acquireHandle(&moduleBus) == 0, "the bus gives handles");
+    ids[0] = bus->subscribePattern(peer, NULL, onAnything, u"Brevant\\..+");
+    ids[1] = bus->subscribe(peer, NULL, onSettings, u"SettingsManager.GetProperties.Request");
+    ids[2] = bus->subscribe(peer, NULL, onSettings, u"SETTINGS_MANAGER_GET_PROPERTY");
+    ids[3] = bus->subscribePattern(peer, NULL, onViewerShow, u"Brevant.Viewer.c.Show..+");
+
+    check(functions->StartModule(NULL) == MODULE_STATUS_INVALID_PARAMETER, "a null handle is refused");
+    check(functions->NewModule(NULL, NULL) == MODULE_STATUS_INVALID_PARAMETER, "a null out-pointer is refused");
+    check(functions->NewModule(&handle, u"CHost") == 0, "NewModule");
+    check(functions->InitializeModuleV2(handle, u"Brevant", u"c-host", 2, keys, values, NULL, moduleManager,
+                                        moduleBus, &table) == 0,
+          "InitializeModuleV2");
+    check(hostSubscriptions == 4, "the module subscribes through the host's table");
+    check(functions->StartModule(handle) == 0, "StartModule");
+    check(waitForSeen("Brevant.Viewer.c.Registered"), "the viewer of the settings is announced");
+
+    check(say("Brevant.Alert.GetId", "") == 0, "an id is asked for");
+    check(waitForSeen("Brevant.Alert.GetId.Response"), "an id is handed out");
+    check(say("Brevant.Alert.Show.1", description) == 0, "an alert is published");
+    check(waitForSeen("Brevant.Alert.c-alert.Queued.1"), "the alert is queued");
+    check(waitForSeen("Brevant.Viewer.c.Show.1"), "the viewer is asked to show it");
+    check(waitForSeen("Brevant.Alert.c-alert.Shown.1"), "the viewer's answer is broadcast");
+    check(say("Brevant.Alert.c-alert.Dismissed.1", "") == 0, "the viewer reports the outcome");
+    {
+        const MessageHeader header = plainHeader();
+        check(functions->DirectMessage(handle, &header, u"Brevant.Alert.Delete.1", u"CHost", u"") == 0,
+              "a direct message is handled");
+    }
+    check(waitForSeen("Brevant.Alert..NotFound.1"), "a delete request for an alert that is gone is answered");
+    check(hostPublishes > 0, "the module publishes through the host's table");
+
+    check(functions->StopModule(handle) == 0, "StopModule");
+    check(functions->UninitializeModule(handle) == 0, "UninitializeModule");
+    check(hostSubscriptions == 0, "the module removes its subscriptions");
+    check(functions->DestroyModule(handle) == 0, "DestroyModule");
+    for (count = 0; count < 4; ++count)
+        bus->unsubscribe(peer, ids[count]);
+    bus->releaseHandle(moduleBus);
+    bus->releaseHandle(peer);
+    closeLibrary(module);
+    closeLibrary(busLibrary);
+    if (failures == 0)
+        puts("the whole road was seen");
+    return failures != 0;
+}

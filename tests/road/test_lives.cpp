@@ -1,0 +1,37 @@
+// Twenty lives of the module in one process leave nothing behind.
+#include "road/Road.h"
+#include "support/ProcessCounts.h"
+
+namespace Road {
+namespace {
+
+using ModuleLives = RoadTest;
+
+TEST_F(ModuleLives, LeaveNoThreadDescriptorOrMemoryBehind) {
+    module.reset();
+    const auto live = [&] {
+        module = std::make_unique<Module>();
+        module->initialize();
+        module->start();
+        AlertText alert;
+        const auto shown = showAndExpect(alert, u"Queued");
+        EXPECT_EQ(viewer->waitForShow(), shown);
+        EXPECT_TRUE(seen(outcome(alert.id, u"Shown", shown)));
+        viewer->dismiss(shown);
+        EXPECT_TRUE(seen(outcome(alert.id, u"Dismissed", shown)));
+        module->stop();
+        module->uninitialize();
+        module.reset();
+        log = std::make_unique<Support::MessageLog>();
+    };
+    for (int warmUp = 0; warmUp < 3; ++warmUp)
+        live();
+    const Support::ProcessCounts before = Support::ProcessCounts::now();
+    for (int i = 0; i < 20; ++i)
+        live();
+    EXPECT_TRUE(Support::ProcessCounts::comesDownTo(before))
+        << "before: " << before << "\nafter:  " << Support::ProcessCounts::now();
+}
+
+}  // namespace
+}  // namespace Road

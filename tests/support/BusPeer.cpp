@@ -1,0 +1,242 @@
+#include "support/BusPeer.h"
+
+#include <cstring>
+#include <map>
+#include <stdexcept>
+
+#include <brevant/library.h>
+
+#include "platform/DynamicLibrary.h"
+#include "platform/Process.h"
+
+namespace Support {
+
+namespace {
+
+std::u16string textOf(const char16_t* text) {
+    return text ? std::u16string(text) : std::u16string();
+}
+
+BusMessage messageOf(const MessageHeader* header, const char16_t* name, const char16_t* sender,
+                     const char16_t* payload) {
+    BusMessage message{{}, textOf(name), textOf(sender), textOf(payload)};
+    if (header)
+        message.header = *header;
+    return message;
+}
+
+MessageHeader defaultHeader() {
+    MessageHeader header{};
+    header.headerKind = 1;
+    header.totalSize = sizeof header + 6;
+    header.version = BREVANT_MESSAGE_VERSION;
+    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
+    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
+    return header;
+}
+
+struct Waiter {
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool done = false;
+    uint32_t status = 0;
+    BusMessage message;
+};
+
+// Contexts are numbers, so that a reply that comes after its requester gave up finds nothing.
+std::mutex waitersMutex;
+std::map<uint64_t, std::shared_ptr<Waiter>> waiters;
+uint64_t nextWaiter = 1;
+
+uint32_t onReply(void*, uint64_t index, const MessageHeader* header, const char16_t* name,
+                 const char16_t* sender, const char16_t* payload, uint32_t status) {
+    std::shared_ptr<Waiter> waiter;
+    {
+        std::lock_guard lock(waitersMutex);
+        auto found = waiters.find(index);
+        if (found == waiters.end())
+            return MODULE_STATUS_NOT_FOUND;
+        waiter = found->second;
+        waiters.erase(found);
+    }
+    std::lock_guard lock(waiter->mutex);
+    waiter->status = status;
+    if (status == MODULE_STATUS_SUCCESS)
+        waiter->message = messageOf(header, name, sender, payload);
+    waiter->done = true;
+    waiter->ended.notify_all();
+    return MODULE_STATUS_SUCCESS;
+}
+
+}  // namespace
+
+struct BusPeer::Subscription {
+    std::mutex mutex;
+    std::condition_variable left;
+    int inside = 0;
+    bool ended = false;
+    Handler handler;
+
+    // Records stay for the whole process: the bus may call a moment after the subscription has ended.
+    static std::vector<std::shared_ptr<Subscription>>& all() {
+        static auto* subscriptions = new std::vector<std::shared_ptr<Subscription>>;
+        return *subscriptions;
+    }
+
+    static uint32_t call(void* context, const MessageHeader* header, const char16_t* name,
+                         const char16_t* sender, const char16_t* payload) {
+        auto& self = *static_cast<Subscription*>(context);
+        {
+            std::lock_guard lock(self.mutex);
+            if (self.ended)
+                return MODULE_STATUS_SUCCESS;
+            ++self.inside;
+        }
+        const uint32_t status = self.handler(messageOf(header, name, sender, payload));
+        std::lock_guard lock(self.mutex);
+        --self.inside;
+        self.left.notify_all();
+        return status;
+    }
+};
+
+const BrevantBusFunctions* embeddedBus() {
+    static const BrevantBusFunctions* functions = [] {
+        std::u16string path = Platform::executablePath();
+        path = path.substr(0, path.rfind(u'\\') + 1) + u"MessageBus.dll";
+        const Platform::LibraryHandle library = Platform::loadLibrary(path);
+        if (!library)
+            throw std::runtime_error("no MessageBus.dll beside the test program");
+        auto create = reinterpret_cast<BrevantCreateObject>(
+            Platform::libraryFunction(library, BREVANT_EXPORT_CREATE_OBJECT));
+        return static_cast<const BrevantBusFunctions*>(create(BREVANT_BUS_VERSION));
+    }();
+    return functions;
+}
+
+BusPeer::BusPeer(const BrevantBusFunctions* functions) : functions_(functions) {
+    if (functions_->acquireHandle(&handle_) != MODULE_STATUS_SUCCESS)
+        throw std::runtime_error("no bus handle");
+}
+
+BusPeer::~BusPeer() {
+    for (uint32_t id : ids_)
+        functions_->unsubscribe(handle_, id);
+    for (auto& subscription : subscriptions_) {
+        std::unique_lock lock(subscription->mutex);
+        subscription->ended = true;
+        subscription->left.wait(lock, [&] { return subscription->inside == 0; });
+    }
+    functions_->releaseReplyFunction(handle_, &onReply);
+    functions_->releaseHandle(handle_);
+}
+
+void BusPeer::onName(const std::u16string& name, Handler handler) {
+    subscribe(name, false, std::move(handler));
+}
+
+void BusPeer::onPattern(const std::u16string& pattern, Handler handler) {
+    subscribe(pattern, true, std::move(handler));
+}
+
+uint32_t BusPeer::subscribe(const std::u16string& text, bool pattern, Handler handler) {
+    auto subscription = std::make_shared<Subscription>();
+    subscription->handler = std::move(handler);
+    subscriptions_.push_back(subscription);
+    {
+        std::lock_guard lock(waitersMutex);
+        Subscription::all().push_back(subscription);
+    }
+    auto* entry = pattern ? functions_->subscribePattern : functions_->subscribe;
+    const uint32_t id = entry(handle_, subscription.get(), &Subscription::call, text.c_str());
+    if (id == 0)
+        throw std::runtime_error("subscription refused");
+    ids_.push_back(id);
+    return id;
+}
+
+uint32_t BusPeer::publish(const std::u16string& name, const std::u16string& payload, uint32_t sessionId) {
+    MessageHeader header = defaultHeader();
+    header.sessionId = sessionId;
+    return functions_->publish(handle_, &header, name.c_str(), u"Peer", payload.c_str());
+}
+
+uint32_t BusPeer::reply(const BusMessage& request, const std::u16string& name,
+                        const std::u16string& payload) {
+    MessageHeader header = defaultHeader();
+    if (request.header.flags & BREVANT_MESSAGE_REPLY_REQUESTED) {
+        header.flags = BREVANT_MESSAGE_REPLY;
+        std::memcpy(header.inReplyTo, request.header.requestIdentity, sizeof header.inReplyTo);
+        std::memcpy(header.replyDestination, request.header.replyRoute, sizeof header.replyDestination);
+        header.replyCookie = request.header.requestCookie;
+    }
+    return functions_->publish(handle_, &header, name.c_str(), u"Peer", payload.c_str());
+}
+
+uint32_t BusPeer::request(const std::u16string& name, const std::u16string& payload, BusMessage& reply,
+                          std::chrono::milliseconds timeout) {
+    auto waiter = std::make_shared<Waiter>();
+    uint64_t index;
+    {
+        std::lock_guard lock(waitersMutex);
+        index = nextWaiter++;
+        waiters[index] = waiter;
+    }
+    MessageHeader header = defaultHeader();
+    const uint32_t sent =
+        functions_->request(handle_, index, reinterpret_cast<void*>(uintptr_t{1}), &onReply, &header,
+                            name.c_str(), u"Peer", payload.c_str(), static_cast<uint32_t>(timeout.count()));
+    if (sent != MODULE_STATUS_SUCCESS) {
+        std::lock_guard lock(waitersMutex);
+        waiters.erase(index);
+        return sent;
+    }
+    std::unique_lock lock(waiter->mutex);
+    if (!waiter->ended.wait_for(lock, timeout + std::chrono::seconds(5), [&] { return waiter->done; }))
+        return MODULE_STATUS_TIMEOUT;
+    reply = waiter->message;
+    return waiter->status;
+}
+
+MessageLog::MessageLog(const std::u16string& pattern, const BrevantBusFunctions* functions)
+    : peer_(functions) {
+    peer_.onPattern(pattern, [this](const BusMessage& message) {
+        std::lock_guard lock(mutex_);
+        messages_.emplace_back(message, false);
+        arrived_.notify_all();
+        return MODULE_STATUS_SUCCESS;
+    });
+}
+
+std::optional<BusMessage> MessageLog::waitFor(const std::u16string& name, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        for (auto& [message, taken] : messages_) {
+            if (!taken && message.name == name) {
+                taken = true;
+                return message;
+            }
+        }
+        if (arrived_.wait_until(lock, deadline) == std::cv_status::timeout)
+            return std::nullopt;
+    }
+}
+
+std::vector<BusMessage> MessageLog::all() const {
+    std::lock_guard lock(mutex_);
+    std::vector<BusMessage> result;
+    for (const auto& [message, taken] : messages_)
+        result.push_back(message);
+    return result;
+}
+
+size_t MessageLog::count(const std::u16string& name) const {
+    std::lock_guard lock(mutex_);
+    size_t result = 0;
+    for (const auto& [message, taken] : messages_)
+        result += message.name == name;
+    return result;
+}
+
+}  // namespace Support

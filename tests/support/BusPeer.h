@@ -1,0 +1,77 @@
+// A stranger on the bus: a product, a viewer or a settings manager written against the C interface alone.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <brevant/bus.h>
+
+namespace Support {
+
+struct BusMessage {
+    MessageHeader header{};
+    std::u16string name;
+    std::u16string sender;
+    std::u16string payload;
+};
+
+// The function table of the bus library beside this program, loaded once and kept.
+const BrevantBusFunctions* embeddedBus();
+
+class BusPeer {
+public:
+    using Handler = std::function<uint32_t(const BusMessage&)>;
+
+    explicit BusPeer(const BrevantBusFunctions* functions = embeddedBus());
+    ~BusPeer();
+    BusPeer(const BusPeer&) = delete;
+    BusPeer& operator=(const BusPeer&) = delete;
+
+    // Handlers run on the bus's threads. What they capture must live until the peer is gone.
+    void onName(const std::u16string& name, Handler handler);
+    void onPattern(const std::u16string& pattern, Handler handler);
+
+    uint32_t publish(const std::u16string& name, const std::u16string& payload = u"", uint32_t sessionId = 0);
+    // Answers a request, correlated with it.
+    uint32_t reply(const BusMessage& request, const std::u16string& name,
+                   const std::u16string& payload = u"");
+    // Waits for the reply; its status when none came.
+    uint32_t request(const std::u16string& name, const std::u16string& payload, BusMessage& reply,
+                     std::chrono::milliseconds timeout = std::chrono::seconds(20));
+
+private:
+    struct Subscription;
+    uint32_t subscribe(const std::u16string& text, bool pattern, Handler handler);
+
+    const BrevantBusFunctions* functions_;
+    BrevantBusHandle handle_ = nullptr;
+    std::vector<uint32_t> ids_;
+    std::vector<std::shared_ptr<Subscription>> subscriptions_;
+};
+
+// Keeps every message whose name matches a pattern, in the order in which it came.
+class MessageLog {
+public:
+    explicit MessageLog(const std::u16string& pattern = u".+",
+                        const BrevantBusFunctions* functions = embeddedBus());
+
+    // The first message of that name not yet waited for; nothing when it does not come in time.
+    std::optional<BusMessage> waitFor(const std::u16string& name,
+                                      std::chrono::milliseconds timeout = std::chrono::seconds(20));
+    std::vector<BusMessage> all() const;
+    size_t count(const std::u16string& name) const;
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable arrived_;
+    std::vector<std::pair<BusMessage, bool>> messages_;
+    BusPeer peer_;  // last: its callbacks use what stands above
+};
+
+}  // namespace Support

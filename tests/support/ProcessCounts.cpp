@@ -1,0 +1,71 @@
+#include "support/ProcessCounts.h"
+
+#include <chrono>
+#include <thread>
+
+#if defined(_WIN32)
+#include <tlhelp32.h>
+#include <windows.h>
+#else
+#include <filesystem>
+#include <malloc.h>
+#endif
+
+namespace Support {
+
+#if defined(_WIN32)
+
+ProcessCounts ProcessCounts::now() {
+    ProcessCounts counts;
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry))
+        counts.threads += entry.th32OwnerProcessID == GetCurrentProcessId();
+    CloseHandle(snapshot);
+    // The lowest free handle value rises by four for each handle that is left open.
+    const HANDLE probe = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    counts.handles = reinterpret_cast<uintptr_t>(probe) / 4;
+    CloseHandle(probe);
+    return counts;
+}
+
+#else
+
+namespace {
+
+size_t entriesOf(const char* folder) {
+    size_t count = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder))
+        ++count;
+    return count;
+}
+
+}  // namespace
+
+ProcessCounts ProcessCounts::now() {
+    return {entriesOf("/proc/self/task"), entriesOf("/proc/self/fd"), mallinfo2().uordblks};
+}
+
+#endif
+
+bool ProcessCounts::comesDownTo(const ProcessCounts& then) {
+    constexpr size_t memoryTolerance = 16 * 1024;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    for (;;) {
+        const ProcessCounts counts = now();
+        if (counts.threads <= then.threads && counts.handles <= then.handles &&
+            counts.memory <= then.memory + memoryTolerance)
+            return true;
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::yield();
+    }
+}
+
+std::ostream& operator<<(std::ostream& out, const ProcessCounts& counts) {
+    return out << counts.threads << " threads, " << counts.handles << " handles, " << counts.memory
+               << " bytes";
+}
+
+}  // namespace Support
