@@ -1,0 +1,81 @@
+// One product's alert plugin: finds, loads and calls it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <brevant/plugin.h>
+
+#include "platform/Sync.h"
+#include "processing/plugins/PluginState.h"
+
+namespace Tavix {
+struct LibraryDefinition;
+class SettingsManager;
+class SharedLibrary;
+}  // namespace Tavix
+
+namespace Vok {
+
+// The definition is the settings property "Brevant/Product/<product>". A plugin found in any state but loaded
+// is unloaded and loaded again before it is called.
+//
+//                                 | unloaded or other   | loaded    | invalidated
+//   load                          | loaded if it works  | reloads   | loaded if it works
+//   unload                        | unloaded            | unloaded  | unloaded
+//   processAlert, getAlertContent | unload, load, call  | call      | unload, load, call
+//
+// Plugins come from outside: a call that throws gives MODULE_STATUS_UNKNOWN_EXCEPTION, an entry that is
+// missing from the table MODULE_STATUS_NOT_SUPPORTED, a null text is an empty one. Statuses are passed on as
+// they come.
+class AlertPluginLib {
+public:
+    // Throws a standard exception when the library cannot be had.
+    using LibraryLoader = std::function<std::shared_ptr<Tavix::SharedLibrary>(Tavix::LibraryDefinition)>;
+
+    // Does not load. Empty settings are replaced by a client of its own, an empty loader by the system's.
+    explicit AlertPluginLib(std::u16string product, std::shared_ptr<Tavix::SharedLibrary> library = nullptr,
+                            std::shared_ptr<Tavix::SettingsManager> settings = nullptr,
+                            LibraryLoader loadLibrary = nullptr);
+    // Ends the instance and then lets go of the library.
+    virtual ~AlertPluginLib();
+    AlertPluginLib(const AlertPluginLib&) = delete;
+    AlertPluginLib& operator=(const AlertPluginLib&) = delete;
+
+    // Outputs are set on success; the plugin writes the suppress flag itself, also when it fails.
+    virtual uint32_t processAlert(const std::u16string& alertText, std::u16string& processed,
+                                  uint32_t* suppress, std::u16string& extra);
+    virtual uint32_t getAlertContent(const std::u16string& alertText, const std::u16string& viewerId,
+                                     std::u16string& content);
+
+    // Waits up to 5 s for the settings manager. A failure leaves the state as it was. load and unload take no
+    // lock: call them before the object is shared; the calls above make them under theirs.
+    virtual uint32_t load();
+    virtual void unload();
+    virtual void setState(PluginState state);
+
+private:
+    uint32_t verifyState();
+    uint32_t createInstance();
+    uint32_t destroyInstance();
+    template <class Call>
+    uint32_t callPlugin(const char16_t* function, Call&& call);
+    template <class Use>
+    uint32_t whenLoaded(const char16_t* function, std::u16string_view progress, Use&& use);
+
+    const std::u16string product_;
+    const std::shared_ptr<Tavix::SettingsManager> settings_;
+    const LibraryLoader loadLibrary_;
+
+    // Serialises the plugin's calls and setState; held through each call, a reload included. Taken after the
+    // registry's mutex. The members below are its, save while the object is not yet shared.
+    Platform::Mutex mutex_;
+    std::shared_ptr<Tavix::SharedLibrary> library_;
+    void* instance_ = nullptr;
+    const AlertPluginApi* api_ = nullptr;  // the library's own
+    PluginState state_ = PluginState::unloaded;
+};
+
+}  // namespace Vok
