@@ -14,7 +14,8 @@ public:
     enum class Kind { signedNumber, unsignedNumber, real, wideText, narrowText, pointer };
 
     template <class T>
-    FormatArgument(const T& value) noexcept {  // NOLINT(google-explicit-constructor): arguments convert silently
+    FormatArgument(
+        const T& value) noexcept {  // NOLINT(google-explicit-constructor): arguments convert silently
         if constexpr (std::is_same_v<T, bool>) {
             kind_ = Kind::unsignedNumber;
             unsigned_ = value ? 1 : 0;
@@ -55,7 +56,9 @@ public:
     uint64_t unsignedNumber() const noexcept { return unsigned_; }
     double real() const noexcept { return real_; }
     const void* address() const noexcept { return address_; }
-    std::u16string_view wideText() const noexcept { return {static_cast<const char16_t*>(address_), length_}; }
+    std::u16string_view wideText() const noexcept {
+        return {static_cast<const char16_t*>(address_), length_};
+    }
     std::string_view narrowText() const noexcept { return {static_cast<const char*>(address_), length_}; }
 
 private:
