@@ -1,0 +1,93 @@
+#include "alerts/sessions/AlertGlobalSession.h"
+
+#include <vector>
+
+#include "alerts/sessions/SuppressedDuplicate.h"
+#include "logging/Log.h"
+
+namespace Vok {
+
+namespace {
+constexpr std::u16string_view logSource = u"AlertGlobalSession";
+}
+
+AlertGlobalSession::AlertGlobalSession(std::shared_ptr<ViewerRegistrar> viewerRegistrar,
+                                       std::shared_ptr<PluginRegistrar> pluginRegistrar,
+                                       std::shared_ptr<AlertDispatcher> dispatcher)
+    : viewerRegistrar_(std::move(viewerRegistrar)),
+      pluginRegistrar_(std::move(pluginRegistrar)),
+      dispatcher_(dispatcher
+                      ? std::move(dispatcher)
+                      : std::make_shared<AlertDispatcher>(viewerRegistrar_, pluginRegistrar_, nullptr)) {}
+
+void AlertGlobalSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppressed) {
+    constexpr std::u16string_view function = u"Vok::AlertGlobalSession::queueAlert";
+    suppressed = true;
+    if (!dispatcher_->process(alert)) {
+        const AlertInfo& info = alert->getInfo();
+        LOG_FORMATTED(ETWLogging::levelInformation, function,
+                      u"Plugin suppressed the alert. Alert id: %ls, Instance: %ls.", info.id,
+                      info.instanceId);
+        return;
+    }
+    std::vector<std::function<void()>> wakeUps;
+    {
+        Platform::MutexLock lock(mutex_);
+        wakeUps.reserve(wakeUps_.size());
+        for (const auto& [id, wakeUp] : wakeUps_)
+            wakeUps.push_back(wakeUp);
+        if (!queue_.insert(std::move(alert))) {
+            const AlertInfo& info = alert->getInfo();
+            LOG_FORMATTED(ETWLogging::levelError, function,
+                          u"Failed to queue alert. Alert will be suppressed. Alert id: %ls, Instance: %ls.",
+                          info.id, info.instanceId);
+            reportSuppressedDuplicate(*alert);
+            return;
+        }
+    }
+    suppressed = false;
+    for (const auto& wakeUp : wakeUps)
+        wakeUp();
+}
+
+bool AlertGlobalSession::deleteAlert(const std::u16string& key) {
+    std::shared_ptr<Alert> removed;  // let go of outside the lock
+    Platform::MutexLock lock(mutex_);
+    removed = queue_.takeById(key);
+    return removed != nullptr;
+}
+
+bool AlertGlobalSession::preferGlobal(const Alert& userFront) {
+    std::shared_ptr<Alert> globalFront;
+    Platform::MutexLock lock(mutex_);
+    globalFront = queue_.front();
+    if (!globalFront)
+        return false;
+    const AlertInfo& global = globalFront->getInfo();
+    const AlertInfo& user = userFront.getInfo();
+    if (global.priority != user.priority)
+        return global.priority > user.priority;
+    return user.instanceId < global.instanceId;
+}
+
+std::shared_ptr<Alert> AlertGlobalSession::popAlert() {
+    Platform::MutexLock lock(mutex_);
+    return queue_.pop();
+}
+
+bool AlertGlobalSession::isEmpty() {
+    Platform::MutexLock lock(mutex_);
+    return queue_.size() == 0;
+}
+
+void AlertGlobalSession::registerSession(uint32_t sessionId, std::function<void()> wakeUp) {
+    Platform::MutexLock lock(mutex_);
+    wakeUps_.try_emplace(sessionId, std::move(wakeUp));
+}
+
+void AlertGlobalSession::unregisterSession(uint32_t sessionId) {
+    Platform::MutexLock lock(mutex_);
+    wakeUps_.erase(sessionId);
+}
+
+}  // namespace Vok

@@ -1,0 +1,54 @@
+// The queue of alerts that name no user session.
+#pragma once
+
+#include <functional>
+#include <unordered_map>
+
+#include "alerts/sessions/AlertQueue.h"
+#include "alerts/sessions/AlertSession.h"
+#include "alerts/viewers/ViewerRegistrar.h"
+#include "processing/dispatcher/AlertDispatcher.h"
+#include "processing/plugins/PluginRegistrar.h"
+
+namespace Vok {
+
+// Shows nothing itself: the dispatch threads of the user sessions take its alerts. All operations run on any
+// thread.
+class AlertGlobalSession : public AlertSession {
+public:
+    // An empty dispatcher is replaced by one over the two registrars.
+    AlertGlobalSession(std::shared_ptr<ViewerRegistrar> viewerRegistrar,
+                       std::shared_ptr<PluginRegistrar> pluginRegistrar,
+                       std::shared_ptr<AlertDispatcher> dispatcher = nullptr);
+
+    // Wakes every registered session when the alert was queued.
+    void queueAlert(std::shared_ptr<Alert> alert, bool& suppressed) override;
+    // Removes the first queued alert whose id (not instance id) is the key.
+    bool deleteAlert(const std::u16string& key) override;
+    // Whether the first global alert is to be shown before a user session's first one. Between the two queues
+    // the greater priority value wins, the other way round than within a queue, and a tie goes to the greater
+    // instance id.
+    virtual bool preferGlobal(const Alert& userFront);
+    // Takes the first alert out; empty when another session was faster.
+    virtual std::shared_ptr<Alert> popAlert();
+    virtual bool isEmpty();
+
+    // The callback runs on the thread that queues an alert, without a lock, and possibly once more after
+    // unregisterSession: it must own what it uses. The first callback of an id stays until it is
+    // unregistered.
+    void registerSession(uint32_t sessionId, std::function<void()> wakeUp);
+    void unregisterSession(uint32_t sessionId);
+
+private:
+    const std::shared_ptr<ViewerRegistrar> viewerRegistrar_;
+    const std::shared_ptr<PluginRegistrar> pluginRegistrar_;
+    const std::shared_ptr<AlertDispatcher> dispatcher_;
+
+    // Guards each operation as a whole; taken after a user session's mutex, never before. Only the queue's
+    // own mutex is taken under it, and the refusal of a duplicate reported.
+    Platform::Mutex mutex_;
+    AlertQueue queue_;
+    std::unordered_map<uint32_t, std::function<void()>> wakeUps_ GUARDED_BY(mutex_);
+};
+
+}  // namespace Vok

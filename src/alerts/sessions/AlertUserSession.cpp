@@ -1,0 +1,158 @@
+#include "alerts/sessions/AlertUserSession.h"
+
+#include "alerts/sessions/LockHolder.h"
+#include "alerts/sessions/SuppressedDuplicate.h"
+#include "logging/Log.h"
+
+namespace Vok {
+
+namespace {
+
+constexpr std::u16string_view logSource = u"AlertUserSession";
+constexpr std::u16string_view dispatchFunction = u"Vok::AlertUserSession::dispatchThread";
+
+// After any of these another session may be the active one.
+constexpr const char16_t* sessionTopics[] = {
+    u"SystemMonitor.UserSession.Console.Connect",
+    u"SystemMonitor.UserSession.Remote.Connect",
+    u"SystemMonitor.UserSession.Logon",
+};
+
+}  // namespace
+
+AlertUserSession::AlertUserSession(uint32_t sessionId, std::shared_ptr<ViewerRegistrar> viewerRegistrar,
+                                   std::shared_ptr<PluginRegistrar> pluginRegistrar,
+                                   std::shared_ptr<AlertGlobalSession> globalSession,
+                                   std::shared_ptr<AlertDispatcher> dispatcher,
+                                   std::shared_ptr<Tavix::MessageBusClient> busClient,
+                                   SessionEnumerator enumerateSessions)
+    : sessionId_(sessionId),
+      viewerRegistrar_(std::move(viewerRegistrar)),
+      pluginRegistrar_(std::move(pluginRegistrar)),
+      globalSession_(std::move(globalSession)),
+      dispatcher_(dispatcher
+                      ? std::move(dispatcher)
+                      : std::make_shared<AlertDispatcher>(viewerRegistrar_, pluginRegistrar_, nullptr)),
+      busClient_(busClient ? std::move(busClient) : std::make_shared<Tavix::MessageBusClient>()),
+      enumerateSessions_(std::move(enumerateSessions)),
+      wakeUp_(std::make_shared<WakeUp>()) {
+    for (const char16_t* topic : sessionTopics) {
+        busClient_->subscribe(topic, [wakeUp = wakeUp_](const std::shared_ptr<Tavix::Message>&) {
+            wakeUp->wake();
+            return MODULE_STATUS_SUCCESS;
+        });
+    }
+    globalSession_->registerSession(sessionId_, [wakeUp = wakeUp_] { wakeUp->wake(); });
+    registered_ = true;
+    try {
+        thread_ = Platform::Thread([this] { dispatchThread(); });
+    } catch (...) {
+        leaveGlobalSession();
+        throw;
+    }
+}
+
+AlertUserSession::~AlertUserSession() {
+    for (const char16_t* topic : sessionTopics)
+        busClient_->unsubscribe(topic);
+    leaveGlobalSession();
+    stopRequested_ = true;
+    wakeUp_->wake();
+    thread_.join();
+}
+
+void AlertUserSession::leaveGlobalSession() {
+    if (registered_)
+        globalSession_->unregisterSession(sessionId_);
+    registered_ = false;
+}
+
+void AlertUserSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppressed) {
+    constexpr std::u16string_view function = u"Vok::AlertUserSession::queueAlert";
+    suppressed = true;
+    if (!dispatcher_->process(alert)) {
+        const AlertInfo& info = alert->getInfo();
+        LOG_FORMATTED(ETWLogging::levelInformation, function,
+                      u"Plugin suppressed the alert. Alert id: %ls, Instance: %ls.", info.id,
+                      info.instanceId);
+        return;
+    }
+    {
+        Platform::MutexLock lock(mutex_);
+        if (!queue_.insert(std::move(alert))) {
+            const AlertInfo& info = alert->getInfo();
+            LOG_FORMATTED(ETWLogging::levelError, function,
+                          u"Failed to queue alert. Alert will be suppressed. Alert id: %ls, Instance: %ls.",
+                          info.id, info.instanceId);
+            reportSuppressedDuplicate(*alert);
+            return;
+        }
+    }
+    suppressed = false;
+    wakeUp_->wake();
+}
+
+bool AlertUserSession::deleteAlert(const std::u16string& key) {
+    constexpr std::u16string_view function = u"Vok::AlertUserSession::deleteAlert";
+    std::shared_ptr<Alert> removed;  // let go of outside the lock
+    {
+        Platform::MutexLock lock(mutex_);
+        removed = queue_.takeById(key);
+        if (removed) {
+            LOG_FORMATTED(ETWLogging::levelInformation, function,
+                          u"Alert instance %ls was in the queue. The alert has been removed.", key);
+        }
+    }
+    if (removed)
+        return true;
+    if (!dispatcher_->dismissCurrentIf(key))
+        return false;
+    LOG_FORMATTED(ETWLogging::levelInformation, function,
+                  u"Alert instance %ls was being shown. The alert has been dismissed.", key);
+    return true;
+}
+
+bool AlertUserSession::isActiveSession() const {
+    return findActiveSession(enumerateSessions_, logSource, u"Vok::AlertUserSession::isActiveSession") ==
+           sessionId_;
+}
+
+void AlertUserSession::dispatchThread() {
+    const LockHolder holder;
+    Platform::MutexLock lock(mutex_);
+    for (;;) {
+        // Noted before the look at the queues and at the wish to stop: what comes later ends the sleep at
+        // once.
+        const uint64_t wakeUps = wakeUp_->count();
+        if (stopRequested_)
+            return;
+        const bool work = queue_.size() != 0 || !globalSession_->isEmpty();
+        if (!isActiveSession() || !work) {
+            lock.unlock();
+            wakeUp_->waitWhile(wakeUps);
+            lock.lock();
+        } else if (showNext()) {
+            lock.unlock();
+            awaitOutcome();
+            lock.lock();
+        }
+    }
+}
+
+bool AlertUserSession::showNext() {
+    std::shared_ptr<Alert> alert = queue_.front();
+    alert = !alert || globalSession_->preferGlobal(*alert) ? globalSession_->popAlert() : queue_.pop();
+    if (dispatcher_->show(std::move(alert)))
+        return true;
+    LOG_MESSAGE(ETWLogging::levelError, dispatchFunction, u"Failed to show alert.");
+    return false;
+}
+
+void AlertUserSession::awaitOutcome() {
+    if (dispatcher_->waitForCurrent())
+        return;
+    LOG_MESSAGE(ETWLogging::levelError, dispatchFunction, u"Failed to wait for alert.");
+    dispatcher_->dismissCurrent();
+}
+
+}  // namespace Vok
