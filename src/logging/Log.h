@@ -2,12 +2,12 @@
 // Logging never throws and never reports a failure.
 #pragma once
 
-#include "text/Format.h"
-
 #include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "text/Format.h"
 
 namespace ETWLogging {
 
@@ -23,8 +23,9 @@ namespace internal {
 // Bit n is set when records of level n are written. Bit 31 is set until the logger has been built.
 extern constinit std::atomic<uint32_t> enabledLevels;
 bool buildAndTest(uint32_t level) noexcept;
-void writeFormatted(uint32_t level, std::u16string_view sourceFile, std::u16string_view function, uint32_t line,
-                    std::u16string_view format, const Ferrow::FormatArgument* arguments, size_t count) noexcept;
+void writeFormatted(uint32_t level, std::u16string_view sourceFile, std::u16string_view function,
+                    uint32_t line, std::u16string_view format, const Ferrow::FormatArgument* arguments,
+                    size_t count) noexcept;
 constexpr uint32_t loggerUnbuilt = 1u << 31;
 }  // namespace internal
 
@@ -54,13 +55,13 @@ void logFormatted(uint32_t level, std::u16string_view sourceFile, std::u16string
 // Logs with the source file name that the translation unit declares:
 //     constexpr std::u16string_view logSource = u"AlertUserSession";
 // Arguments are not evaluated while the level is off.
-#define LOG_FORMATTED(level, function, ...)                                                    \
-    do {                                                                                       \
-        if (::ETWLogging::isLogEnabled(level))                                                 \
-            ::ETWLogging::logFormatted(level, logSource, function, __LINE__, __VA_ARGS__);     \
+#define LOG_FORMATTED(level, function, ...)                                                \
+    do {                                                                                   \
+        if (::ETWLogging::isLogEnabled(level))                                             \
+            ::ETWLogging::logFormatted(level, logSource, function, __LINE__, __VA_ARGS__); \
     } while (false)
-#define LOG_MESSAGE(level, function, message)                                                  \
-    do {                                                                                       \
-        if (::ETWLogging::isLogEnabled(level))                                                 \
-            ::ETWLogging::logMessage(level, logSource, function, __LINE__, message);           \
+#define LOG_MESSAGE(level, function, message)                                        \
+    do {                                                                             \
+        if (::ETWLogging::isLogEnabled(level))                                       \
+            ::ETWLogging::logMessage(level, logSource, function, __LINE__, message); \
     } while (false)

@@ -1,0 +1,93 @@
+#include "logging/CETWConfigurationListener.h"
+
+#include "logging/LoggingIdentity.h"
+#include "logging/ProcessLogger.h"
+#include "platform/ProcessWide.h"
+#include "platform/Sync.h"
+
+namespace ETWLogging {
+
+LoggingConfig readLoggingConfig(const Platform::Registry& registry) {
+    LoggingConfig config;
+    if (const auto key = registry.openKey(loggingKey)) {
+        if (const auto enable = key->readNumber(u"Enable"))
+            config.enable = *enable != 0;
+        config.severity = key->readNumber(u"Severity");
+    }
+    return config;
+}
+
+CETWConfigurationListener::CETWConfigurationListener(LoggingConfigListenerIf& listener,
+                                                     const Platform::Registry& registry,
+                                                     std::unique_ptr<Platform::RegistryWatch> watch)
+    : listener_(listener), registry_(registry), watch_(std::move(watch)) {
+    if (watch_)
+        thread_ = Platform::Thread([this] { run(); });
+}
+
+CETWConfigurationListener::~CETWConfigurationListener() {
+    if (watch_)
+        watch_->cancel();
+    if (thread_.joinable())
+        thread_.join();
+}
+
+void CETWConfigurationListener::run() noexcept {
+    while (true) {
+        try {
+            if (!watch_->wait())
+                return;
+            listener_.configurationChanged(readLoggingConfig(registry_));
+        } catch (...) {
+            // Memory is short; the next change brings the values again.
+        }
+    }
+}
+
+namespace {
+
+class ProcessConfiguration : public LoggingConfigListenerIf {
+public:
+    void acquire() EXCLUDES(mutex_) {
+        Platform::MutexLock lock(mutex_);
+        if (holders_++ == 0)
+            listener_ = std::make_unique<CETWConfigurationListener>(
+                *this, Platform::Registry::protectedReader(), Platform::RegistryWatch::create(loggingKey));
+    }
+    void release() EXCLUDES(mutex_) {
+        Platform::MutexLock lock(mutex_);
+        if (holders_ > 0 && --holders_ == 0)
+            listener_.reset();
+    }
+    void configurationChanged(const LoggingConfig& config) noexcept override {
+        internal::configureLogger(config);
+    }
+
+private:
+    // Held while the listener starts and ends; the listener's thread never takes it.
+    Platform::Mutex mutex_;
+    size_t holders_ GUARDED_BY(mutex_) = 0;
+    std::unique_ptr<CETWConfigurationListener> listener_ GUARDED_BY(mutex_);
+};
+
+constinit Platform::ProcessWide<ProcessConfiguration> configuration;
+
+}  // namespace
+
+void acquireConfigurationListener() {
+    try {
+        configuration.get().acquire();
+    } catch (...) {
+        // Without a thread the logger keeps the configuration that it started with.
+    }
+}
+
+void releaseConfigurationListener() {
+    try {
+        configuration.get().release();
+    } catch (...) {
+        // Only the building of an object that no acquire has built can fail.
+    }
+}
+
+}  // namespace ETWLogging

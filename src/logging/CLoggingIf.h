@@ -1,0 +1,35 @@
+// What a logger is to the log call interface.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "logging/LoggingConfigListenerIf.h"
+
+namespace ETWLogging {
+
+struct LogRecord {
+    uint32_t level = 0;
+    std::u16string_view sourceFile;  // as in the call; may carry a folder ("dll\SharedLibrary")
+    std::u16string_view function;
+    uint32_t line = 0;
+    std::u16string_view message;  // no data at all (not merely no characters) is a missing message
+};
+
+// Every function may be called by any thread, none throws, and failures stay inside.
+class CLoggingIf {
+public:
+    virtual ~CLoggingIf() = default;
+    // Bit n is set when a record of level n (below 31) would be written now.
+    virtual uint32_t enabledLevels() const noexcept = 0;
+    // Formatted messages are cut to this many units.
+    virtual size_t maximumMessageLength() const noexcept = 0;
+    // Drops a record whose level is off or that cannot be written.
+    virtual void write(const LogRecord& record) noexcept = 0;
+};
+
+// A logger that can be switched while it runs.
+class CLoggingIf_ex : public CLoggingIf, public LoggingConfigListenerIf {};
+
+}  // namespace ETWLogging

@@ -1,0 +1,197 @@
+#include "logging/Log.h"
+
+#include <utility>
+#include <vector>
+
+#include "logging/CDefaultLogBuilder.h"
+#include "logging/ProcessLogger.h"
+#include "platform/Diagnostics.h"
+#include "platform/ProcessWide.h"
+#include "platform/Sync.h"
+#include "platform/Thread.h"
+
+namespace ETWLogging {
+namespace internal {
+
+constinit std::atomic<uint32_t> enabledLevels{loggerUnbuilt};
+
+namespace {
+
+// What is logged by the building of the logger itself, such as a registry that does not parse, waits for it.
+constexpr size_t mostEarlyRecords = 32;
+
+struct EarlyRecord {
+    uint32_t level;
+    std::u16string sourceFile, function;
+    uint32_t line;
+    std::u16string message;
+};
+
+void logDiagnostic(uint32_t level, const char16_t* sourceFile, const char16_t* function, uint32_t line,
+                   const std::u16string& message) {
+    logMessage(level, sourceFile, function, line, message);
+}
+
+class ProcessLogger {
+public:
+    ProcessLogger() { Platform::setDiagnosticSink(logDiagnostic); }
+    ~ProcessLogger() {
+        Platform::setDiagnosticSink(nullptr);
+        // Static destructors that run later may still ask whether to log.
+        enabledLevels.store(0);
+    }
+
+    // Null while this thread builds the logger, and when none can be built.
+    std::shared_ptr<CLoggingIf_ex> logger() EXCLUDES(building_, mutex_) {
+        {
+            Platform::MutexLock lock(mutex_);
+            if (built_)
+                return logger_;
+        }
+        if (buildingHere())
+            return nullptr;
+        build();
+        Platform::MutexLock lock(mutex_);
+        return logger_;
+    }
+
+    bool buildingHere() const { return builder_.load() == Platform::currentThreadId(); }
+
+    // Called by the building thread alone, which holds the lock further up its stack.
+    void keepEarly(const LogRecord& record) NO_THREAD_SAFETY_ANALYSIS {
+        if (early_.size() < mostEarlyRecords)
+            early_.push_back({record.level, std::u16string(record.sourceFile),
+                              std::u16string(record.function), record.line, std::u16string(record.message)});
+    }
+
+    std::shared_ptr<CLoggingIf_ex> replace(std::shared_ptr<CLoggingIf_ex> logger)
+        EXCLUDES(building_, mutex_) {
+        Platform::MutexLock buildingLock(building_);
+        Platform::MutexLock lock(mutex_);
+        built_ = logger != nullptr;
+        logger_.swap(logger);
+        publishLevels();
+        return logger;
+    }
+
+    void refresh() EXCLUDES(mutex_) {
+        Platform::MutexLock lock(mutex_);
+        publishLevels();
+    }
+
+private:
+    void build() EXCLUDES(building_, mutex_) {
+        Platform::MutexLock buildingLock(building_);
+        {
+            Platform::MutexLock lock(mutex_);
+            if (built_)
+                return;
+        }
+        builder_.store(Platform::currentThreadId());
+        std::shared_ptr<CLoggingIf_ex> logger;
+        try {
+            logger = CDefaultLogBuilder().build();
+        } catch (...) {
+            // Without a logger every call does nothing.
+        }
+        builder_.store(0);
+        {
+            Platform::MutexLock lock(mutex_);
+            built_ = true;
+            logger_ = logger;
+            publishLevels();
+        }
+        for (const EarlyRecord& each : std::exchange(early_, {})) {
+            if (logger)
+                logger->write({each.level, each.sourceFile, each.function, each.line, each.message});
+        }
+    }
+
+    void publishLevels() REQUIRES(mutex_) {
+        if (built_)
+            enabledLevels.store(logger_ ? logger_->enabledLevels() & ~loggerUnbuilt : 0);
+        else
+            enabledLevels.store(loggerUnbuilt);
+    }
+
+    // Held while the logger is built or replaced; taken before mutex_. No record is written under it but the
+    // early ones of its holder.
+    Platform::Mutex building_;
+    // Guards which logger there is; a leaf but for the locks that a logger's enabledLevels() takes.
+    Platform::Mutex mutex_;
+    bool built_ GUARDED_BY(mutex_) = false;
+    std::shared_ptr<CLoggingIf_ex> logger_ GUARDED_BY(mutex_);
+    std::atomic<uint32_t> builder_{0};  // the thread that builds the logger
+    std::vector<EarlyRecord> early_ GUARDED_BY(building_);
+};
+
+constinit Platform::ProcessWide<ProcessLogger> process;
+
+void write(CLoggingIf_ex* logger, const LogRecord& record) {
+    if (logger)
+        logger->write(record);
+    else if (process.get().buildingHere())
+        process.get().keepEarly(record);
+}
+
+}  // namespace
+
+bool buildAndTest(uint32_t level) noexcept {
+    try {
+        if (process.get().buildingHere())
+            return true;
+        const auto logger = process.get().logger();
+        return logger && level < 31 && (logger->enabledLevels() >> level & 1u) != 0;
+    } catch (...) {
+        return false;
+    }
+}
+
+void writeFormatted(uint32_t level, std::u16string_view sourceFile, std::u16string_view function,
+                    uint32_t line, std::u16string_view format, const Ferrow::FormatArgument* arguments,
+                    size_t count) noexcept {
+    try {
+        const auto logger = process.get().logger();
+        const std::u16string message = Ferrow::formatTextArguments(
+            format, arguments, count, logger ? logger->maximumMessageLength() : 4159);
+        write(logger.get(), {level, sourceFile, function, line, message});
+    } catch (...) {
+        // A record that cannot be formatted is dropped.
+    }
+}
+
+std::shared_ptr<CLoggingIf_ex> replaceLogger(std::shared_ptr<CLoggingIf_ex> logger) {
+    return process.get().replace(std::move(logger));
+}
+
+void refreshEnabledLevels() noexcept {
+    try {
+        process.get().refresh();
+    } catch (...) {
+    }
+}
+
+void configureLogger(const LoggingConfig& config) noexcept {
+    try {
+        if (const auto logger = process.get().logger()) {
+            logger->configurationChanged(config);
+            process.get().refresh();
+        }
+    } catch (...) {
+    }
+}
+
+}  // namespace internal
+
+void logMessage(uint32_t level, std::u16string_view sourceFile, std::u16string_view function, uint32_t line,
+                std::u16string_view message) noexcept {
+    if (!isLogEnabled(level))
+        return;
+    try {
+        const auto logger = internal::process.get().logger();
+        internal::write(logger.get(), {level, sourceFile, function, line, message});
+    } catch (...) {
+    }
+}
+
+}  // namespace ETWLogging

@@ -1,0 +1,23 @@
+// The process's logger behind the log call interface. For the loggers themselves and for test support, which
+// puts a logger of its own there; everybody else uses Log.h.
+#pragma once
+
+#include <memory>
+
+#include "logging/CLoggingIf.h"
+
+namespace ETWLogging::internal {
+
+// Puts a logger in the place of the process's and returns the one that was there. Null means that none has
+// been built: the next record builds it. Records being written elsewhere hold on to the logger they began
+// with.
+std::shared_ptr<CLoggingIf_ex> replaceLogger(std::shared_ptr<CLoggingIf_ex> logger);
+
+// Tells the log call interface that a logger's enabledLevels() may have changed. No lock of the logger's that
+// enabledLevels() takes may be held.
+void refreshEnabledLevels() noexcept;
+
+// Builds the logger unless that was done, and gives it the new configuration.
+void configureLogger(const LoggingConfig& config) noexcept;
+
+}  // namespace ETWLogging::internal
