@@ -86,13 +86,14 @@ private:
     struct Outcome;
 
     AlertInfo info_;
-    AlertContext context_;  // constant once built
+    // Constant once built.
+    const std::u16string outcomePattern_;
+    AlertContext context_;
     size_t duplicateHash_ = 0;
     const Platform::Clock& clock_;
     const std::chrono::seconds grace_;
     std::shared_ptr<AlertViewer> viewer_;
     std::atomic<bool> started_{false};
-    std::u16string outcomePattern_;  // set by show
     // Shared with the callback, which owns nothing else: it may run after the alert is gone.
     const std::shared_ptr<Outcome> outcome_;
     const std::shared_ptr<Tavix::MessageBusClient> busClient_;

@@ -50,7 +50,6 @@ public:
 
 private:
     bool dismissLocked() REQUIRES(mutex_);
-    void publishFailed(const Alert& alert);
 
     const std::shared_ptr<ViewerRegistrar> viewerRegistrar_;
     const std::shared_ptr<PluginRegistrar> pluginRegistrar_;

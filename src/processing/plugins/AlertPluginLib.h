@@ -57,13 +57,13 @@ public:
     virtual void setState(PluginState state);
 
 private:
-    uint32_t verifyState();
+    // Loads the plugin unless it is loaded; function is the caller's, for its log record.
+    uint32_t verifyState(const char16_t* function);
     uint32_t createInstance();
     uint32_t destroyInstance();
+    // Whatever an entry of the plugin throws ends here.
     template <class Call>
     uint32_t callPlugin(const char16_t* function, Call&& call);
-    template <class Use>
-    uint32_t whenLoaded(const char16_t* function, std::u16string_view progress, Use&& use);
 
     const std::u16string product_;
     const std::shared_ptr<Tavix::SettingsManager> settings_;

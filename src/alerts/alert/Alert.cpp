@@ -1,0 +1,145 @@
+#include "alerts/alert/Alert.h"
+
+#include <functional>
+#include <string_view>
+#include <utility>
+
+#include <brevant/status.h>
+
+#include "alerts/viewers/AlertViewer.h"
+#include "bus/MessageBusClient.h"
+#include "platform/Sync.h"
+
+namespace Vok {
+
+namespace {
+
+size_t hashOfTexts(const AlertContext& context) {
+    size_t sum = context.actions.size();
+    const auto add = [&sum](std::u16string_view text) {
+        sum ^= std::hash<std::u16string_view>()(text) + 0x9e3779b97f4a7c15u + (sum << 6) + (sum >> 2);
+    };
+    for (const AlertAction& action : context.actions)
+        add(action.text);
+    add(context.title);
+    add(context.defaultcontent);
+    add(context.detailscontent);
+    return sum;
+}
+
+// Identifiers are commonly GUIDs in braces, which a pattern would take for repetition counts. Nothing else is
+// escaped: viewers rely on the looser match.
+std::u16string outcomePatternOf(const AlertInfo& info) {
+    std::u16string pattern = u"Brevant.Alert.";
+    for (const char16_t unit : info.id) {
+        if (unit == u'{' || unit == u'}')
+            pattern += u'\\';
+        pattern += unit;
+    }
+    return pattern + u"(.Dismissed.|.Failed.)" + info.instanceId;
+}
+
+}  // namespace
+
+struct Alert::Outcome {
+    // Guards received, which is only ever set. Held while the subscription is removed; no callback is waited
+    // for under it.
+    Platform::Mutex mutex;
+    Platform::ConditionVariable condition;
+    std::atomic<bool> received{false};  // written under the mutex; may be read without
+};
+
+Alert::Alert(AlertInfo info, std::shared_ptr<Tavix::MessageBusClient> busClient, const Platform::Clock& clock,
+             std::chrono::seconds grace)
+    : info_(std::move(info)),
+      outcomePattern_(outcomePatternOf(info_)),
+      clock_(clock),
+      grace_(grace),
+      outcome_(std::make_shared<Outcome>()),
+      busClient_(busClient ? std::move(busClient) : std::make_shared<Tavix::MessageBusClient>()) {
+    context_.fromJson(info_.context);
+    duplicateHash_ = hashOfTexts(context_);
+}
+
+Alert::~Alert() = default;
+
+bool Alert::precedes(const Alert& other) const {
+    return info_.priority < other.info_.priority;
+}
+
+bool Alert::isDuplicateOf(const Alert& other) const {
+    if (!canBeDuplicate() || duplicateHash_ != other.duplicateHash_ ||
+        context_.actions.size() != other.context_.actions.size())
+        return false;
+    for (size_t i = 0; i < context_.actions.size(); ++i)
+        if (context_.actions[i].text != other.context_.actions[i].text)
+            return false;
+    return context_.title == other.context_.title &&
+           context_.defaultcontent == other.context_.defaultcontent &&
+           context_.detailscontent == other.context_.detailscontent;
+}
+
+const AlertInfo& Alert::getInfo() const {
+    return info_;
+}
+
+void Alert::setContent(std::u16string content) {
+    info_.content = std::move(content);
+}
+
+const std::u16string& Alert::getContent() const {
+    return info_.content;
+}
+
+void Alert::setViewer(std::shared_ptr<AlertViewer> viewer) {
+    viewer_ = std::move(viewer);
+}
+
+const std::shared_ptr<AlertViewer>& Alert::getViewer() const {
+    return viewer_;
+}
+
+bool Alert::show() {
+    if (!viewer_)
+        return false;
+    if (started_.exchange(true))
+        return true;
+    busClient_->subscribeFilter(outcomePattern_, outcomePattern_,
+                                [outcome = outcome_](const std::shared_ptr<Tavix::Message>&) {
+                                    {
+                                        Platform::MutexLock lock(outcome->mutex);
+                                        outcome->received = true;
+                                    }
+                                    outcome->condition.notifyAll();
+                                    return MODULE_STATUS_SUCCESS;
+                                });
+    return viewer_->show(info_.toJson(), info_.id, info_.instanceId);
+}
+
+bool Alert::waitForOutcome(int64_t seconds) {
+    if (!started_)
+        return false;
+    if (outcome_->received)
+        return true;
+    const Platform::Clock::Time deadline =
+        Platform::deadlineAfter(clock_.now(), std::chrono::seconds(seconds));
+    Platform::MutexLock lock(outcome_->mutex);
+    while (!outcome_->received && clock_.waitUntil(outcome_->condition, lock, deadline)) {
+    }
+    busClient_->unsubscribe(outcomePattern_);
+    return outcome_->received;
+}
+
+bool Alert::dismiss() {
+    if (!started_)
+        return false;
+    if (outcome_->received)
+        return true;
+    return viewer_->dismiss(info_.id, info_.instanceId) && waitForOutcome(grace_.count());
+}
+
+bool Alert::isStarted() const {
+    return started_;
+}
+
+}  // namespace Vok

@@ -1,0 +1,152 @@
+#include "processing/dispatcher/AlertDispatcher.h"
+
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+#include <brevant/status.h>
+
+#include "alerts/alert/Alert.h"
+#include "alerts/viewers/AlertEvent.h"
+#include "alerts/viewers/AlertTopic.h"
+#include "alerts/viewers/AlertViewer.h"
+#include "alerts/viewers/ViewerRegistrar.h"
+#include "bus/MessageBusClient.h"
+#include "logging/Log.h"
+#include "processing/plugins/PluginRegistrar.h"
+
+namespace Vok {
+
+namespace {
+
+constexpr std::u16string_view logSource = u"AlertDispatcher";
+constexpr const char16_t* defaultViewerId = u"KOV";
+// What the plugin sets the flag to; every other value shows the alert.
+constexpr uint32_t suppressed = 1;
+
+// Seconds from the display's start until the outcome is given up.
+uint32_t outcomeTimeout(uint32_t displaySeconds) {
+    constexpr uint32_t extraSeconds = 30;
+    constexpr uint32_t greatestExtended = 0xFFFFFFE0;
+    return displaySeconds > greatestExtended ? displaySeconds : displaySeconds + extraSeconds;
+}
+
+}  // namespace
+
+AlertDispatcher::AlertDispatcher(std::shared_ptr<ViewerRegistrar> viewerRegistrar,
+                                 std::shared_ptr<PluginRegistrar> pluginRegistrar,
+                                 std::shared_ptr<Tavix::MessageBusClient> busClient)
+    : viewerRegistrar_(std::move(viewerRegistrar)),
+      pluginRegistrar_(std::move(pluginRegistrar)),
+      busClient_(busClient ? std::move(busClient) : std::make_shared<Tavix::MessageBusClient>()) {}
+
+AlertDispatcher::~AlertDispatcher() {
+    dismissCurrent();
+}
+
+bool AlertDispatcher::process(const std::shared_ptr<Alert>& alert) {
+    constexpr const char16_t* function = u"Vok::AlertDispatcher::process";
+    if (!alert)
+        return false;
+    const AlertInfo& info = alert->getInfo();
+    std::u16string input = info.toJson();
+    std::u16string processed;
+    uint32_t suppress = 0;
+    std::u16string extra;
+    const uint32_t status = pluginRegistrar_->processAlert(info.product, input, processed, &suppress, extra);
+    if (suppress == suppressed) {
+        AlertEvent event{u"Brevant.Alert.Suppressed", u"Suppressed", u"Suppressed", info.id};
+        event.hitLabel = info.product;
+        sendAlertEvent(event);
+        return false;
+    }
+    if (status != MODULE_STATUS_SUCCESS || processed.empty()) {
+        LOG_MESSAGE(ETWLogging::levelWarning, function,
+                    u"Failed to process the alert. Continuing with unprocessed input data.");
+        sendAlertEvent(failureEvent(info.id, u"pluginProcessFailed", status));
+        processed = std::move(input);
+    }
+
+    AlertInfo result;
+    if (!result.fromJson(processed)) {
+        LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to parse alert info.");
+        sendAlertEvent(failureEvent(result.id, u"parseFailed", MODULE_STATUS_SUCCESS));
+        return false;
+    }
+    for (const std::u16string& viewerId : result.preferredViewer) {
+        if (std::shared_ptr<AlertViewer> viewer = viewerRegistrar_->findViewer(viewerId)) {
+            alert->setViewer(std::move(viewer));
+            return true;
+        }
+    }
+    LOG_FORMATTED(ETWLogging::levelWarning, function, u"No viewer registered for alert: %ls.", result.id);
+    sendAlertEvent(failureEvent(result.id, u"noViewerRegistered", MODULE_STATUS_SUCCESS));
+    return false;
+}
+
+bool AlertDispatcher::show(std::shared_ptr<Alert> alert) {
+    constexpr const char16_t* function = u"Vok::AlertDispatcher::show";
+    if (!alert)
+        return false;
+    dismissCurrent();
+
+    Platform::MutexLock lock(mutex_);
+    currentAlert_ = std::move(alert);
+    const AlertInfo& info = currentAlert_->getInfo();
+    std::u16string viewerId = defaultViewerId;
+    if (const std::shared_ptr<AlertViewer>& viewer = currentAlert_->getViewer())
+        viewerId = viewer->getId();
+    else
+        LOG_FORMATTED(ETWLogging::levelWarning, function,
+                      u"No viewer assinged for alertId : %ls. Defaulting to KOV", info.id);
+
+    std::u16string content;
+    const uint32_t status = pluginRegistrar_->getAlertContent(info.product, info.toJson(), viewerId, content);
+    if (status != MODULE_STATUS_SUCCESS) {
+        LOG_FORMATTED(ETWLogging::levelError, function,
+                      u"Failed to get alert content for alert %ls from plugin for product: %ls", info.id,
+                      info.product);
+        sendAlertEvent(failureEvent(info.id, u"getAlertContent", status, viewerId));
+        busClient_->publish(Tavix::makeMessage(alertTopic(info.id, u"Failed", info.instanceId), u"", u""));
+        return false;
+    }
+    currentAlert_->setContent(std::move(content));
+    const bool shown = currentAlert_->show();
+    if (!shown)
+        currentAlert_.reset();
+    return shown;
+}
+
+bool AlertDispatcher::waitForCurrent() {
+    std::shared_ptr<Alert> alert;
+    {
+        Platform::MutexLock lock(mutex_);
+        alert = currentAlert_;
+    }
+    if (!alert)
+        return false;
+    if (alert->waitForOutcome(outcomeTimeout(alert->getInfo().timeout)))
+        return true;
+    AlertEvent event{u"Brevant.Alert.TimeOut", u"Time Out", u"TimeOut", alert->getInfo().id};
+    if (const std::shared_ptr<AlertViewer>& viewer = alert->getViewer())
+        event.hitLabel = viewer->getId();
+    sendAlertEvent(event);
+    return false;
+}
+
+bool AlertDispatcher::dismissCurrent() {
+    Platform::MutexLock lock(mutex_);
+    return dismissLocked();
+}
+
+bool AlertDispatcher::dismissCurrentIf(const std::u16string& instanceId) {
+    Platform::MutexLock lock(mutex_);
+    return currentAlert_ && currentAlert_->getInfo().instanceId == instanceId && dismissLocked();
+}
+
+bool AlertDispatcher::dismissLocked() {
+    const std::shared_ptr<Alert> alert = std::move(currentAlert_);
+    return alert && alert->dismiss();
+}
+
+}  // namespace Vok

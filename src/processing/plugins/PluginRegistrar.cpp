@@ -1,0 +1,70 @@
+#include "processing/plugins/PluginRegistrar.h"
+
+#include <utility>
+
+#include <brevant/status.h>
+
+#include "processing/plugins/AlertPluginLib.h"
+#include "processing/plugins/PluginSettings.h"
+#include "settings/SettingsManagerClient.h"
+
+namespace Vok {
+
+PluginRegistrar::PluginRegistrar(std::shared_ptr<Tavix::SettingsManagerClient> settings,
+                                 PluginMaker makePlugin)
+    : settings_(settings ? std::move(settings) : std::make_shared<Tavix::SettingsManagerClient>()),
+      makePlugin_(std::move(makePlugin)),
+      gate_(std::make_shared<Tavix::CallbackGate>()) {}
+
+PluginRegistrar::~PluginRegistrar() {
+    gate_->close();
+}
+
+void PluginRegistrar::start() {
+    settings_->subscribeDelete(
+        [this, gate = gate_](const std::u16string& name) {
+            if (const Tavix::CallbackGate::Pass pass(*gate); pass)
+                onProductDeleted(name);
+        },
+        productKey);
+}
+
+void PluginRegistrar::stop() {
+    settings_->unsubscribeDelete(productKey);
+}
+
+uint32_t PluginRegistrar::processAlert(const std::u16string& product, const std::u16string& alertText,
+                                       std::u16string& processed, uint32_t* suppress, std::u16string& extra) {
+    Platform::MutexLock lock(mutex_);
+    const std::shared_ptr<AlertPluginLib> plugin = findOrCreate(product);
+    return plugin ? plugin->processAlert(alertText, processed, suppress, extra)
+                  : MODULE_STATUS_BUFFER_TOO_SMALL;
+}
+
+uint32_t PluginRegistrar::getAlertContent(const std::u16string& product, const std::u16string& alertText,
+                                          const std::u16string& viewerId, std::u16string& content) {
+    Platform::MutexLock lock(mutex_);
+    const std::shared_ptr<AlertPluginLib> plugin = findOrCreate(product);
+    return plugin ? plugin->getAlertContent(alertText, viewerId, content) : MODULE_STATUS_BUFFER_TOO_SMALL;
+}
+
+void PluginRegistrar::onProductDeleted(const std::u16string& propertyName) {
+    const size_t slash = propertyName.rfind(u'/');  // npos + 1 is 0: the whole name
+    const std::u16string product = propertyName.substr(slash + 1);
+    Platform::MutexLock lock(mutex_);
+    if (const auto found = plugins_.find(product); found != plugins_.end())
+        found->second->setState(PluginState::invalidated);
+}
+
+std::shared_ptr<AlertPluginLib> PluginRegistrar::findOrCreate(const std::u16string& product) {
+    if (const auto found = plugins_.find(product); found != plugins_.end())
+        return found->second;
+    std::shared_ptr<AlertPluginLib> plugin =
+        makePlugin_ ? makePlugin_(product) : std::make_shared<AlertPluginLib>(product);
+    if (plugin->load() != MODULE_STATUS_SUCCESS)
+        return nullptr;
+    plugins_.emplace(product, plugin);
+    return plugin;
+}
+
+}  // namespace Vok
