@@ -1,0 +1,80 @@
+#include "telemetry/CLegacyTransport.h"
+
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include <brevant/event_sink.h>
+
+#include "platform/Components.h"
+#include "telemetry/CJSONFormatter.h"
+
+namespace Tavix::Analytics {
+
+namespace {
+
+constexpr Platform::Guid eventSinkClassId{
+    0x3F9A6C12, 0x5B8E, 0x4D07, {0xA1, 0xC4, 0x7E, 0x2B, 0x90, 0xD3, 0xF6, 0x58}};
+constexpr Platform::Guid eventSinkInterfaceId{
+    0xB4D17E29, 0x0C6A, 0x4F83, {0x9E, 0x5D, 0x1A, 0x7C, 0x3B, 0x8F, 0x2E, 0x64}};
+
+struct ReleaseSink {
+    void operator()(ILegacyEventSink* sink) const { sink->functions->Release(sink); }
+};
+using EventSink = std::unique_ptr<ILegacyEventSink, ReleaseSink>;
+
+EventSink createSink(const Platform::Guid& classId) {
+    void* object = nullptr;
+    if (Platform::createTrustedComponent(classId, eventSinkInterfaceId, &object) >= 0 && object)
+        return EventSink(static_cast<ILegacyEventSink*>(object));
+    object = nullptr;
+    if (Platform::createComponent(classId, eventSinkInterfaceId, &object) >= 0 && object)
+        return EventSink(static_cast<ILegacyEventSink*>(object));
+    return nullptr;
+}
+
+class ComponentText {
+public:
+    explicit ComponentText(std::u16string_view text) : text_(Platform::allocateComponentText(text)) {
+        if (!text_)
+            throw std::bad_alloc();
+    }
+    ~ComponentText() { Platform::freeComponentText(text_); }
+    ComponentText(const ComponentText&) = delete;
+    ComponentText& operator=(const ComponentText&) = delete;
+    BrevantComponentText get() const noexcept { return text_; }
+
+private:
+    BrevantComponentText text_;
+};
+
+}  // namespace
+
+CLegacyTransport::CLegacyTransport(const Platform::Guid& classId)
+    : CLegacyTransport(classId, std::make_unique<CJSONFormatter>()) {}
+
+CLegacyTransport::CLegacyTransport(const Platform::Guid& classId, std::unique_ptr<IFormatter> formatter)
+    : CBaseTransport(u"Legacy", 1),
+      classId_(classId == Platform::Guid{} ? eventSinkClassId : classId),
+      formatter_(std::move(formatter)) {}
+
+bool CLegacyTransport::Open() {
+    const Platform::ComponentThread thread;
+    return createSink(classId_) != nullptr;
+}
+
+bool CLegacyTransport::Send(const DimensionMap& dimensions) {
+    if (!formatter_)
+        return false;
+    const Platform::ComponentThread thread;
+    const EventSink sink = createSink(classId_);
+    std::u16string json;
+    if (!sink || !formatter_->Format(dimensions, json))
+        return false;
+    const ComponentText before(u"");
+    const ComponentText text(json);
+    const ComponentText after(u"");
+    return sink->functions->SubmitEvent(sink.get(), before.get(), text.get(), after.get()) >= 0;
+}
+
+}  // namespace Tavix::Analytics
