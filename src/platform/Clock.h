@@ -1,10 +1,10 @@
 // Clocks. Whoever waits takes a Clock, so that tests can advance time instead of letting it pass.
 #pragma once
 
-#include "platform/Sync.h"
-
 #include <chrono>
 #include <cstdint>
+
+#include "platform/Sync.h"
 
 namespace Platform {
 

@@ -1,11 +1,11 @@
-// In-process components: COM on Windows; elsewhere the same binary convention over libraries that the registry
-// names under SOFTWARE\Classes\CLSID\{class id}\InprocServer32.
+// In-process components: COM on Windows; elsewhere the same binary convention over libraries that the
+// registry names under SOFTWARE\Classes\CLSID\{class id}\InprocServer32.
 #pragma once
-
-#include "platform/Guid.h"
 
 #include <cstdint>
 #include <string_view>
+
+#include "platform/Guid.h"
 
 namespace Platform {
 

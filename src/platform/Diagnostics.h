@@ -1,4 +1,6 @@
 // What this layer has to report. It stands below the log, so it hands its reports to whoever asked for them.
+// A report can come out of any read of the registry, so also while the log itself is being built: a sink that
+// builds the log on first use must be set after that. No lock of this layer is held during the call.
 #pragma once
 
 #include <cstdint>

@@ -22,8 +22,8 @@ bool freeLibrary(LibraryHandle library);
 std::u16string libraryPathOf(const void* address);
 
 // Whether a library file may be loaded into the process: signed by a trusted signer on Windows; elsewhere
-// owned by root or the user and writable by nobody else. Always true while the number "Verify Libraries" under
-// SOFTWARE\CORVANE\OSTREL is 0. False for an empty path; lastError() tells why.
+// owned by root or the user and writable by nobody else. Always true while the number "Verify Libraries"
+// under SOFTWARE\CORVANE\OSTREL is 0. False for an empty path; lastError() tells why.
 bool verifyLibraryTrust(const std::u16string& path);
 
 }  // namespace Platform

@@ -1,4 +1,5 @@
-// Files and folders. Paths are in Windows form on every system; texts of files are bytes.
+// Files and folders. Paths are in Windows form on every system; texts of files are bytes. What fails leaves
+// its reason in lastError().
 #pragma once
 
 #include <cstdint>
@@ -15,13 +16,17 @@ std::u16string portablePath(std::string_view nativePath);
 
 bool fileExists(const std::u16string& path);
 std::optional<uint64_t> fileSize(const std::u16string& path);
-std::optional<std::string> readFile(const std::u16string& path);
-// Replaces the file in one step: readers see the old text or the new one, whatever happens meanwhile.
+// Nothing as well for a file of more bytes than mostBytes, and for what is no regular file.
+std::optional<std::string> readFile(const std::u16string& path, size_t mostBytes = SIZE_MAX);
+// Replaces the file in one step: readers see the old text or the new one, whatever happens meanwhile. The
+// folder must exist.
 bool writeFileAtomically(const std::u16string& path, std::string_view text);
 // Appends to the file, which is created when missing; truncate empties it first.
 bool appendToFile(const std::u16string& path, std::string_view text, bool truncate = false);
+// Creates the folder and those above it; true as well when it exists.
 bool createFolders(const std::u16string& path);
 bool removeFile(const std::u16string& path);
+// Replaces what is there under the new name.
 bool renameFile(const std::u16string& from, const std::u16string& to);
 
 }  // namespace Platform

@@ -1,9 +1,9 @@
 // Objects that exist once per process, and their end.
 #pragma once
 
-#include "platform/Sync.h"
-
 #include <memory>
+
+#include "platform/Sync.h"
 
 namespace Platform {
 

@@ -2,11 +2,11 @@
 // Windows when a library is loaded and freed again and again.
 #pragma once
 
-#include "NativeSync.h"
-#include "platform/ThreadAnnotations.h"
-
 #include <atomic>
 #include <chrono>
+
+#include "NativeSync.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace Platform {
 

@@ -1,18 +1,19 @@
 // The classic event-trace provider of the system.
 #pragma once
 
-#include "platform/Guid.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 
+#include "platform/Guid.h"
+
 namespace Platform {
 
 class TraceProvider {
 public:
-    // Called on a thread of the system's when a trace session enables (with its level) or disables the provider.
+    // Called on a thread of the system's when a trace session enables (with its level) or disables the
+    // provider.
     using EnableCallback = std::function<void(bool enabled, uint32_t level)>;
 
     // Null where the system has no event tracing, or refuses the registration.

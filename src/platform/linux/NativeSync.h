@@ -29,9 +29,8 @@ public:
         // Longer waits would overflow the clock's range; waking after a century harms nobody.
         constexpr auto longest = std::chrono::hours(24 * 365 * 100);
         std::unique_lock lock(mutex.mutex_, std::adopt_lock);
-        const bool notified =
-            condition_.wait_for(lock, std::min<std::chrono::nanoseconds>(duration, longest)) ==
-            std::cv_status::no_timeout;
+        const bool notified = condition_.wait_for(lock, std::min<std::chrono::nanoseconds>(
+                                                            duration, longest)) == std::cv_status::no_timeout;
         lock.release();
         return notified;
     }

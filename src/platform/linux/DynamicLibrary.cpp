@@ -1,0 +1,153 @@
+#include "platform/DynamicLibrary.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <link.h>
+#include <sys/stat.h>
+
+#include "FileDescriptor.h"
+#include "NativeErrors.h"
+#include "platform/Files.h"
+#include "platform/LibraryTrust.h"
+#include "platform/Process.h"
+
+namespace Platform {
+namespace {
+
+// The path as the loader takes it: with a separator, for it would look a bare name up elsewhere.
+std::string loaderPath(const std::u16string& path) {
+    if (path.empty() || path.find(u'\0') != std::u16string::npos)
+        return {};
+    std::string native = nativePath(path);
+    return native.find('/') == std::string::npos ? "./" + native : native;
+}
+
+FileDescriptor openForTrust(const std::string& path) {
+    FileDescriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));
+    if (!file)
+        setLastSystemError(errno);
+    return file;
+}
+
+// Whether nobody but root and the user can have put anything into the file.
+bool trusted(const struct stat& status) {
+    const bool trustedOwner = status.st_uid == 0 || status.st_uid == geteuid();
+    if (S_ISREG(status.st_mode) && trustedOwner && !(status.st_mode & (S_IWGRP | S_IWOTH)))
+        return true;
+    setLastError(errorAccessDenied);
+    return false;
+}
+
+bool names(const std::string& path, const struct stat& file) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && status.st_dev == file.st_dev && status.st_ino == file.st_ino;
+}
+
+}  // namespace
+
+LibraryHandle loadLibrary(const std::u16string& path) {
+    const std::string native = loaderPath(path);
+    if (native.empty()) {
+        setLastError(errorInvalidName);
+        return nullptr;
+    }
+    const FileDescriptor file = openForTrust(native);
+    if (!file) {
+        if (lastError() == errorFileNotFound)
+            setLastError(errorModuleNotFound);
+        return nullptr;
+    }
+    struct stat checked {};
+    if (fstat(file.get(), &checked) != 0) {
+        setLastSystemError(errno);
+        return nullptr;
+    }
+    const bool verify = librariesAreVerified();
+    if (verify && !trusted(checked))
+        return nullptr;
+    // The loader must be given the path, not the open file: addresses, debuggers and the library's own
+    // $ORIGIN are resolved through the name it was loaded by. So the name has to lead to the checked file
+    // before and after.
+    if (verify && !names(native, checked)) {
+        setLastError(errorAccessDenied);
+        return nullptr;
+    }
+    void* library = dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!library) {
+        setLastError(errorBadExecutable);
+        return nullptr;
+    }
+    if (verify && !names(native, checked)) {
+        dlclose(library);
+        setLastError(errorAccessDenied);
+        return nullptr;
+    }
+    return library;
+}
+
+LibraryHandle loadedLibrary(const std::u16string& path) {
+    const std::string native = loaderPath(path);
+    void* library = native.empty() ? nullptr : dlopen(native.c_str(), RTLD_NOW | RTLD_NOLOAD);
+    if (!library)
+        setLastError(errorModuleNotFound);
+    return library;
+}
+
+void* libraryFunction(LibraryHandle library, const char* name) {
+    void* function = library && name ? dlsym(library, name) : nullptr;
+    if (!function)
+        setLastError(library ? errorProcedureNotFound : errorInvalidHandle);
+    return function;
+}
+
+bool freeLibrary(LibraryHandle library) {
+    if (library && dlclose(library) == 0)
+        return true;
+    setLastError(errorInvalidHandle);
+    return false;
+}
+
+std::u16string libraryPathOf(const void* address) {
+    Dl_info info{};
+    void* extra = nullptr;
+    if (!address || dladdr1(address, &info, &extra, RTLD_DL_LINKMAP) == 0) {
+        setLastError(errorModuleNotFound);
+        return {};
+    }
+    // The program itself has no name in the loader's list.
+    const char* name = static_cast<const link_map*>(extra)->l_name;
+    if (!*name)
+        return executablePath();
+    char* resolved = realpath(name, nullptr);
+    if (!resolved) {
+        setLastSystemError(errno);
+        return {};
+    }
+    std::u16string path = portablePath(resolved);
+    std::free(resolved);
+    return path;
+}
+
+bool verifyLibraryTrust(const std::u16string& path) {
+    const std::string native = loaderPath(path);
+    if (native.empty()) {
+        setLastError(errorInvalidParameter);
+        return false;
+    }
+    if (!librariesAreVerified())
+        return true;
+    const FileDescriptor file = openForTrust(native);
+    struct stat status {};
+    if (!file)
+        return false;
+    if (fstat(file.get(), &status) != 0) {
+        setLastSystemError(errno);
+        return false;
+    }
+    return trusted(status);
+}
+
+}  // namespace Platform

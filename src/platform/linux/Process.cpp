@@ -1,0 +1,124 @@
+#include "platform/Process.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <unistd.h>
+#include <vector>
+
+#include "NativeErrors.h"
+#include "platform/Files.h"
+#include "platform/UserSessions.h"
+
+namespace Platform {
+namespace {
+
+constinit thread_local uint32_t threadsLastError = 0;
+
+bool notHere() noexcept {
+    setLastError(errorNotImplemented);
+    return false;
+}
+
+}  // namespace
+
+uint32_t currentProcessId() noexcept {
+    return static_cast<uint32_t>(getpid());
+}
+
+bool processIdToSessionId(uint32_t processId, uint32_t& sessionId) noexcept {
+    if (processId != currentProcessId()) {
+        setLastError(errorInvalidParameter);
+        return false;
+    }
+    const char* text = std::getenv("BREVANT_SESSION_ID");
+    uint32_t number = 0;
+    if (text) {
+        const char* end = text + std::strlen(text);
+        const auto [stopped, error] = std::from_chars(text, end, number);
+        if (error != std::errc() || stopped != end) {
+            setLastError(errorInvalidData);
+            return false;
+        }
+    }
+    sessionId = number;
+    return true;
+}
+
+uint32_t lastError() noexcept {
+    return threadsLastError;
+}
+void setLastError(uint32_t error) noexcept {
+    threadsLastError = error;
+}
+
+std::u16string executablePath() {
+    std::vector<char> buffer(256);
+    for (;;) {
+        const ssize_t length = readlink("/proc/self/exe", buffer.data(), buffer.size());
+        if (length < 0) {
+            setLastSystemError(errno);
+            return {};
+        }
+        if (static_cast<size_t>(length) < buffer.size())
+            return portablePath({buffer.data(), static_cast<size_t>(length)});
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+uint32_t processIdOf(void*) noexcept {
+    notHere();
+    return 0;
+}
+
+uint32_t activeConsoleSessionId() noexcept {
+    constexpr uint32_t none = 0xFFFFFFFF;
+    try {
+        std::vector<UserSession> sessions;
+        if (!enumerateUserSessions(sessions))
+            return none;
+        for (const UserSession& session : sessions) {
+            if (session.state == UserSessionState::active)
+                return session.id;
+        }
+    } catch (const std::bad_alloc&) {
+    }
+    return none;
+}
+
+void* currentProcessHandle() noexcept {
+    notHere();
+    return nullptr;
+}
+
+uint32_t waitForHandle(void*, uint32_t) noexcept {
+    notHere();
+    return 0xFFFFFFFF;
+}
+
+bool closeHandle(void*) noexcept {
+    return notHere();
+}
+bool processExitCode(void*, uint32_t&) noexcept {
+    return notHere();
+}
+bool terminateProcess(void*, uint32_t) noexcept {
+    return notHere();
+}
+bool openProcessToken(void*, uint32_t, void**) noexcept {
+    return notHere();
+}
+bool adjustTokenPrivileges(void*, bool, void*, uint32_t, void*, uint32_t*) noexcept {
+    return notHere();
+}
+bool lookupPrivilegeValue(const char16_t*, const char16_t*, void*) noexcept {
+    return notHere();
+}
+bool createProcessAsUser(void*, const char16_t*, char16_t*, void*, void*, bool, uint32_t, void*,
+                         const char16_t*, void*, void*) noexcept {
+    return notHere();
+}
+
+}  // namespace Platform

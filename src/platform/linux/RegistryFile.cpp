@@ -1,0 +1,105 @@
+#include "RegistryFile.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+#include "platform/Diagnostics.h"
+#include "platform/Files.h"
+#include "platform/Folders.h"
+#include "platform/ProcessWide.h"
+#include "platform/SystemTime.h"
+
+namespace Platform {
+namespace {
+
+constexpr size_t mostBytes = 16 << 20;
+constexpr uint32_t warningLevel = 2;
+
+int64_t nanoseconds(const timespec& time) {
+    return static_cast<int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+}
+
+class RegistryCache {
+public:
+    std::shared_ptr<const RegistryNode> current() {
+        std::string path = registryFilePath();
+        const FileState state = fileState(path);
+        std::shared_ptr<const RegistryNode> tree;
+        std::optional<std::u16string> problem;
+        {
+            MutexLock lock(mutex_);
+            if (!tree_ || path != path_ || state != state_ || !settled_)
+                problem = read(std::move(path), state);
+            tree = tree_;
+        }
+        if (problem)
+            reportDiagnostic(warningLevel, u"Registry", u"Platform::Registry::openKey", __LINE__,
+                             u"Registry file is not used: " + *problem + u".");
+        return tree;
+    }
+
+private:
+    // Returns the problem of a text that has not been reported yet.
+    std::optional<std::u16string> read(std::string path, const FileState& state) REQUIRES(mutex_) {
+        // Two writes within one tick of the file system's clock leave the same state behind, so a file that
+        // has only just changed is looked at again next time.
+        constexpr int64_t tick = 50'000'000;
+        settled_ = wallTime().count() - std::max(state.modified, state.changed) > tick;
+        state_ = state;
+        std::optional<std::u16string> problem;
+        std::string text;
+        if (state.size >= 0) {
+            if (std::optional<std::string> content = readFile(portablePath(path), mostBytes))
+                text = std::move(*content);
+            else
+                problem = u"it cannot be read or is too large";
+        }
+        const size_t fingerprint = std::hash<std::string_view>()(text);
+        const bool same = tree_ && path == path_ && fingerprint == fingerprint_ && !problem;
+        path_ = std::move(path);
+        fingerprint_ = fingerprint;
+        if (same)
+            return std::nullopt;
+        RegistryText parsed = parseRegistryText(text);
+        if (parsed.error)
+            problem = std::move(parsed.error);
+        tree_ = std::make_shared<const RegistryNode>(std::move(parsed.localMachine));
+        if (!problem || (reported_ && *reported_ == fingerprint))
+            return std::nullopt;
+        reported_ = fingerprint;
+        return problem;
+    }
+
+    // Guards the members below. Leaf: the file is read under it so that one thread reads for all.
+    Mutex mutex_;
+    std::string path_ GUARDED_BY(mutex_);
+    FileState state_ GUARDED_BY(mutex_);
+    bool settled_ GUARDED_BY(mutex_) = false;
+    size_t fingerprint_ GUARDED_BY(mutex_) = 0;
+    std::optional<size_t> reported_ GUARDED_BY(mutex_);
+    std::shared_ptr<const RegistryNode> tree_ GUARDED_BY(mutex_);
+};
+
+constinit ProcessWide<RegistryCache> registryCache;
+
+}  // namespace
+
+FileState fileState(const std::string& nativePath) noexcept {
+    struct stat status {};
+    if (stat(nativePath.c_str(), &status) != 0)
+        return {};
+    return {status.st_dev, status.st_ino, status.st_size, nanoseconds(status.st_mtim),
+            nanoseconds(status.st_ctim)};
+}
+
+std::string registryFilePath() {
+    return nativePath(platformFolder()) + "/registry.reg";
+}
+
+std::shared_ptr<const RegistryNode> currentRegistry() {
+    return registryCache.get().current();
+}
+
+}  // namespace Platform

@@ -1,0 +1,114 @@
+#include "platform/Terminal.h"
+
+#include <algorithm>
+#include <shellapi.h>
+#include <windows.h>
+
+namespace Platform {
+namespace {
+
+class ConsoleKeyReader final : public KeyReader {
+public:
+    ConsoleKeyReader(HANDLE input, DWORD before, HANDLE cancelled)
+        : input_(input), before_(before), cancelled_(cancelled) {}
+    ~ConsoleKeyReader() override {
+        FlushConsoleInputBuffer(input_);
+        SetConsoleMode(input_, before_);
+        CloseHandle(cancelled_);
+    }
+
+    Result read(std::chrono::milliseconds timeout, char32_t& key) override {
+        constexpr int64_t longest = 24 * 60 * 60 * 1000;
+        const uint64_t began = GetTickCount64();
+        for (;;) {
+            DWORD wait = INFINITE;
+            if (timeout.count() >= 0) {
+                const auto passed = static_cast<int64_t>(GetTickCount64() - began);
+                if (passed > timeout.count())
+                    return Result::timedOut;
+                wait = static_cast<DWORD>(std::min(timeout.count() - passed, longest));
+            }
+            const HANDLE waits[] = {cancelled_, input_};
+            switch (WaitForMultipleObjects(2, waits, FALSE, wait)) {
+                case WAIT_OBJECT_0:
+                    return Result::cancelled;
+                case WAIT_OBJECT_0 + 1:
+                    break;
+                case WAIT_TIMEOUT:
+                    if (wait < longest)
+                        return Result::timedOut;
+                    continue;
+                default:
+                    return Result::ended;
+            }
+            INPUT_RECORD record{};
+            DWORD count = 0;
+            if (!ReadConsoleInputW(input_, &record, 1, &count) || count == 0)
+                return Result::ended;
+            if (record.EventType != KEY_EVENT || !record.Event.KeyEvent.bKeyDown || isModifier(record))
+                continue;
+            key = static_cast<char16_t>(record.Event.KeyEvent.uChar.UnicodeChar);
+            return Result::key;
+        }
+    }
+
+    void cancel() override { SetEvent(cancelled_); }
+
+private:
+    static bool isModifier(const INPUT_RECORD& record) {
+        const WORD code = record.Event.KeyEvent.wVirtualKeyCode;
+        return code == VK_SHIFT || code == VK_CONTROL || code == VK_MENU || code == VK_CAPITAL ||
+               code == VK_NUMLOCK || code == VK_SCROLL || code == VK_LWIN || code == VK_RWIN;
+    }
+
+    const HANDLE input_;
+    const DWORD before_;
+    const HANDLE cancelled_;
+};
+
+}  // namespace
+
+std::vector<std::u16string> programArguments(int, char**) {
+    std::vector<std::u16string> arguments;
+    int count = 0;
+    if (LPWSTR* list = CommandLineToArgvW(GetCommandLineW(), &count)) {
+        for (int at = 1; at < count; ++at)
+            arguments.emplace_back(reinterpret_cast<const char16_t*>(list[at]));
+        LocalFree(list);
+    }
+    return arguments;
+}
+
+void prepareConsoleOutput() {
+    SetConsoleOutputCP(CP_UTF8);
+}
+
+bool terminalIsInteractive() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) &&
+           GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode);
+}
+
+unsigned terminalColumns() {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info))
+        return 80;
+    const int columns = info.srWindow.Right - info.srWindow.Left + 1;
+    return columns > 0 ? static_cast<unsigned>(columns) : 80;
+}
+
+std::unique_ptr<KeyReader> KeyReader::create() {
+    const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    DWORD before = 0;
+    if (!GetConsoleMode(input, &before))
+        return nullptr;
+    const HANDLE cancelled = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    if (!cancelled)
+        return nullptr;
+    // Processed input stays on: Ctrl+C asks the process to end, as ever.
+    SetConsoleMode(input, before & ~static_cast<DWORD>(ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT));
+    FlushConsoleInputBuffer(input);
+    return std::make_unique<ConsoleKeyReader>(input, before, cancelled);
+}
+
+}  // namespace Platform
