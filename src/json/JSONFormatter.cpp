@@ -157,9 +157,7 @@ bool JSONFormatter::getObjectArray(const std::u16string& name, std::vector<JSONF
 
 void JSONFormatter::put(const std::u16string& name, Value&& value) {
     Value key = copied(name);
-    const auto replaced = root_.FindMember(key);
-    if (replaced != root_.MemberEnd())
-        root_.RemoveMember(replaced);
+    root_.RemoveMember(key);
     root_.AddMember(key, value, pool());
 }
 
@@ -211,7 +209,7 @@ void JSONFormatter::setStringArray(const std::u16string& name, const std::vector
 JSONFormatter::Value* JSONFormatter::arrayFor(const std::u16string& name) {
     Value key = copied(name);
     auto member = root_.FindMember(key);
-    if (member == root_.MemberEnd()) {
+    if (root_.MemberEnd() - member == 0) {
         root_.AddMember(key, Value(rapidjson::kArrayType), pool());
         member = root_.MemberEnd() - 1;
     }
@@ -266,9 +264,7 @@ void JSONFormatter::setValue(Value& name, Value& value) {
     const unsigned depth = 1 + depthOf(value, maximumJsonDepth);
     if (!root_.IsObject() || !name.IsString() || depth > maximumJsonDepth)
         return;
-    const auto replaced = root_.FindMember(name);
-    if (replaced != root_.MemberEnd())
-        root_.RemoveMember(replaced);
+    root_.RemoveMember(name);
     root_.AddMember(name, value, pool());
     depth_ = std::max(depth_, depth);
 }

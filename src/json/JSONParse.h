@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <rapidjson/reader.h>
 #include <string>
 
@@ -9,13 +10,14 @@
 
 namespace Tavix {
 
-// Hands events on and ends the parse when the text nests too deeply, before the handler sees the level.
+// Hands events on and ends the parse at what a document must not hold: a level too deep, before the handler
+// sees it, or a number beyond all doubles.
 template <class Handler>
-class JSONDepthGuard {
+class JSONGuard {
 public:
     using Size = rapidjson::SizeType;
 
-    explicit JSONDepthGuard(Handler& handler) noexcept : handler_(handler) {}
+    explicit JSONGuard(Handler& handler) noexcept : handler_(handler) {}
     unsigned deepest() const noexcept { return deepest_; }
 
     bool Null() { return handler_.Null(); }
@@ -24,7 +26,8 @@ public:
     bool Uint(uint32_t value) { return handler_.Uint(value); }
     bool Int64(int64_t value) { return handler_.Int64(value); }
     bool Uint64(uint64_t value) { return handler_.Uint64(value); }
-    bool Double(double value) { return handler_.Double(value); }
+    // The reader lets 11e308 pass as infinity, which no text can hold again.
+    bool Double(double value) { return std::isfinite(value) && handler_.Double(value); }
     bool RawNumber(const char16_t* text, Size length, bool copy) {
         return handler_.RawNumber(text, length, copy);
     }
@@ -54,7 +57,7 @@ bool parseJson(const std::u16string& text, Handler& handler, unsigned& depth) {
     constexpr size_t readerStack = 2048;  // bytes; holds the string being read and the open levels
     rapidjson::GenericReader<JSONEncoding, JSONEncoding, JSONHeap> reader(nullptr, readerStack);
     rapidjson::GenericStringStream<JSONEncoding> stream(text.c_str());
-    JSONDepthGuard<Handler> guard(handler);
+    JSONGuard<Handler> guard(handler);
     if (!reader.template Parse<rapidjson::kParseIterativeFlag>(stream, guard) || stream.Tell() != text.size())
         return false;
     depth = guard.deepest();

@@ -33,7 +33,18 @@ private:
     }
 };
 
-using JSONEncoding = rapidjson::UTF16<char16_t>;
+// UTF-16 whose escapes may name a lone low surrogate: it is carried as the unit that it is. RapidJSON's own
+// encoding asserts that none comes, and a text from outside may hold one.
+struct JSONEncoding : rapidjson::UTF16<char16_t> {
+    template <class OutputStream>
+    static void Encode(OutputStream& stream, unsigned codepoint) {
+        if (codepoint <= 0xFFFF)
+            stream.Put(static_cast<char16_t>(codepoint));
+        else
+            UTF16::Encode(stream, codepoint);
+    }
+};
+
 using JSONPool = rapidjson::MemoryPoolAllocator<JSONHeap>;
 using JSONValue = rapidjson::GenericValue<JSONEncoding, JSONPool>;
 

@@ -46,6 +46,8 @@ TEST(JSONFormatterParse, AcceptsOneWholeObjectOnly) {
                                       u"{\"a\":Infinity}",
                                       u"{\"a\":01}",
                                       u"{\"a\":1e999}",
+                                      u"{\"a\":11e308}",
+                                      u"{\"a\":-11e308}",
                                       u"{\"a\":+1}",
                                       u"{\"a\":.5}",
                                       u"{\"a\":\"\t\"}",
@@ -217,6 +219,14 @@ TEST(JSONFormatterStrings, AreEscapedAsTheLibraryDoes) {
     EXPECT_EQ(back, std::u16string(u"a\0b", 3));
     EXPECT_FALSE(list.getString(u"S", back));
     EXPECT_FALSE(list.getString(std::u16string(u"s\0", 2), back));
+}
+
+TEST(JSONFormatterStrings, CarryALoneLowSurrogateAndRefuseALoneHighOneInEscapes) {
+    std::u16string value;
+    ASSERT_TRUE(parsed(u"{\"s\":\"\\uDE00-\\uD83D\\uDE00\"}").getString(u"s", value));
+    EXPECT_EQ(value, std::u16string(u"\xDE00-\xD83D\xDE00"));
+    EXPECT_FALSE(JSONFormatter().parse(u"{\"s\":\"\\uD83D\"}"));
+    EXPECT_FALSE(JSONFormatter().parse(u"{\"s\":\"\\uD83D\\u0041\"}"));
 }
 
 TEST(JSONFormatterSet, MovesTheReplacedMemberToTheEnd) {
