@@ -6,6 +6,7 @@
 #include "logging/CDefaultLogBuilder.h"
 #include "logging/ProcessLogger.h"
 #include "platform/Diagnostics.h"
+#include "platform/Process.h"
 #include "platform/ProcessWide.h"
 #include "platform/Sync.h"
 #include "platform/Thread.h"
@@ -90,7 +91,7 @@ private:
         builder_.store(Platform::currentThreadId());
         std::shared_ptr<CLoggingIf_ex> logger;
         try {
-            logger = CDefaultLogBuilder().build();
+            logger = CDefaultLogBuilder(refreshEnabledLevels).build();
         } catch (...) {
             // Without a logger every call does nothing.
         }
@@ -127,6 +128,18 @@ private:
 
 constinit Platform::ProcessWide<ProcessLogger> process;
 
+// Callers may log a failure before they ask for its number.
+class LastErrorKeeper {
+public:
+    LastErrorKeeper() : error_(Platform::lastError()) {}
+    ~LastErrorKeeper() { Platform::setLastError(error_); }
+    LastErrorKeeper(const LastErrorKeeper&) = delete;
+    LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
+
+private:
+    const uint32_t error_;
+};
+
 void write(CLoggingIf_ex* logger, const LogRecord& record) {
     if (logger)
         logger->write(record);
@@ -137,6 +150,7 @@ void write(CLoggingIf_ex* logger, const LogRecord& record) {
 }  // namespace
 
 bool buildAndTest(uint32_t level) noexcept {
+    const LastErrorKeeper keeper;
     try {
         if (process.get().buildingHere())
             return true;
@@ -150,6 +164,7 @@ bool buildAndTest(uint32_t level) noexcept {
 void writeFormatted(uint32_t level, std::u16string_view sourceFile, std::u16string_view function,
                     uint32_t line, std::u16string_view format, const Ferrow::FormatArgument* arguments,
                     size_t count) noexcept {
+    const LastErrorKeeper keeper;
     try {
         const auto logger = process.get().logger();
         const std::u16string message = Ferrow::formatTextArguments(
@@ -187,6 +202,7 @@ void logMessage(uint32_t level, std::u16string_view sourceFile, std::u16string_v
                 std::u16string_view message) noexcept {
     if (!isLogEnabled(level))
         return;
+    const internal::LastErrorKeeper keeper;
     try {
         const auto logger = internal::process.get().logger();
         internal::write(logger.get(), {level, sourceFile, function, line, message});

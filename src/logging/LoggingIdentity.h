@@ -3,12 +3,16 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace ETWLogging {
 
+constexpr std::u16string_view unsetLogGroup = u"_no_group";
+constexpr std::u16string_view unsetLogHost = u"_no_host";
+
 struct LoggingIdentity {
-    std::u16string group = u"_no_group";
-    std::u16string host = u"_no_host";
+    std::u16string group{unsetLogGroup};
+    std::u16string host{unsetLogHost};
     uint32_t mechanism = 0;  // 0: decided by the registry, 1: event tracing
 };
 

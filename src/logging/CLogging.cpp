@@ -1,0 +1,120 @@
+#include "logging/CLogging.h"
+
+#include <utility>
+
+#include "logging/LogFileSettings.h"
+#include "logging/LogLine.h"
+#include "platform/DynamicLibrary.h"
+#include "platform/Process.h"
+#include "platform/Thread.h"
+#include "text/Format.h"
+#include "text/Utf.h"
+
+namespace ETWLogging {
+namespace {
+
+constexpr std::u16string_view logsFolder = u"\\Corvane\\CVLOGS\\";
+constexpr std::u16string_view configurationFile = u"log.ini";
+constexpr std::u16string_view mutexSuffix = u"9F1B3C7D5E2A4068B1D3F5A7C9E0B2D4";
+
+constexpr uint32_t highestLevel = 6;
+
+// Holds the mutex of all writers; whoever does not get it in time writes anyway.
+class WriterTurn {
+public:
+    explicit WriterTurn(Platform::NamedMutex* mutex)
+        : held_(mutex && mutex->acquire(CLogging::longestMutexWait) ? mutex : nullptr) {}
+    ~WriterTurn() {
+        if (held_)
+            held_->release();
+    }
+    WriterTurn(const WriterTurn&) = delete;
+    WriterTurn& operator=(const WriterTurn&) = delete;
+
+private:
+    Platform::NamedMutex* const held_;
+};
+
+std::u16string_view fileNameOf(std::u16string_view path) {
+    return path.substr(path.rfind(u'\\') + 1);
+}
+
+}  // namespace
+
+FileLogIdentity processFileLogIdentity(std::u16string group) {
+    const std::u16string executable = Platform::executablePath();
+    const std::u16string library =
+        Platform::libraryPathOf(reinterpret_cast<const void*>(&processFileLogIdentity));
+    const std::u16string_view host = fileNameOf(executable);
+    FileLogIdentity identity;
+    identity.name = host.substr(0, host.rfind(u'.'));
+    identity.logName = library.empty() ? host : fileNameOf(library);
+    identity.group = std::move(group);
+    identity.processId = Platform::currentProcessId();
+    return identity;
+}
+
+std::u16string CLogging::mutexName(const std::u16string& name) {
+    return Ferrow::formatText(u"%s_%s", name, mutexSuffix);
+}
+
+CLogging::CLogging(FileLogIdentity identity, Services services)
+    : identity_(std::move(identity)), localTime_(services.localTime), writers_(std::move(services.mutex)) {
+    const std::u16string base = services.commonDataFolder.append(logsFolder);
+    std::u16string folder = base;
+    if (!identity_.group.empty())
+        (folder += identity_.group) += u'\\';
+    folder += identity_.name;
+    const std::u16string ownFile = (folder + u'\\').append(configurationFile);
+    const internal::LogFileSettings settings = internal::readLogFileSettings(
+        services.settings, ownFile, std::u16string(base).append(configurationFile));
+    enabled_ = settings.enable;
+    severity_ = settings.severity;
+    options_ = settings.options;
+    std::u16string stem = identity_.name;
+    if (!identity_.suffix.empty())
+        (stem += u'_') += identity_.suffix;
+    files_ = std::make_unique<internal::LogFiles>(services.settings, std::move(folder), std::move(stem),
+                                                  ownFile, settings.maximumSize, settings.maximumFiles);
+}
+
+uint32_t CLogging::enabledLevels() const noexcept {
+    uint32_t levels = 0;
+    for (uint32_t level = 1; enabled_ && level <= highestLevel; ++level) {
+        if (level >= severity_)
+            levels |= 1u << level;
+    }
+    return levels;
+}
+
+void CLogging::write(const LogRecord& record) noexcept {
+    if (record.level >= 31 || !(enabledLevels() >> record.level & 1u))
+        return;
+    try {
+        std::u16string line;
+        const internal::LineContext context{identity_.logName, options_, identity_.processId};
+        if (internal::buildLogLine(context, record, Platform::currentThreadId(), localTime_(), line) !=
+            internal::lineSuccess)
+            return;
+        const std::string text = Ferrow::toUtf8(line);
+        const WriterTurn turn(writers_.get());
+        Platform::MutexLock lock(mutex_);
+        files_->append(text);
+    } catch (...) {
+        // A record that cannot be written is dropped.
+    }
+}
+
+void CLogging::configurationChanged(const LoggingConfig& config) noexcept {
+    if (config.enable)
+        enabled_ = *config.enable;
+    if (config.severity)
+        severity_ = *config.severity;
+}
+
+void CLogging::setMaximumFiles(uint32_t count) {
+    Platform::MutexLock lock(mutex_);
+    files_->setMaximumFiles(count);
+}
+
+}  // namespace ETWLogging

@@ -1,0 +1,63 @@
+#include "logging/LogFiles.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "logging/LogFileSettings.h"
+#include "platform/Files.h"
+#include "text/Format.h"
+
+namespace ETWLogging::internal {
+
+LogFiles::LogFiles(const Platform::IniFiles& settings, std::u16string folder, std::u16string stem,
+                   std::u16string configurationFile, uint32_t maximumSize, uint32_t maximumFiles)
+    : settings_(settings),
+      folder_(std::move(folder)),
+      stem_(std::move(stem)),
+      configurationFile_(std::move(configurationFile)),
+      maximumSize_(maximumSize),
+      maximumFiles_(std::clamp(maximumFiles, fewestLogFiles, mostLogFiles)),
+      index_(readLogIndex(settings_, configurationFile_)) {}
+
+void LogFiles::setMaximumFiles(uint32_t count) noexcept {
+    maximumFiles_ = std::clamp(count, fewestLogFiles, mostLogFiles);
+}
+
+std::u16string LogFiles::fileName(uint32_t index) const {
+    return Ferrow::formatText(u"%s\\%s%03lu.log", folder_, stem_, index);
+}
+
+LogFiles::Room LogFiles::room() const {
+    const auto size = Platform::fileSize(fileName(index_));
+    return !size ? Room::missing : *size < maximumSize_ ? Room::left : Room::full;
+}
+
+bool LogFiles::append(std::string_view text) {
+    Room found = Room::missing;
+    if (index_ < maximumFiles_)
+        found = room();
+    if (found != Room::left) {
+        index_ = readLogIndex(settings_, configurationFile_);
+        if (index_ >= maximumFiles_)
+            return startFile(0, text);
+        found = room();
+    }
+    if (found == Room::full)
+        return startFile((index_ + 1) % maximumFiles_, text);
+    return write(text, false);
+}
+
+bool LogFiles::startFile(uint32_t index, std::string_view text) {
+    index_ = index;
+    const bool written = write(text, true);
+    writeLogIndex(settings_, configurationFile_, index_);
+    return written;
+}
+
+bool LogFiles::write(std::string_view text, bool emptyFirst) {
+    const std::u16string file = fileName(index_);
+    return Platform::appendToFile(file, text, emptyFirst) ||
+           (Platform::createFolders(folder_) && Platform::appendToFile(file, text, emptyFirst));
+}
+
+}  // namespace ETWLogging::internal
