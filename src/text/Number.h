@@ -1,4 +1,4 @@
-// Numbers at the head of a text, read as the standard conversions of the product's first system read them:
+// Numbers at the head of a text, read on every system as the standard conversions of Windows read them:
 // white space and a sign are skipped, what follows the digits is ignored, `unsigned long` has 32 bits and
 // takes a minus sign by wrapping round. No locale.
 #pragma once
