@@ -1,12 +1,12 @@
 // Keeps an owner alive while bus callbacks use it, and turns late ones away.
 #pragma once
 
-#include "bus/MessageBus.h"
-#include "platform/Sync.h"
-
 #include <memory>
 #include <utility>
 #include <vector>
+
+#include "bus/MessageBus.h"
+#include "platform/Sync.h"
 
 namespace Tavix {
 

@@ -1,10 +1,10 @@
 // The message record and its factories.
 #pragma once
 
-#include <brevant/message.h>
-
 #include <memory>
 #include <string>
+
+#include <brevant/message.h>
 
 namespace Tavix {
 
@@ -38,7 +38,8 @@ struct MessageExtension {
 #pragma pack(pop)
 
 // An empty sender becomes the library's own file name. Null when memory is short.
-std::shared_ptr<Message> makeMessage(std::u16string name, std::u16string sender, std::u16string payload) noexcept;
+std::shared_ptr<Message> makeMessage(std::u16string name, std::u16string sender,
+                                     std::u16string payload) noexcept;
 
 // A message that answers the request, correlated with it when it asked for a reply.
 std::shared_ptr<Message> makeReply(const Message& request, std::u16string name, std::u16string sender,

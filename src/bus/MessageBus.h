@@ -1,15 +1,15 @@
 // The bus as the rest of the system sees it. Every operation returns a module status.
 #pragma once
 
-#include "bus/Message.h"
-#include "bus/Reply.h"
-
-#include <brevant/status.h>
-
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
+
+#include <brevant/status.h>
+
+#include "bus/Message.h"
+#include "bus/Reply.h"
 
 namespace Tavix {
 
@@ -49,8 +49,8 @@ public:
     virtual uint32_t subscribeFilterForSession(const std::u16string& pattern, const std::u16string& alias,
                                                MessageCallback callback) = 0;
     virtual uint32_t subscribeFilterForSession(const std::u16string& pattern, MessageCallback callback) = 0;
-    // Removes every subscription under the alias; success for an unknown one. Does not wait for callbacks that
-    // are running.
+    // Removes every subscription under the alias; success for an unknown one. Does not wait for callbacks
+    // that are running.
     virtual uint32_t unsubscribe(const std::u16string& alias) = 0;
 };
 

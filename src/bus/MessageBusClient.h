@@ -1,22 +1,29 @@
 // The object through which every part of the system talks on the bus.
 #pragma once
 
+#include <memory>
+
 #include "bus/MessageBus.h"
 #include "bus/MessageBusShim.h"
 #include "bus/ProcessAPI.h"
-
-#include <memory>
+#include "platform/Clock.h"
 
 namespace Tavix {
 
+// Any thread. The bus subscribes and unsubscribes under the client's subscription lock: should it deliver a
+// message from inside such a call, that message's callback must not subscribe or unsubscribe on this client,
+// nor destroy it. Callbacks are let go of outside every lock.
 class MessageBusClient : public MessageBus {
 public:
     // Loads the message bus library and acquires a handle of its own. Throws ModuleException.
     MessageBusClient();
-    // The binding must not be empty; an empty processApi is replaced by the system's.
-    MessageBusClient(std::shared_ptr<MessageBusShim> binding, std::shared_ptr<ProcessAPI> processApi);
+    // An empty binding is made as above, an empty processApi is the system's. Replies wait by the clock,
+    // which must outlive them.
+    MessageBusClient(std::shared_ptr<MessageBusShim> binding, std::shared_ptr<ProcessAPI> processApi,
+                     const Platform::Clock& clock = Platform::Clock::steady());
     // Removes what is still subscribed; requests that still wait end as data errors. Does not wait for
-    // callbacks that are running: they hold what they need themselves.
+    // callbacks that are running: they hold what they need themselves, and one of them may be what destroys
+    // the client.
     ~MessageBusClient() override;
     MessageBusClient(const MessageBusClient&) = delete;
     MessageBusClient& operator=(const MessageBusClient&) = delete;
@@ -31,7 +38,8 @@ public:
                               Timeout timeout) override;
     uint32_t requestAlternate(const std::shared_ptr<Message>& message, std::shared_ptr<Reply>& reply,
                               Timeout timeout) override;
-    uint32_t subscribe(const std::u16string& name, const std::u16string& alias, MessageCallback callback) override;
+    uint32_t subscribe(const std::u16string& name, const std::u16string& alias,
+                       MessageCallback callback) override;
     uint32_t subscribe(const std::u16string& name, MessageCallback callback) override;
     uint32_t subscribeForSession(const std::u16string& name, const std::u16string& alias,
                                  MessageCallback callback) override;
@@ -44,8 +52,8 @@ public:
     uint32_t subscribeFilterForSession(const std::u16string& pattern, MessageCallback callback) override;
     uint32_t unsubscribe(const std::u16string& alias) override;
 
-    // Runs the callbacks of the matching subscriptions on the calling thread, under the subscription lock: they
-    // must not subscribe or unsubscribe on this client. Their results are ignored.
+    // Runs the callbacks of the matching subscriptions on the calling thread, under the subscription lock:
+    // they must not subscribe or unsubscribe on this client, nor destroy it. Their results are ignored.
     uint32_t deliverLocally(const std::shared_ptr<Message>& message);
 
 private:
@@ -53,7 +61,8 @@ private:
     std::shared_ptr<Impl> impl_;
 };
 
-// Waits until no callback of the bus is running in this library, on other threads than the calling one.
+// Waits until no callback of the bus is running in this library, on other threads than the calling one. Lets
+// go of bus libraries that were kept because their last user ended inside a callback.
 void waitForBusCallbacks();
 
 }  // namespace Tavix

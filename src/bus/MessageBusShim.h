@@ -1,14 +1,14 @@
 // The binding between the bus client and a bus library's function table.
 #pragma once
 
-#include "bus/Message.h"
-
-#include <brevant/bus.h>
-
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+
+#include <brevant/bus.h>
+
+#include "bus/Message.h"
 
 namespace Tavix {
 
@@ -20,8 +20,8 @@ class MessageBusShim {
 public:
     virtual ~MessageBusShim() = default;
     virtual uint32_t publish(const std::shared_ptr<Message>& message, bool alternate) = 0;
-    virtual uint32_t request(const std::shared_ptr<Message>& message, uint64_t replyIndex, BusContext replyContext,
-                             uint32_t timeoutMilliseconds, bool alternate) = 0;
+    virtual uint32_t request(const std::shared_ptr<Message>& message, uint64_t replyIndex,
+                             BusContext replyContext, uint32_t timeoutMilliseconds, bool alternate) = 0;
     virtual uint32_t releaseReplyFunction() = 0;
     // The subscription's id; 0 on failure.
     virtual uint32_t subscribe(const std::u16string& name, BusContext context) = 0;

@@ -1,11 +1,11 @@
 // What a waiting request hands back.
 #pragma once
 
-#include "bus/Message.h"
-
 #include <chrono>
 #include <cstdint>
 #include <memory>
+
+#include "bus/Message.h"
 
 namespace Tavix {
 
@@ -23,8 +23,8 @@ public:
     virtual ReplyState getState() const = 0;
     // Empty unless the state is received.
     virtual std::shared_ptr<Message> getMessage() const = 0;
-    // Waits until the request's deadline and one second more. Returns the state, `received` at once when it is
-    // that already.
+    // Waits until the request's deadline and one second more. Returns the state, `received` at once when it
+    // is that already.
     virtual ReplyState wait() = 0;
     // Waits for at most that long; the state stays as it is when nothing came.
     virtual ReplyState waitFor(std::chrono::milliseconds duration) = 0;

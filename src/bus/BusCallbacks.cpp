@@ -1,0 +1,76 @@
+#include "bus/BusCallbacks.h"
+
+#include <atomic>
+#include <new>
+#include <string>
+
+#include "bus/RunningCallbacks.h"
+#include "platform/ProcessWide.h"
+
+namespace Tavix {
+namespace {
+
+constinit Platform::ProcessWide<ContextTable<const MessageCallback>> messageTable;
+constinit Platform::ProcessWide<ContextTable<ReplyReceiver>> replyTable;
+constinit std::atomic<uintptr_t> lastContext{0};
+
+std::u16string textOf(const char16_t* text) {
+    return text ? text : std::u16string();
+}
+
+std::shared_ptr<Message> receivedMessage(const MessageHeader* header, const char16_t* name,
+                                         const char16_t* sender, const char16_t* payload) {
+    auto message = makeMessage(textOf(name), textOf(sender), textOf(payload));
+    if (!message)
+        throw std::bad_alloc();
+    copyHeader(*message, header);
+    return message;
+}
+
+}  // namespace
+
+BusContext newBusContext() noexcept {
+    return reinterpret_cast<BusContext>(lastContext.fetch_add(1, std::memory_order_relaxed) + 1);
+}
+
+ContextTable<const MessageCallback>& messageContexts() {
+    return messageTable.get();
+}
+
+ContextTable<ReplyReceiver>& replyContexts() {
+    return replyTable.get();
+}
+
+uint32_t brevantMessageFunction(void* context, const MessageHeader* header, const char16_t* name,
+                                const char16_t* sender, const char16_t* payload) noexcept {
+    const RunningCallback running;
+    try {
+        const auto callback = messageContexts().find(context);
+        if (!callback)
+            return MODULE_STATUS_SUCCESS;
+        return (*callback)(receivedMessage(header, name, sender, payload));
+    } catch (...) {
+        return MODULE_STATUS_UNKNOWN_EXCEPTION;
+    }
+}
+
+uint32_t brevantReplyFunction(void* context, uint64_t replyIndex, const MessageHeader* header,
+                              const char16_t* name, const char16_t* sender, const char16_t* payload,
+                              uint32_t replyStatus) noexcept {
+    if (!context)
+        return MODULE_STATUS_INVALID_PARAMETER;
+    const RunningCallback running;
+    try {
+        const auto receiver = replyContexts().find(context);
+        if (!receiver)
+            return MODULE_STATUS_NOT_FOUND;
+        std::shared_ptr<Message> message;
+        if (replyStatus == MODULE_STATUS_SUCCESS)
+            message = receivedMessage(header, name, sender, payload);
+        return receiver->replyCallback(replyIndex, message, replyStatus);
+    } catch (...) {
+        return MODULE_STATUS_UNKNOWN_EXCEPTION;
+    }
+}
+
+}  // namespace Tavix

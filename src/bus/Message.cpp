@@ -1,0 +1,98 @@
+#include "bus/Message.h"
+
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+#include "platform/DynamicLibrary.h"
+#include "platform/ProcessWide.h"
+
+namespace Tavix {
+namespace {
+
+// Header and the terminating zeros of the three texts.
+constexpr size_t emptyMessageSize = sizeof(MessageHeader) + 3 * sizeof(char16_t);
+
+constexpr MessageHeader defaultHeader() {
+    MessageHeader header{};
+    header.headerKind = 1;
+    header.version = BREVANT_MESSAGE_VERSION;
+    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
+    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
+    return header;
+}
+
+constinit Platform::ProcessWide<std::u16string> ownFileName;
+
+std::unique_ptr<std::u16string> findOwnFileName() {
+    constexpr size_t bufferLength = 260;
+    const std::u16string path = Platform::libraryPathOf(reinterpret_cast<const void*>(&makeMessage));
+    if (path.size() >= bufferLength)
+        return std::make_unique<std::u16string>();
+    return std::make_unique<std::u16string>(path.substr(path.rfind(u'\\') + 1));
+}
+
+}  // namespace
+
+Message::Message(std::u16string name, std::u16string sender, std::u16string payload)
+    : name_(std::move(name)),
+      sender_(std::move(sender)),
+      payload_(std::move(payload)),
+      header_(std::make_unique<MessageHeader>(defaultHeader())) {
+    const size_t units = name_.size() + sender_.size() + payload_.size();
+    header_->totalSize = static_cast<uint32_t>(emptyMessageSize + units * sizeof(char16_t));
+}
+
+std::shared_ptr<Message> makeMessage(std::u16string name, std::u16string sender,
+                                     std::u16string payload) noexcept {
+    try {
+        if (sender.empty())
+            sender = ownFileName.get(findOwnFileName);
+        return std::make_shared<Message>(std::move(name), std::move(sender), std::move(payload));
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+std::shared_ptr<Message> makeReply(const Message& request, std::u16string name, std::u16string sender,
+                                   std::u16string payload) noexcept {
+    auto reply = makeMessage(std::move(name), std::move(sender), std::move(payload));
+    const MessageHeader& asked = *request.header();
+    if (!reply || !(asked.flags & BREVANT_MESSAGE_REPLY_REQUESTED))
+        return reply;
+    MessageHeader& header = *reply->header();
+    header.flags |= BREVANT_MESSAGE_REPLY;
+    std::memcpy(header.inReplyTo, asked.requestIdentity, sizeof header.inReplyTo);
+    std::memcpy(header.replyDestination, asked.replyRoute, sizeof header.replyDestination);
+    header.replyCookie = asked.requestCookie;
+    return reply;
+}
+
+void copyHeader(Message& message, const MessageHeader* received) noexcept {
+    MessageHeader& header = *message.header();
+    const uint32_t ownSize = header.totalSize;
+    header = defaultHeader();
+    header.totalSize = ownSize;
+    if (!received)
+        return;
+    // An older header ends before the extension: what lies behind it is not the sender's.
+    const auto* bytes = reinterpret_cast<const unsigned char*>(received);
+    uint16_t version;
+    std::memcpy(&version, bytes + offsetof(MessageHeader, version), sizeof version);
+    if (version == BREVANT_MESSAGE_VERSION) {
+        std::memcpy(&header, bytes, sizeof header);
+        return;
+    }
+    std::memcpy(&header, bytes, BREVANT_MESSAGE_V1_SIZE);
+    header.totalSize += sizeof(MessageHeader) - BREVANT_MESSAGE_V1_SIZE;
+    header.version = BREVANT_MESSAGE_VERSION;
+}
+
+MessageExtension* messageExtension(MessageHeader& header) noexcept {
+    if (header.version != BREVANT_MESSAGE_VERSION)
+        return nullptr;
+    return reinterpret_cast<MessageExtension*>(reinterpret_cast<unsigned char*>(&header) +
+                                               offsetof(MessageHeader, extensionTag));
+}
+
+}  // namespace Tavix

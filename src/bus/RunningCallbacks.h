@@ -1,0 +1,22 @@
+// Counts the callbacks of the bus that run in this library.
+#pragma once
+
+#include <memory>
+
+namespace Tavix {
+
+class SharedLibrary;
+
+class RunningCallback {
+public:
+    RunningCallback() noexcept;
+    ~RunningCallback();
+    RunningCallback(const RunningCallback&) = delete;
+    RunningCallback& operator=(const RunningCallback&) = delete;
+};
+
+// Lets go of a bus library, whose code may be the caller of a callback that runs on this thread: then a
+// reference is kept, one per library, until waitForBusCallbacks() is called outside callbacks.
+void releaseBusLibrary(std::shared_ptr<SharedLibrary> library);
+
+}  // namespace Tavix
