@@ -1,0 +1,256 @@
+#include "module/BrevantImpl.h"
+
+#include "alerts/sessions/LockHolder.h"
+#include "json/JSONFormatter.h"
+#include "logging/Log.h"
+#include "text/Number.h"
+#include "text/Utf.h"
+
+namespace Vok {
+
+namespace {
+
+constexpr std::u16string_view logSource = u"BrevantImpl";
+constexpr std::u16string_view alertTopic = u"Brevant.Alert.";
+// Of a payload that makes no sense, this much is logged.
+constexpr size_t loggedPayload = 100;
+
+// "Brevant.Alert." + id + status word + instance id; the word brings its dots.
+std::u16string statusName(std::u16string_view id, std::u16string_view word, std::u16string_view instanceId) {
+    std::u16string name;
+    name.reserve(alertTopic.size() + id.size() + word.size() + instanceId.size());
+    return name.append(alertTopic).append(id).append(word).append(instanceId);
+}
+
+std::u16string_view payloadHead(const Tavix::Message& message) {
+    return std::u16string_view(message.payload()).substr(0, loggedPayload);
+}
+
+}  // namespace
+
+BrevantImpl::BrevantImpl(std::shared_ptr<ViewerRegistrar> viewerRegistrar,
+                         std::shared_ptr<PluginRegistrar> pluginRegistrar,
+                         std::shared_ptr<AlertSessionFactory> sessionFactory,
+                         SessionEnumerator enumerateSessions)
+    : viewerRegistrar_(viewerRegistrar ? std::move(viewerRegistrar) : std::make_shared<ViewerRegistrar>()),
+      pluginRegistrar_(pluginRegistrar ? std::move(pluginRegistrar) : std::make_shared<PluginRegistrar>()),
+      sessionFactory_(sessionFactory ? std::move(sessionFactory) : std::make_shared<AlertSessionFactory>()),
+      enumerateSessions_(std::move(enumerateSessions)),
+      globalSession_(sessionFactory_->createGlobalSession(viewerRegistrar_, pluginRegistrar_)),
+      gate_(std::make_shared<Tavix::CallbackGate>()) {}
+
+BrevantImpl::~BrevantImpl() {
+    gate_->close();
+    deferred_.end();
+    decltype(userSessions_) sessions;
+    Platform::MutexLock lock(sessionsMutex_);
+    sessions.swap(userSessions_);
+    lock.unlock();
+    sessions.clear();
+}
+
+uint32_t BrevantImpl::initialize() {
+    setupHandlers();
+    return MODULE_STATUS_SUCCESS;
+}
+
+uint32_t BrevantImpl::start() {
+    viewerRegistrar_->start();
+    pluginRegistrar_->start();
+    return MODULE_STATUS_SUCCESS;
+}
+
+uint32_t BrevantImpl::stop() {
+    viewerRegistrar_->stop();
+    pluginRegistrar_->stop();
+    return MODULE_STATUS_SUCCESS;
+}
+
+uint32_t BrevantImpl::uninitialize() {
+    cleanupHandlers();
+    return MODULE_STATUS_SUCCESS;
+}
+
+void BrevantImpl::setupHandlers() {
+    handlers_[u"Brevant.Alert.Show..+"] = lockingCallback(&BrevantImpl::showAlertHandler);
+    handlers_[u"Brevant.Alert.Delete..+"] = lockingCallback(&BrevantImpl::deleteAlertHandler);
+    handlers_[u"Brevant.Alert.GetId"] = callback(&BrevantImpl::getIdHandler);
+    handlers_[u"SystemMonitor.UserSession.Logoff"] = lockingCallback(&BrevantImpl::handleSessionLogoff);
+    for (const auto& [pattern, handler] : handlers_) {
+        const uint32_t status = subscribeFilter(pattern, pattern, handler);
+        if (status != MODULE_STATUS_SUCCESS) {
+            LOG_FORMATTED(ETWLogging::levelWarning, u"Vok::BrevantImpl::setupHandlers",
+                          u"Unable to subscribe to message %ls : returned %lu.", pattern, status);
+        }
+    }
+}
+
+void BrevantImpl::cleanupHandlers() {
+    for (const auto& [pattern, handler] : handlers_) {
+        const uint32_t status = unsubscribe(pattern);
+        if (status != MODULE_STATUS_SUCCESS) {
+            LOG_FORMATTED(ETWLogging::levelWarning, u"Vok::BrevantImpl::cleanupHandlers",
+                          u"Unable to unsubscribe to message %ls : returned %lu.", pattern, status);
+        }
+    }
+}
+
+Tavix::MessageCallback BrevantImpl::callback(Handler handler) {
+    return Tavix::guarded(gate_, [this, handler](const std::shared_ptr<Tavix::Message>& message) {
+        return (this->*handler)(*message);
+    });
+}
+
+Tavix::MessageCallback BrevantImpl::lockingCallback(Handler handler) {
+    return Tavix::guarded(gate_, [this, handler](const std::shared_ptr<Tavix::Message>& message) {
+        if (!LockHolder::isCurrentThread())
+            return (this->*handler)(*message);
+        // A bus that delivers from inside a request of a session: the handler would wait for its own thread.
+        return deferred_.add([this, handler, message] { (this->*handler)(*message); })
+                   ? MODULE_STATUS_SUCCESS
+                   : MODULE_STATUS_UNSUCCESSFUL;
+    });
+}
+
+uint32_t BrevantImpl::answer(const Tavix::Message& request, std::u16string name, std::u16string sender,
+                             std::u16string payload) {
+    return publish(Tavix::makeReply(request, std::move(name), std::move(sender), std::move(payload)));
+}
+
+bool BrevantImpl::parseInstanceId(const std::u16string& messageName, std::u16string& instanceId) const {
+    const size_t dot = messageName.rfind(u'.');
+    if (dot == std::u16string::npos)
+        return false;
+    const auto number = Ferrow::parseUnsigned32(std::u16string_view(messageName).substr(dot + 1));
+    if (!number || number.value > nextInstanceId_)
+        return false;
+    instanceId = messageName.substr(dot + 1);
+    return true;
+}
+
+uint32_t BrevantImpl::getIdHandler(const Tavix::Message& request) {
+    return answer(request, u"Brevant.Alert.GetId.Response", u"Brevant", Ferrow::decimal(nextInstanceId_++));
+}
+
+uint32_t BrevantImpl::showAlertHandler(const Tavix::Message& request) {
+    constexpr std::u16string_view function = u"Vok::BrevantImpl::showAlertHandler";
+    std::u16string instanceId;
+    if (!parseInstanceId(request.name(), instanceId)) {
+        LOG_FORMATTED(ETWLogging::levelError, function,
+                      u"Failed to parse instance id from message name: %ls.", request.name());
+        return MODULE_STATUS_INVALID_PARAMETER;
+    }
+    AlertInfo info;
+    if (!info.fromJson(request.payload())) {
+        LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to parse message payload. Instance: %ls.",
+                      instanceId);
+        return MODULE_STATUS_INVALID_PARAMETER;
+    }
+    if (instanceId != info.instanceId) {
+        LOG_MESSAGE(ETWLogging::levelError, function,
+                    u"Invalid input. Instance name and payload are mismatached.");
+        return MODULE_STATUS_INVALID_PARAMETER;
+    }
+    const std::u16string id = info.id;
+    auto alert = std::make_shared<Alert>(std::move(info));
+    bool suppressed = false;
+    {
+        const LockHolder holder;
+        Platform::MutexLock lock(sessionsMutex_);
+        queueAlert(std::move(alert), suppressed);
+    }
+    return answer(request, statusName(id, suppressed ? u".Suppressed." : u".Queued.", instanceId));
+}
+
+void BrevantImpl::queueAlert(std::shared_ptr<Alert> alert, bool& suppressed) {
+    if (const uint32_t sessionId = alert->getInfo().sessionId; sessionId != 0) {
+        userSession(sessionId).queueAlert(std::move(alert), suppressed);
+        return;
+    }
+    startActiveSession();
+    globalSession_->queueAlert(std::move(alert), suppressed);
+}
+
+AlertUserSession& BrevantImpl::userSession(uint32_t sessionId) {
+    auto found = userSessions_.find(sessionId);
+    if (found == userSessions_.end()) {
+        auto created =
+            sessionFactory_->createUserSession(sessionId, viewerRegistrar_, pluginRegistrar_, globalSession_);
+        found = userSessions_.emplace(sessionId, std::move(created)).first;
+    }
+    return *found->second;
+}
+
+void BrevantImpl::startActiveSession() {
+    constexpr std::u16string_view function = u"Vok::BrevantImpl::startActiveSession";
+    const auto active = findActiveSession(enumerateSessions_, logSource, function);
+    if (!active || userSessions_.contains(*active))
+        return;
+    LOG_FORMATTED(ETWLogging::levelInformation, function,
+                  u"Creating session for the active session. Session id: %lu.", *active);
+    userSession(*active);
+}
+
+uint32_t BrevantImpl::deleteAlertHandler(const Tavix::Message& request) {
+    constexpr std::u16string_view function = u"Vok::BrevantImpl::deleteAlertHandler";
+    std::u16string instanceId;
+    if (!parseInstanceId(request.name(), instanceId)) {
+        LOG_FORMATTED(ETWLogging::levelError, function,
+                      u"Failed to parse instance id from message name: %ls.", request.name());
+        return MODULE_STATUS_INVALID_PARAMETER;
+    }
+    // No alert id is known here, which leaves two dots in a row in the names.
+    if (deleteAlert(instanceId)) {
+        LOG_FORMATTED(ETWLogging::levelInformation, function, u"Alert instance %ls deleted.", instanceId);
+        return answer(request, statusName({}, u".Deleted.", instanceId));
+    }
+    LOG_FORMATTED(ETWLogging::levelInformation, function,
+                  u"Alert instance %ls not found and not being shown - can't delete it", instanceId);
+    return answer(request, statusName({}, u".NotFound.", instanceId));
+}
+
+bool BrevantImpl::deleteAlert(const std::u16string& instanceId) {
+    constexpr std::u16string_view function = u"Vok::BrevantImpl::deleteAlert";
+    if (globalSession_->deleteAlert(instanceId)) {
+        LOG_MESSAGE(ETWLogging::levelInformation, function, u"Alert removed from global queue.");
+        return true;
+    }
+    const LockHolder holder;
+    Platform::MutexLock lock(sessionsMutex_);
+    for (const auto& [id, session] : userSessions_) {
+        if (session->deleteAlert(instanceId)) {
+            LOG_MESSAGE(ETWLogging::levelInformation, function, u"Alert removed from user session.");
+            return true;
+        }
+    }
+    return false;
+}
+
+uint32_t BrevantImpl::handleSessionLogoff(const Tavix::Message& message) {
+    constexpr std::u16string_view function = u"Vok::BrevantImpl::handleSessionLogoff";
+    Tavix::JSONFormatter payload;
+    if (!payload.parse(message.payload())) {
+        LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to parse %ls payload: %ls.", message.name(),
+                      payloadHead(message));
+        return MODULE_STATUS_INVALID_PARAMETER;
+    }
+    uint32_t sessionId = 0;
+    if (!payload.getUInt32(u"sessionId", sessionId)) {
+        LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to parse session id. Payload: %ls.",
+                      payloadHead(message));
+        return MODULE_STATUS_INVALID_PARAMETER;
+    }
+    std::shared_ptr<AlertUserSession> leaving;  // destroyed outside the lock: its alert may be on screen
+    Platform::MutexLock lock(sessionsMutex_);
+    if (const auto found = userSessions_.find(sessionId); found != userSessions_.end()) {
+        LOG_FORMATTED(ETWLogging::levelInformation, function,
+                      u"Clearing alert session after logout. Session id: %lu.", sessionId);
+        leaving = std::move(found->second);
+        userSessions_.erase(found);
+        // Before anybody can make a successor of the same id, whose registration would be refused.
+        leaving->leaveGlobalSession();
+    }
+    return MODULE_STATUS_SUCCESS;
+}
+
+}  // namespace Vok

@@ -1,0 +1,17 @@
+// The four functions that the library exports.
+#include "module/ModuleFunctions.h"
+#include "platform/Export.h"
+
+BREVANT_EXPORT const BrevantModuleFunctions* CreateObject() {
+    return &Tavix::moduleFunctions;
+}
+
+BREVANT_EXPORT void ReleaseObject(void*) {}
+
+BREVANT_EXPORT uint32_t GetVersionNum() {
+    return BREVANT_VERSION_NUMBER;
+}
+
+BREVANT_EXPORT const char* GetVersionStr() {
+    return BREVANT_VERSION_TEXT;
+}
