@@ -1,0 +1,225 @@
+#include "processing/plugins/AlertPluginLib.h"
+
+#include <chrono>
+#include <exception>
+#include <string_view>
+#include <utility>
+
+#include "json/JSONFormatter.h"
+#include "library/SharedLibrary.h"
+#include "logging/Log.h"
+#include "processing/plugins/PluginSettings.h"
+#include "settings/SettingsManagerClient.h"
+
+namespace Vok {
+
+namespace {
+
+constexpr std::u16string_view logSource = u"AlertPluginLib";
+constexpr std::chrono::milliseconds settingsTimeout{5000};
+
+std::u16string_view textOrEmpty(const char16_t* text) {
+    return text ? std::u16string_view(text) : std::u16string_view();
+}
+
+}  // namespace
+
+AlertPluginLib::AlertPluginLib(std::u16string product, std::shared_ptr<Tavix::SharedLibrary> library,
+                               std::shared_ptr<Tavix::SettingsManager> settings, LibraryLoader loadLibrary)
+    : product_(std::move(product)),
+      settings_(settings ? std::move(settings) : Tavix::SettingsManagerClient::getInstance()),
+      loadLibrary_(std::move(loadLibrary)),
+      library_(std::move(library)) {}
+
+AlertPluginLib::~AlertPluginLib() {
+    destroyInstance();
+}
+
+uint32_t AlertPluginLib::processAlert(const std::u16string& alertText, std::u16string& processed,
+                                      uint32_t* suppress, std::u16string& extra) {
+    constexpr const char16_t* function = u"Vok::AlertPluginLib::processAlert";
+    Platform::MutexLock lock(mutex_);
+    LOG_FORMATTED(ETWLogging::levelNormal, function, u"Processing alert. Plugin for %ls in state %ls.",
+                  product_, pluginStateName(state_));
+    if (const uint32_t unusable = verifyState(function); unusable != MODULE_STATUS_SUCCESS)
+        return unusable;
+    const char16_t* processedText = nullptr;
+    const char16_t* extraText = nullptr;
+    const uint32_t status = callPlugin(function, [&] {
+        if (!api_ || !api_->processAlert)
+            return MODULE_STATUS_NOT_SUPPORTED;
+        return api_->processAlert(instance_, alertText.c_str(), &processedText, suppress, &extraText);
+    });
+    if (status != MODULE_STATUS_SUCCESS)
+        return status;
+    processed = textOrEmpty(processedText);
+    extra = textOrEmpty(extraText);
+    callPlugin(function, [&] {
+        if (api_->releaseProcessed)
+            api_->releaseProcessed(processedText, extraText);
+        return MODULE_STATUS_SUCCESS;
+    });
+    return status;
+}
+
+uint32_t AlertPluginLib::getAlertContent(const std::u16string& alertText, const std::u16string& viewerId,
+                                         std::u16string& content) {
+    constexpr const char16_t* function = u"Vok::AlertPluginLib::getAlertContent";
+    Platform::MutexLock lock(mutex_);
+    LOG_FORMATTED(ETWLogging::levelNormal, function, u"Getting alert content. Plugin for %ls in state %ls.",
+                  product_, pluginStateName(state_));
+    if (const uint32_t unusable = verifyState(function); unusable != MODULE_STATUS_SUCCESS)
+        return unusable;
+    const char16_t* contentText = nullptr;
+    const uint32_t status = callPlugin(function, [&] {
+        if (!api_ || !api_->getAlertContent)
+            return MODULE_STATUS_NOT_SUPPORTED;
+        return api_->getAlertContent(instance_, alertText.c_str(), viewerId.c_str(), &contentText);
+    });
+    if (status != MODULE_STATUS_SUCCESS)
+        return status;
+    content = textOrEmpty(contentText);
+    callPlugin(function, [&] {
+        if (api_->releaseContent)
+            api_->releaseContent(contentText);
+        return MODULE_STATUS_SUCCESS;
+    });
+    return status;
+}
+
+uint32_t AlertPluginLib::load() {
+    constexpr const char16_t* function = u"Vok::AlertPluginLib::load";
+    const std::u16string key = std::u16string(productKey) + u"/" + product_;
+    std::u16string definition;
+    if (!settings_ || !settings_->getProperty(key, definition, settingsTimeout)) {
+        LOG_FORMATTED(ETWLogging::levelError, function,
+                      u"Failed to get pluginDefinition from settings Manager. Key %ls", key);
+        return MODULE_STATUS_BUFFER_TOO_SMALL;
+    }
+    Tavix::JSONFormatter json;
+    if (!json.parse(definition)) {
+        LOG_FORMATTED(ETWLogging::levelError, function,
+                      u"Failed to parse plugin definition Key: %ls, Value: %ls. ", key, definition);
+        return MODULE_STATUS_UNSUCCESSFUL;
+    }
+    std::u16string file;
+    if (!json.getString(u"pluginFile", file)) {
+        LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to parse pluginFile from: %ls", definition);
+        return MODULE_STATUS_UNSUCCESSFUL;
+    }
+    std::u16string folder;
+    if (!json.getString(u"pluginPath", folder)) {
+        LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to parse pluginPath from: %ls", definition);
+        return MODULE_STATUS_UNSUCCESSFUL;
+    }
+
+    std::shared_ptr<Tavix::SharedLibrary> library;
+    std::string reason;
+    try {
+        Tavix::LibraryDefinition wanted{std::move(file), {std::move(folder)}};
+        library = loadLibrary_ ? loadLibrary_(std::move(wanted))
+                               : std::make_shared<Tavix::SharedLibrary>(std::move(wanted));
+    } catch (const std::exception& exception) {
+        reason = exception.what();
+    }
+    if (!library) {
+        LOG_FORMATTED(ETWLogging::levelError, function,
+                      u"Failed create SharedLibrary for plugin: %ls. Exception: %hs.", product_,
+                      reason.empty() ? "Unknown exception" : reason.c_str());
+        return MODULE_STATUS_NOT_SUPPORTED;
+    }
+    // An instance of the former library must not outlive its code.
+    destroyInstance();
+    library_ = std::move(library);
+
+    if (const uint32_t status = createInstance(); status != MODULE_STATUS_SUCCESS) {
+        LOG_MESSAGE(ETWLogging::levelError, function, u"Failed to create alert plugin instance.");
+        return status;
+    }
+    LOG_FORMATTED(ETWLogging::levelNormal, function, u"Changing state of plugin for %ls to LOADED.",
+                  product_);
+    state_ = PluginState::loaded;
+    return MODULE_STATUS_SUCCESS;
+}
+
+void AlertPluginLib::unload() {
+    destroyInstance();
+    LOG_FORMATTED(ETWLogging::levelNormal, u"Vok::AlertPluginLib::unload",
+                  u"Changing state of plugin for %ls to UNLOADED.", product_);
+    state_ = PluginState::unloaded;
+}
+
+void AlertPluginLib::setState(PluginState state) {
+    Platform::MutexLock lock(mutex_);
+    LOG_FORMATTED(ETWLogging::levelNormal, u"Vok::AlertPluginLib::setState",
+                  u"Changing state of plugin for %ls to %ls.", product_, pluginStateName(state));
+    state_ = state;
+}
+
+uint32_t AlertPluginLib::verifyState(const char16_t* function) {
+    if (state_ == PluginState::loaded)
+        return MODULE_STATUS_SUCCESS;
+    LOG_FORMATTED(ETWLogging::levelNormal, u"Vok::AlertPluginLib::verifyState",
+                  u"Plugin for %ls is in state %ls. Attempting to reload.", product_,
+                  pluginStateName(state_));
+    unload();
+    const uint32_t status = load();
+    if (status != MODULE_STATUS_SUCCESS)
+        LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to verify the plugin state for product: %ls",
+                      product_);
+    return status;
+}
+
+uint32_t AlertPluginLib::createInstance() {
+    constexpr const char16_t* function = u"Vok::AlertPluginLib::createInstance";
+    const uint32_t thrown = callPlugin(function, [this] {
+        api_ = static_cast<const AlertPluginApi*>(
+            library_->getFunctions()->createObject(BREVANT_PLUGIN_VERSION));
+        return MODULE_STATUS_SUCCESS;
+    });
+    if (!api_) {
+        LOG_MESSAGE(ETWLogging::levelError, function, u"Failed to create object");
+        return thrown != MODULE_STATUS_SUCCESS ? thrown : MODULE_STATUS_NOT_SUPPORTED;
+    }
+    const uint32_t status = callPlugin(function, [this] {
+        return api_->create ? api_->create(&instance_, u"AlertPlugin") : MODULE_STATUS_NOT_SUPPORTED;
+    });
+    if (status != MODULE_STATUS_SUCCESS) {
+        LOG_FORMATTED(ETWLogging::levelError, function,
+                      u"Failed to create instance of Alert Plugin. Error code: %lu", status);
+        instance_ = nullptr;
+        api_ = nullptr;
+    }
+    return status;
+}
+
+uint32_t AlertPluginLib::destroyInstance() {
+    constexpr const char16_t* function = u"Vok::AlertPluginLib::destroyInstance";
+    // Forgotten first: whatever destroy does, it is asked once.
+    void* const instance = std::exchange(instance_, nullptr);
+    const AlertPluginApi* const api = std::exchange(api_, nullptr);
+    if (!instance || !api)
+        return MODULE_STATUS_SUCCESS;
+    const auto destroy = [&] { return api->destroy ? api->destroy(instance) : MODULE_STATUS_NOT_SUPPORTED; };
+    return callPlugin(function, [&] {
+        const uint32_t status = destroy();
+        if (status != MODULE_STATUS_SUCCESS)
+            LOG_FORMATTED(ETWLogging::levelWarning, function,
+                          u"Failed to destroy alert plugin instance. Product: %ls. Error code: %lu.",
+                          product_, status);
+        return MODULE_STATUS_SUCCESS;
+    });
+}
+
+template <class Call>
+uint32_t AlertPluginLib::callPlugin(const char16_t* function, Call&& call) {
+    try {
+        return call();
+    } catch (...) {
+        LOG_FORMATTED(ETWLogging::levelError, function, u"Alert plugin threw an exception. Product: %ls",
+                      product_);
+        return MODULE_STATUS_UNKNOWN_EXCEPTION;
+    }
+}
+
+}  // namespace Vok
