@@ -1,7 +1,6 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <thread>
 
 #include "json/JSONFormatter.h"
 
