@@ -70,7 +70,7 @@ struct MessageBusClient::Impl {
                              Timeout timeout, bool alternate);
     uint32_t internalRequest(const std::shared_ptr<Message>& message, std::shared_ptr<Reply>& reply,
                              Timeout timeout, bool alternate);
-    void unsubscribeAll(const AliasEntry& entry) REQUIRES(subscriptionsMutex);
+    void unsubscribeAll(AliasEntry& entry) REQUIRES(subscriptionsMutex);
     void shutDown() noexcept;
 
     // Constant once built.
@@ -160,11 +160,17 @@ uint32_t MessageBusClient::Impl::internalRequest(const std::shared_ptr<Message>&
     return status;
 }
 
-void MessageBusClient::Impl::unsubscribeAll(const AliasEntry& entry) {
-    for (const PlainSubscription& plain : entry.plain)
-        binding->unsubscribe(plain.subscription.id);
-    for (const PatternSubscription& pattern : entry.patterns)
-        binding->unsubscribe(pattern.subscription.id);
+// The bus may deliver once more from inside unsubscribe, on this thread, whose caller may hold what the
+// callback takes: the contexts go first.
+void MessageBusClient::Impl::unsubscribeAll(AliasEntry& entry) {
+    const auto end = [this](Subscription& subscription) {
+        subscription.entry.remove();
+        binding->unsubscribe(subscription.id);
+    };
+    for (PlainSubscription& plain : entry.plain)
+        end(plain.subscription);
+    for (PatternSubscription& pattern : entry.patterns)
+        end(pattern.subscription);
 }
 
 void MessageBusClient::Impl::shutDown() noexcept {
@@ -176,7 +182,7 @@ void MessageBusClient::Impl::shutDown() noexcept {
         Subscriptions ended;
         {
             Platform::MutexLock lock(subscriptionsMutex);
-            for (const auto& [alias, entry] : subscriptions)
+            for (auto& [alias, entry] : subscriptions)
                 unsubscribeAll(entry);
             ended.swap(subscriptions);
         }
