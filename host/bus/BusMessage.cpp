@@ -1,0 +1,65 @@
+#include "host/bus/BusMessage.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+namespace EmbeddedBus {
+
+namespace {
+
+// Of the queues that hold a message: a list node with two shared pointers.
+constexpr size_t bytesPerDelivery = 64;
+
+}  // namespace
+
+bool MessageAccount::charge(size_t bytes) noexcept {
+    size_t before = bytes_.load(std::memory_order_relaxed);
+    do {
+        if (bytes > limit_ || before > limit_ - bytes)
+            return false;
+    } while (!bytes_.compare_exchange_weak(before, before + bytes, std::memory_order_relaxed));
+    if (!whole_ || whole_->charge(bytes))
+        return true;
+    bytes_.fetch_sub(bytes, std::memory_order_relaxed);
+    return false;
+}
+
+void MessageAccount::refund(size_t bytes) noexcept {
+    bytes_.fetch_sub(bytes, std::memory_order_relaxed);
+    if (whole_)
+        whole_->refund(bytes);
+}
+
+std::shared_ptr<BusMessage> BusMessage::copy(std::shared_ptr<MessageAccount> account, size_t receivers,
+                                             const MessageHeader& header, const char16_t* name,
+                                             const char16_t* sender, const char16_t* payload) {
+    using Traits = std::char_traits<char16_t>;
+    const size_t nameUnits = Traits::length(name) + 1;
+    const size_t senderUnits = Traits::length(sender) + 1;
+    const size_t payloadUnits = Traits::length(payload) + 1;
+    const size_t units = nameUnits + senderUnits + payloadUnits;
+    const size_t bytes = sizeof(BusMessage) + units * sizeof(char16_t) + receivers * bytesPerDelivery;
+    MessageCharge charge(std::move(account), bytes);
+    if (!charge)
+        return nullptr;
+    std::shared_ptr<BusMessage> message(new BusMessage(std::move(charge)));
+    message->texts_.reset(new char16_t[units]);
+    char16_t* const texts = message->texts_.get();
+    std::copy_n(name, nameUnits, texts);
+    message->sender_ = std::copy_n(sender, senderUnits, texts + nameUnits) - senderUnits;
+    message->payload_ = std::copy_n(payload, payloadUnits, texts + nameUnits + senderUnits) - payloadUnits;
+    message->header = header;
+    return message;
+}
+
+MessageHeader readHeader(const MessageHeader* header) noexcept {
+    MessageHeader copy{};
+    copy.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
+    copy.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
+    std::memcpy(&copy, header,
+                header->version == BREVANT_MESSAGE_VERSION ? sizeof(MessageHeader) : BREVANT_MESSAGE_V1_SIZE);
+    return copy;
+}
+
+}  // namespace EmbeddedBus

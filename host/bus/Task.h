@@ -1,0 +1,59 @@
+// What the pool runs.
+#pragma once
+
+#include <memory>
+#include <utility>
+
+namespace EmbeddedBus {
+
+class Task {
+public:
+    virtual ~Task() = default;
+    virtual void run() noexcept = 0;
+
+private:
+    friend class TaskQueue;
+    std::shared_ptr<Task> next_;
+};
+
+// First in, first out. Queueing takes no memory: a task stands in one queue at a time.
+class TaskQueue {
+public:
+    TaskQueue() = default;
+    ~TaskQueue() { clear(); }
+    TaskQueue(const TaskQueue&) = delete;
+    TaskQueue& operator=(const TaskQueue&) = delete;
+
+    bool empty() const noexcept { return !first_; }
+    size_t size() const noexcept { return size_; }
+
+    void push(std::shared_ptr<Task> task) noexcept {
+        Task* const added = task.get();
+        (last_ ? last_->next_ : first_) = std::move(task);
+        last_ = added;
+        ++size_;
+    }
+    // Null when there is none.
+    std::shared_ptr<Task> pop() noexcept {
+        std::shared_ptr<Task> task = std::move(first_);
+        if (!task)
+            return nullptr;
+        first_ = std::move(task->next_);
+        if (!first_)
+            last_ = nullptr;
+        --size_;
+        return task;
+    }
+    // One by one: a long chain must not be freed by recursion.
+    void clear() noexcept {
+        while (pop())
+            ;
+    }
+
+private:
+    std::shared_ptr<Task> first_;
+    Task* last_ = nullptr;
+    size_t size_ = 0;
+};
+
+}  // namespace EmbeddedBus
