@@ -1,0 +1,262 @@
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <map>
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <brevant/status.h>
+
+#include "library/SharedLibrary.h"
+#include "module/status/ModuleException.h"
+#include "module/status/ModuleStatus.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+using Paths = std::vector<std::u16string>;
+
+struct FakeDll : Tavix::DllAPI {
+    bool loadLibrary(const std::u16string& path, Platform::LibraryHandle* handle) override {
+        loads.push_back(path);
+        if (throws)
+            throw std::runtime_error("loader");
+        if (loadable)
+            *handle = this;
+        return loadable;
+    }
+    void* getProcAddress(Platform::LibraryHandle, const char* name) override {
+        asked.emplace_back(name);
+        return name == missing ? nullptr : this;
+    }
+    bool freeLibrary(Platform::LibraryHandle handle) override {
+        EXPECT_EQ(handle, this);
+        ++frees;
+        return freeable;
+    }
+    bool getModuleHandleEx(uint32_t flags, const std::u16string&, Platform::LibraryHandle* handle) override {
+        EXPECT_EQ(flags, 0u);
+        if (present)
+            *handle = this;
+        return present;
+    }
+
+    bool present = false, loadable = true, throws = false, freeable = true;
+    std::string missing;
+    Paths loads;
+    std::vector<std::string> asked;
+    int frees = 0;
+};
+
+struct FakeFiles : Tavix::PathAPI {
+    bool fileExists(const std::u16string& path) override {
+        asked.push_back(path);
+        return there.count(path) != 0;
+    }
+    std::set<std::u16string> there;
+    Paths asked;
+};
+
+// Knows one macro and refuses one path.
+struct FakeHelpers : Tavix::PathHelpers {
+    bool resolvePath(std::u16string& path) override {
+        if (path == u"$(M)")
+            path = u"C:\\Macro";
+        return path != u"refused";
+    }
+};
+
+struct FakeVersions : Tavix::FileVersionReader {
+    std::optional<std::u16string> fileVersion(const std::u16string& path) override {
+        asked.push_back(path);
+        return version;
+    }
+    std::optional<std::u16string> version;
+    Paths asked;
+};
+
+// The block list: the values of one key.
+struct FakeRegistry : Platform::Registry {
+    struct Key : Platform::RegistryKey {
+        explicit Key(const FakeRegistry& itsRegistry) : registry(itsRegistry) {}
+        std::optional<std::u16string> readText(std::u16string_view name) const override {
+            const auto found = registry.values.find(std::u16string(name));
+            return found == registry.values.end() ? std::nullopt : std::optional(found->second);
+        }
+        std::optional<uint32_t> readNumber(std::u16string_view) const override { return std::nullopt; }
+        const FakeRegistry& registry;
+    };
+    std::unique_ptr<Platform::RegistryKey> openKey(std::u16string_view path) const override {
+        if (path != u"SOFTWARE\\Corvane\\Ostrel\\List\\some.dll")
+            return nullptr;
+        return std::make_unique<Key>(*this);
+    }
+    std::map<std::u16string, std::u16string> values;
+};
+
+class SharedLibraryTest : public testing::Test {
+protected:
+    // Loads the library, or returns the text of the exception.
+    std::string load(const std::u16string& name, Paths folders) {
+        try {
+            library =
+                std::make_unique<Tavix::SharedLibrary>(Tavix::LibraryDefinition{name, std::move(folders)},
+                                                       loader, helpers, search, versions, registry);
+            return "";
+        } catch (const Tavix::ModuleException& exception) {
+            return exception.what();
+        }
+    }
+    std::string load() { return load(u"Some.dll", {u"C:\\A"}); }
+
+    bool logged(uint32_t level, std::u16string_view function, std::u16string_view message) const {
+        const auto records = log.records();
+        return std::ranges::any_of(records, [&](const LogCapture::Record& record) {
+            return record.level == level && record.function == function && record.message == message &&
+                   record.source.starts_with(u"dll\\");
+        });
+    }
+
+    LogCapture log;
+    std::shared_ptr<FakeDll> dll = std::make_shared<FakeDll>();
+    std::shared_ptr<FakeFiles> files = std::make_shared<FakeFiles>();
+    std::shared_ptr<FakeVersions> versions = std::make_shared<FakeVersions>();
+    std::shared_ptr<FakeRegistry> registry = std::make_shared<FakeRegistry>();
+    std::shared_ptr<Tavix::DllLoader> loader = std::make_shared<Tavix::DllLoader>(dll);
+    std::shared_ptr<FakeHelpers> helpers = std::make_shared<FakeHelpers>();
+    std::shared_ptr<Tavix::PathSearch> search = std::make_shared<Tavix::PathSearch>(files);
+    std::unique_ptr<Tavix::SharedLibrary> library;
+};
+
+TEST_F(SharedLibraryTest, LoadsFromTheFirstFolderThatHoldsTheFile) {
+    files->there = {u"C:\\Macro\\Some.dll", u"C:\\Later\\Some.dll"};
+    ASSERT_EQ(load(u"Some.dll", {u"C:\\A\\", u"$(M)", u"C:\\Later"}), "");
+    EXPECT_EQ(files->asked, (Paths{u"C:\\A\\\\Some.dll", u"C:\\Macro\\Some.dll"}));
+    EXPECT_EQ(dll->loads, Paths{u"C:\\Macro\\Some.dll"});
+    EXPECT_EQ(dll->asked,
+              (std::vector<std::string>{"CreateObject", "ReleaseObject", "GetVersionStr", "GetVersionNum"}));
+    EXPECT_TRUE(library->getFunctions()->getVersionNum);
+    EXPECT_TRUE(logged(1, u"Tavix::PathSearch::findFilePath", u"Entering findFilePath for file Some.dll"));
+    EXPECT_TRUE(logged(2, u"Tavix::PathSearch::checkIfExists", u"File does not exist."));
+    EXPECT_TRUE(logged(1, u"Tavix::PathSearch::checkIfExists", u"File exists"));
+    EXPECT_TRUE(logged(1, u"Tavix::SharedLibrary::loadLibrary", u"Loading Some.dll from C:\\Macro."));
+    library.reset();
+    EXPECT_EQ(dll->frees, 1);
+
+    // A trailing backslash of the folder that is found goes; a search that is shared keeps what was added.
+    files->there = {u"C:\\A\\\\Some.dll"};
+    ASSERT_EQ(load(u"Some.dll", {u"C:\\New"}), "");
+    EXPECT_TRUE(log.has(1, u"File found at path C:\\A. Returning success."));
+    EXPECT_EQ(dll->loads.back(), u"C:\\A\\Some.dll");
+    EXPECT_EQ(search->getSearchPaths(), (Paths{u"C:\\A\\", u"C:\\Macro", u"C:\\Later", u"C:\\New"}));
+}
+
+TEST_F(SharedLibraryTest, FailsWhenNoFolderServes) {
+    EXPECT_EQ(load(u"Some.dll", {u"$(Unknown)"}), "Failed to load library");
+    EXPECT_TRUE(logged(2, u"Tavix::PathSearch::findFilePath", u"File not found."));
+    EXPECT_TRUE(
+        logged(4, u"Tavix::SharedLibrary::loadLibrary", u"Failed to find valid path for library: Some.dll."));
+    EXPECT_TRUE(logged(4, u"Tavix::SharedLibrary::SharedLibrary",
+                       u"Failed to load library: Some.dll. Throwing ModuleException."));
+    EXPECT_EQ(load(u"Some.dll", {}), "Failed to load library");
+
+    files->asked.clear();
+    EXPECT_EQ(load(u"Some.dll", {u"C:\\A", u"refused"}), "Failed to load library");
+    EXPECT_TRUE(log.has(4, u"Failed to resolve file path, refused, for library: Some.dll."));
+    EXPECT_TRUE(files->asked.empty());
+}
+
+TEST_F(SharedLibraryTest, RefusesAVersionThatTheHostHasListed) {
+    files->there = {u"C:\\A\\Some.dll"};
+    versions->version = u"1.0 Beta";
+    const auto blocked = [&](const std::u16string& name, const std::u16string& data) {
+        registry->values = {{name, data}};
+        log.clear();
+        load();
+        library.reset();
+        return log.count(3, u"Blocked library: C:\\A\\Some.dll.") == 1;
+    };
+    EXPECT_TRUE(blocked(u"1.0 Beta", u"1.0 Beta"));
+    EXPECT_EQ(versions->asked, Paths{u"c:\\a\\some.dll"});
+    EXPECT_TRUE(dll->loads.empty());
+    EXPECT_FALSE(blocked(u"1.0 Beta", u"1.0 BETA"));
+    EXPECT_FALSE(blocked(u"1.1", u"1.1"));
+    versions->version.reset();
+    EXPECT_FALSE(blocked(u"1.0 Beta", u"1.0 Beta"));
+    EXPECT_EQ(dll->loads.size(), 3u);
+}
+
+TEST_F(SharedLibraryTest, NeverBlocksTheHostsOwnLibraries) {
+    files->there = {u"C:\\A\\messageBUS.dll"};
+    versions->version = u"1";
+    EXPECT_EQ(load(u"messageBUS.dll", {u"C:\\A"}), "");
+    EXPECT_TRUE(versions->asked.empty());
+}
+
+TEST_F(SharedLibraryTest, ReportsALibraryThatDoesNotLoad) {
+    files->there = {u"C:\\A\\Some.dll"};
+    for (const bool throws : {false, true}) {
+        dll->loadable = false;
+        dll->throws = throws;
+        log.clear();
+        EXPECT_EQ(load(), "Failed to load library");
+        EXPECT_TRUE(logged(4, u"Tavix::DllLoader::loadDLL",
+                           u"Failed to load library. Error code: MODULE_STATUS_UNSUCCESSFUL(2147483650)."));
+        EXPECT_TRUE(logged(4, u"Tavix::SharedLibrary::loadLibrary", u"Failed to load library: Some.dll."));
+    }
+    EXPECT_EQ(dll->frees, 0);
+
+    EXPECT_FALSE(loader->loadDLL(u"C:\\A\\Some.dll", nullptr));
+    EXPECT_TRUE(logged(2, u"Tavix::DllLoader::loadDLL", u"Invalid pHandle specified. Exiting."));
+}
+
+TEST_F(SharedLibraryTest, FreesALibraryThatLacksAFunction) {
+    files->there = {u"C:\\A\\Some.dll"};
+    dll->missing = "ReleaseObject";
+    EXPECT_EQ(load(), "Failed to import functions from library");
+    EXPECT_EQ(dll->asked, (std::vector<std::string>{"CreateObject", "ReleaseObject"}));
+    EXPECT_TRUE(logged(2, u"Tavix::DllLoader::getProcAddress",
+                       u"getProcAddress was unsuccessful in finding the handle's address"));
+    EXPECT_TRUE(logged(4, u"Tavix::SharedLibrary::importFunctions",
+                       u"Failed to load ReleaseObject function from library: Some.dll."));
+    EXPECT_TRUE(logged(4, u"Tavix::SharedLibrary::SharedLibrary",
+                       u"Failed to import functions from library: Some.dll. Throwing ModuleException."));
+    EXPECT_EQ(dll->frees, 1);
+}
+
+TEST_F(SharedLibraryTest, SharesALoadedLibraryAndReportsAFailedFree) {
+    files->there = {u"C:\\A\\Some.dll"};
+    dll->present = true;
+    dll->freeable = false;
+    ASSERT_EQ(load(), "");
+    EXPECT_TRUE(dll->loads.empty());
+    library.reset();
+    EXPECT_EQ(dll->frees, 1);
+    EXPECT_TRUE(log.has(4, u"Failed to free library: Some.dll."));
+}
+
+TEST_F(SharedLibraryTest, LoadsARealLibraryBesideTheExecutable) {
+    const Tavix::LibraryDefinition definition{u"library_sample.dll", {u"$(App.Folder)"}};
+    const Tavix::SharedLibrary first(definition);
+    const Tavix::SharedLibrary second(definition);
+    EXPECT_EQ(first.getFunctions()->getVersionNum(), 1002003u);
+    EXPECT_STREQ(first.getFunctions()->getVersionStr(), "1.2.3");
+    EXPECT_EQ(first.getFunctions()->createObject(7), second.getFunctions()->createObject(7));
+
+    EXPECT_THROW(Tavix::SharedLibrary({u"no_such_library.dll", {u"$(App.Folder)"}}), Tavix::ModuleException);
+}
+
+TEST(ModuleStatusTest, NamesEveryStatusAndNoOther) {
+    using Tavix::moduleStatusName;
+    const auto name = [](uint32_t status) { return std::u16string_view(moduleStatusName(status)); };
+    EXPECT_EQ(name(0), u"MODULE_STATUS_SUCCESS");
+    EXPECT_EQ(name(MODULE_STATUS_TIMEOUT), u"MODULE_STATUS_TIMEOUT");
+    EXPECT_EQ(name(0x80000015), u"MODULE_STATUS_SESSION_INVALID");
+    EXPECT_EQ(name(0x800000FF), u"MODULE_STATUS_INVALID_STATE");
+    for (const uint32_t status : {1u, 0x15u, 0xFFu, 0x80000000u, 0x80000016u, 0x800000FEu, 0xFFFFFFFFu})
+        EXPECT_EQ(name(status), u"MODULE_STATUS_UNKNOWN") << status;
+}
+
+}  // namespace
