@@ -8,8 +8,8 @@
 namespace Ferrow {
 namespace {
 
-// A class is as slow to test as three characters.
-constexpr size_t classStates = 3;
+// A class is as slow to test as four characters.
+constexpr size_t classStates = 4;
 constexpr size_t groupStates = 2;
 constexpr size_t alternativeStates = 3;
 constexpr size_t repetitionStates = 2;

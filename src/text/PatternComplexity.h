@@ -10,9 +10,9 @@ namespace Ferrow {
 // reading a unit. The first two bounds keep both within a part of a 1 MiB stack, in unoptimised builds too.
 constexpr size_t greatestPatternStates = 1000;
 constexpr size_t greatestPatternNesting = 20;
-// Every unit of a name costs up to 40 ns for each state that may be active at the same time, which are those
-// from the first open repetition on: with this bound a name of 1,000,000 units takes a few seconds at worst.
-constexpr size_t greatestLoopingStates = 150;
+// Every unit of a name costs some 50 ns for each state that may be active at the same time, which are those
+// from the first open repetition on: with this bound a name of 1,000,000 units takes about five seconds at worst.
+constexpr size_t greatestLoopingStates = 100;
 
 // Throws std::regex_error(error_complexity) when the pattern exceeds a bound, or asks for lookahead anywhere
 // but at its start, where alone it runs once per name. Malformed patterns pass: the engine reports them.

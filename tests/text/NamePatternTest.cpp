@@ -1,0 +1,199 @@
+#include <gtest/gtest.h>
+#include <random>
+#include <regex>
+
+#include "text/DirectPattern.h"
+#include "text/NamePattern.h"
+#include "text/Utf.h"
+
+namespace {
+
+using namespace Ferrow;
+
+constexpr size_t million = 1'000'000;
+
+bool matches(std::u16string_view pattern, std::u16string_view name) {
+    return NamePattern(pattern).matches(name);
+}
+
+bool isDirect(std::u16string_view pattern) {
+    return DirectPattern::parse(pattern).has_value();
+}
+
+void expectRefused(std::u16string_view pattern) {
+    try {
+        NamePattern{pattern};
+        FAIL() << "accepted: " << toUtf8(pattern.substr(0, 60));
+    } catch (const std::regex_error& error) {
+        EXPECT_EQ(error.code(), std::regex_constants::error_complexity);
+    }
+}
+
+TEST(NamePattern, MatchesTheSystemsOwnPatternsDirectly) {
+    EXPECT_TRUE(isDirect(u"Brevant.Alert.Show..+"));
+    EXPECT_TRUE(matches(u"Brevant.Alert.Show..+", u"Brevant.Alert.Show.{1}"));
+    EXPECT_FALSE(matches(u"Brevant.Alert.Show..+", u"Brevant.Alert.Show."));
+    EXPECT_FALSE(matches(u"Brevant.Alert.Show..+", u"x.Brevant.Alert.Show.{1}"));
+
+    constexpr std::u16string_view setting = u"^SettingsManager.Notify.Set.Brevant/Viewer.*";
+    EXPECT_TRUE(isDirect(setting));
+    EXPECT_TRUE(matches(setting, u"SettingsManager.Notify.Set.Brevant/Viewer"));
+    EXPECT_TRUE(matches(setting, u"SettingsManager.Notify.Set.Brevant/Viewer/A"));
+    EXPECT_FALSE(matches(setting, u"SettingsManager.Notify.Set.Brevant/View"));
+
+    constexpr std::u16string_view outcome = u"Brevant.Alert.\\{A-1\\}(.Dismissed.|.Failed.)77";
+    EXPECT_TRUE(isDirect(outcome));
+    EXPECT_TRUE(matches(outcome, u"Brevant.Alert.{A-1}.Dismissed.77"));
+    EXPECT_TRUE(matches(outcome, u"Brevant.Alert.{A-1}.Failed.77"));
+    EXPECT_FALSE(matches(outcome, u"Brevant.Alert.{A-1}.Failed.7"));
+    EXPECT_FALSE(matches(outcome, u"Brevant.Alert.{A-1}.Queued.77"));
+    EXPECT_FALSE(matches(outcome, u"Brevant.Alert.{A-1}.Failed.777"));
+}
+
+TEST(NamePattern, LetsADotMatchAllButLineEndsInBothEngines) {
+    for (const std::u16string_view pattern : {u"a.b", u"(?:a.b)", u"a.*", u"(?:a.*)", u"a(.|..)b"}) {
+        for (const char16_t lineEnd : {u'\n', u'\r', u'\x2028', u'\x2029'})
+            EXPECT_FALSE(matches(pattern, std::u16string{u'a', lineEnd, u'b'})) << toUtf8(pattern);
+        EXPECT_TRUE(matches(pattern, std::u16string_view(u"a\0b", 3))) << toUtf8(pattern);
+        EXPECT_TRUE(matches(pattern,
+                            u"a\xD83D"
+                            u"b"))
+            << toUtf8(pattern) << ": half a pair is a unit";
+    }
+}
+
+// Both ways of matching must agree with the standard library's expressions as they are, refused ones apart.
+TEST(NamePattern, AgreesWithTheStandardEngine) {
+    std::mt19937 random(7711);
+    const auto pick = [&random](std::u16string_view from) { return from[random() % from.size()]; };
+    const auto plain = [&](std::u16string& out) {
+        const unsigned kind = random() % 8;
+        if (kind == 0)
+            (out += u'\\') += pick(u".{}()$^|*+?[]/-");
+        else if (kind == 1)
+            out += u'.';
+        else
+            out += pick(u"aab.");
+    };
+    size_t direct = 0, matched = 0, malformed = 0;
+    for (int round = 0; round < 20000; ++round) {
+        std::u16string pattern;
+        if (random() % 6 == 0)
+            pattern += u'^';
+        for (unsigned parts = random() % 5; parts > 0; --parts) {
+            if (random() % 3 == 0) {
+                pattern += u'(';
+                for (unsigned length = random() % 6; length > 0; --length) {
+                    if (random() % 3 == 0)
+                        pattern += u'|';
+                    else
+                        plain(pattern);
+                }
+                pattern += u')';
+            } else {
+                plain(pattern);
+            }
+            if (random() % 12 == 0)
+                pattern += std::u16string_view(u"*+?|^$)([a]{2}").substr(random() % 14, 1 + random() % 3);
+        }
+        pattern += std::u16string_view(random() % 2 ? u"" : random() % 2 ? u".*" : u".+");
+        if (random() % 6 == 0)
+            pattern += u'$';
+
+        std::optional<std::wregex> expected;
+        try {
+            using namespace std::regex_constants;
+            expected.emplace(toWideUnits(pattern), ECMAScript | __polynomial);
+        } catch (const std::regex_error&) {
+            ++malformed;
+            EXPECT_THROW(NamePattern{pattern}, std::regex_error) << toUtf8(pattern);
+            continue;
+        }
+        const NamePattern ours(pattern);
+        direct += isDirect(pattern);
+        for (int names = 0; names < 12; ++names) {
+            std::u16string name;
+            for (unsigned length = random() % 9; length > 0; --length)
+                name += pick(u"aaaabb.{(\n");
+            const bool should = std::regex_match(toWideUnits(name), *expected);
+            matched += should;
+            ASSERT_EQ(ours.matches(name), should) << toUtf8(pattern) << " against " << toUtf8(name);
+        }
+    }
+    EXPECT_GT(direct, 5000u);
+    EXPECT_GT(matched, 5000u);
+    EXPECT_GT(malformed, 500u);
+}
+
+TEST(NamePattern, MatchesNamesAndPatternsOfAMillionUnits) {
+    const std::u16string name(million, u'a');
+    EXPECT_TRUE(matches(name, name));
+    EXPECT_FALSE(matches(name + u"b", name));
+    EXPECT_TRUE(matches(u"a.+", name));
+    EXPECT_TRUE(matches(name.substr(1) + u"(a|b|cc)", name));
+
+    std::u16string emptyAlternatives(million, u'|');
+    EXPECT_TRUE(matches(u"(" + emptyAlternatives + u")" + name, name));
+
+    EXPECT_TRUE(matches(u".*a", name)) << "through the engine";
+    EXPECT_TRUE(matches(u"(a*)*", name)) << "through the engine";
+    EXPECT_FALSE(matches(u"[^.]*[.]x", name)) << "through the engine";
+}
+
+TEST(NamePattern, SaysThatAPatternIsMalformed) {
+    for (const std::u16string_view pattern :
+         {u"(", u")", u"a(b", u"[a", u"*", u"a\\", u"{2}", u"(?<a>b)", u"a{2"})
+        EXPECT_THROW(NamePattern{pattern}, std::regex_error) << toUtf8(pattern);
+}
+
+TEST(NamePattern, RefusesWhatTheEngineIsNotTrustedWith) {
+    const std::u16string many(100'000, u'(');
+    expectRefused(many);
+    expectRefused(many + u"a" + std::u16string(100'000, u')'));
+    expectRefused(std::u16string(million, u'a') + u"*");
+    expectRefused(u"(a{1000}){1000}");
+    expectRefused(u"a{100}{100}");
+    expectRefused(u"(a|b){99999999999999999999}");
+    expectRefused(u"([(]aaaaaaaa){500}");
+    expectRefused(u"(aaaaaaaaaaaaaaa[)]){100}");
+    expectRefused(u"(\\c)aaaaaaaaaaaaa){100}");
+    expectRefused(u"(aaaaaaa[[:alpha:])]){200}");
+    expectRefused(u"a*" + std::u16string(100, u'b'));
+    expectRefused(u"(a|(?=.*b)c)*");
+    expectRefused(u"(a)\\1");
+}
+
+TEST(NamePattern, TakesOrdinaryExpressionsOfSomeSize) {
+    EXPECT_TRUE(matches(u"\\{[0-9A-F]{8}-([0-9A-F]{4}-){3}[0-9A-F]{12}\\}",
+                        u"{5F83B2C4-61DA-11E0-9E37-0800200C4D58}"));
+    EXPECT_TRUE(matches(u"^(?!Internal)(?=.*Alert)[A-Za-z.]+", u"Brevant.Alert"));
+    EXPECT_FALSE(matches(u"^(?!Internal)[A-Za-z.]+", u"Internal.Alert"));
+    EXPECT_TRUE(matches(std::u16string(400, u'a') + u"(b*)", std::u16string(400, u'a')));
+    EXPECT_TRUE(matches(u".*\\.(Alpha|Beta|Gamma|Delta)\\.[0-9]+", u"Product.Gamma.12"));
+}
+
+// Run with the stack that threads of a host may have (1 MiB), this is where too generous bounds would show.
+TEST(NamePattern, StaysWithinTheStackAtItsBounds) {
+    EXPECT_TRUE(matches(std::u16string(900, u'a') + u"b?", std::u16string(900, u'a')));
+    std::u16string optional, alternatives = u"(?:", nested, repeated = u"(?:a?){150}";
+    for (int each = 0; each < 320; ++each)
+        optional += u"a?";
+    for (int each = 0; each < 240; ++each)
+        alternatives += u"a|";
+    alternatives += u"b)x?";
+    for (int each = 0; each < 20; ++each)
+        nested.insert(0, u"(?:").append(u"a?)?");
+    for (const std::u16string& pattern : {optional, alternatives, nested, repeated})
+        EXPECT_TRUE(matches(pattern, u"a")) << toUtf8(pattern);
+}
+
+TEST(NamePattern, ConvertsANameOncePerDelivery) {
+    const std::u16string text = u"Brevant.Alert";
+    const MatchName name(text);
+    EXPECT_TRUE(NamePattern(u"Brevant\\..*t").matches(name));
+    const std::wstring* const wide = &name.wide();
+    EXPECT_TRUE(NamePattern(u"Brevant\\..*(t|u)").matches(name));
+    EXPECT_EQ(&name.wide(), wide);
+}
+
+}  // namespace

@@ -1,0 +1,48 @@
+#include <gtest/gtest.h>
+
+#include "text/Utf.h"
+
+namespace {
+
+using namespace Ferrow;
+using namespace std::string_literals;
+
+TEST(Utf, ConvertsEveryLengthOfCharacterBothWays) {
+    const std::u16string wide = u"a\u0000\u00E9\u07FF\u0800\uFFFD\U0001F514\U0010FFFF"s;
+    const std::string narrow = "a\0\xC3\xA9\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBD\xF0\x9F\x94\x94\xF4\x8F\xBF\xBF"s;
+    EXPECT_EQ(toUtf8(wide), narrow);
+    EXPECT_EQ(toUtf16(narrow), wide);
+}
+
+TEST(Utf, ReplacesWhatIsMalformedAndKeepsWhatFollows) {
+    const char16_t lowFirst[] = {0xDC00, 0xD800, u'x', 0xD83D};
+    EXPECT_EQ(toUtf8({lowFirst, 4}), "\xEF\xBF\xBD\xEF\xBF\xBDx\xEF\xBF\xBD");
+    EXPECT_EQ(toUtf16("\x80x"), u"\uFFFDx");
+    EXPECT_EQ(toUtf16("\xE2\x82x"), u"\uFFFDx") << "cut short";
+    EXPECT_EQ(toUtf16("\xC0\xAFx"), u"\uFFFD\uFFFDx") << "overlong";
+    EXPECT_EQ(toUtf16("\xED\xA0\x80x"), u"\uFFFD\uFFFD\uFFFDx") << "a surrogate";
+    EXPECT_EQ(toUtf16("\xF4\x90\x80\x80x"), u"\uFFFD\uFFFD\uFFFD\uFFFDx") << "beyond the last character";
+    EXPECT_EQ(toUtf16("\xF0\x9F\x94"), u"\uFFFD") << "cut short at the end";
+}
+
+TEST(Utf, GivesOneWideUnitPerUnit) {
+    const std::wstring wide = toWideUnits(u"a\U0001F514");
+    ASSERT_EQ(wide.size(), 3u);
+    EXPECT_EQ(static_cast<char16_t>(wide[1]), 0xD83D);
+}
+
+TEST(Utf, FoldsAsciiLettersOnly) {
+    EXPECT_EQ(toLowerAscii(u"AZ[\u00C4z"), u"az[\u00C4z");
+    EXPECT_TRUE(equalsIgnoringAsciiCase(u"Config", u"cONFIG"));
+    EXPECT_FALSE(equalsIgnoringAsciiCase(u"[", u"{"));
+    EXPECT_FALSE(equalsIgnoringAsciiCase(u"\u00C4", u"\u00E4"));
+    EXPECT_FALSE(equalsIgnoringAsciiCase(u"a", u"ab"));
+}
+
+TEST(Utf, WritesTheExtremesOfNumbers) {
+    EXPECT_EQ(decimal(0), u"0");
+    EXPECT_EQ(decimal(UINT64_MAX), u"18446744073709551615");
+    EXPECT_EQ(decimalSigned(INT64_MIN), u"-9223372036854775808");
+}
+
+}  // namespace
