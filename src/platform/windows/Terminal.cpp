@@ -1,8 +1,10 @@
 #include "platform/Terminal.h"
 
-#include <algorithm>
-#include <shellapi.h>
 #include <windows.h>
+// The shell's header needs the base types above.
+#include <shellapi.h>
+
+#include <algorithm>
 
 namespace Platform {
 namespace {

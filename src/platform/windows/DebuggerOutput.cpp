@@ -1,0 +1,13 @@
+#include "platform/DebuggerOutput.h"
+
+#include <windows.h>
+
+#include "Wide.h"
+
+namespace Platform {
+
+void writeToDebugger(const std::u16string& text) {
+    OutputDebugStringW(wide(text));
+}
+
+}  // namespace Platform

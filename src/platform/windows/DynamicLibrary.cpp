@@ -1,0 +1,117 @@
+#include "platform/DynamicLibrary.h"
+
+#include "Handle.h"
+#include "Wide.h"
+#include "platform/LibraryTrust.h"
+// The trust headers need the base types above.
+#include <softpub.h>
+#include <wintrust.h>
+
+namespace Platform {
+namespace {
+
+// Open so that nobody can write, rename or delete the file while it is checked and loaded.
+Handle openUnchanging(const std::u16string& systemPath) {
+    return Handle(CreateFileW(wide(systemPath), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                              FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+// Zero, or the reason why the file's signature is not trusted.
+DWORD signatureVerdict(const std::u16string& systemPath, HANDLE file) {
+    WINTRUST_FILE_INFO fileInfo{};
+    fileInfo.cbStruct = sizeof fileInfo;
+    fileInfo.pcwszFilePath = wide(systemPath);
+    fileInfo.hFile = file;
+    WINTRUST_DATA data{};
+    data.cbStruct = sizeof data;
+    data.dwUIChoice = WTD_UI_NONE;
+    data.fdwRevocationChecks = WTD_REVOKE_NONE;
+    data.dwUnionChoice = WTD_CHOICE_FILE;
+    data.pFile = &fileInfo;
+    data.dwStateAction = WTD_STATEACTION_VERIFY;
+    data.dwProvFlags = WTD_CACHE_ONLY_URL_RETRIEVAL;
+    GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
+    const HWND nobody = static_cast<HWND>(INVALID_HANDLE_VALUE);
+    LONG verdict = WinVerifyTrust(nobody, &action, &data);
+    if (verdict == 0) {
+        // Not every system refuses a signer without a trusted root on its own.
+        CRYPT_PROVIDER_DATA* provider = WTHelperProvDataFromStateData(data.hWVTStateData);
+        CRYPT_PROVIDER_SGNR* signer =
+            provider ? WTHelperGetProvSignerFromChain(provider, 0, FALSE, 0) : nullptr;
+        if (!signer || !signer->pChainContext)
+            verdict = TRUST_E_NO_SIGNER_CERT;
+        else if (signer->pChainContext->TrustStatus.dwErrorStatus != CERT_TRUST_NO_ERROR)
+            verdict = CERT_E_UNTRUSTEDROOT;
+    }
+    data.dwStateAction = WTD_STATEACTION_CLOSE;
+    WinVerifyTrust(nobody, &action, &data);
+    return static_cast<DWORD>(verdict);
+}
+
+bool trusted(const std::u16string& systemPath, HANDLE file) {
+    const DWORD verdict = signatureVerdict(systemPath, file);
+    SetLastError(verdict);
+    return verdict == 0;
+}
+
+HMODULE moduleOf(const void* address) {
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       static_cast<const wchar_t*>(address), &module);
+    return module;
+}
+
+}  // namespace
+
+LibraryHandle loadLibrary(const std::u16string& path) {
+    const std::u16string system = systemPath(path);
+    if (system.empty())
+        return nullptr;
+    Handle file;
+    if (librariesAreVerified()) {
+        file = openUnchanging(system);
+        if (!file || !trusted(system, file.get()))
+            return nullptr;
+    }
+    return LoadLibraryExW(wide(system), nullptr, 0);
+}
+
+LibraryHandle loadedLibrary(const std::u16string& path) {
+    const std::u16string system = systemPath(path);
+    HMODULE module = nullptr;
+    if (system.empty() || !GetModuleHandleExW(0, wide(system), &module))
+        return nullptr;
+    return module;
+}
+
+void* libraryFunction(LibraryHandle library, const char* name) {
+    if (!library || !name) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
+    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
+bool freeLibrary(LibraryHandle library) {
+    if (library)
+        return FreeLibrary(static_cast<HMODULE>(library)) != 0;
+    SetLastError(ERROR_INVALID_HANDLE);
+    return false;
+}
+
+std::u16string libraryPathOf(const void* address) {
+    const HMODULE module = address ? moduleOf(address) : nullptr;
+    return module ? modulePath(module) : std::u16string();
+}
+
+bool verifyLibraryTrust(const std::u16string& path) {
+    const std::u16string system = systemPath(path);
+    if (system.empty())
+        return false;
+    if (!librariesAreVerified())
+        return true;
+    const Handle file = openUnchanging(system);
+    return file && trusted(system, file.get());
+}
+
+}  // namespace Platform
