@@ -44,14 +44,14 @@ RunningCallback::~RunningCallback() {
 }
 
 void releaseBusLibrary(std::shared_ptr<SharedLibrary> library) {
-    if (!library || runningHere == 0)
+    if (!library)
         return;
     Callbacks& all = callbacks.get();
     const auto same = [&](const std::shared_ptr<SharedLibrary>& other) {
         return other->getFunctions()->createObject == library->getFunctions()->createObject;
     };
     Platform::MutexLock lock(all.mutex);
-    if (std::ranges::none_of(all.keptLibraries, same))
+    if (all.running > 0 && std::ranges::none_of(all.keptLibraries, same))
         all.keptLibraries.push_back(std::move(library));
 }
 

@@ -15,8 +15,8 @@ public:
     RunningCallback& operator=(const RunningCallback&) = delete;
 };
 
-// Lets go of a bus library, whose code may be the caller of a callback that runs on this thread: then a
-// reference is kept, one per library, until waitForBusCallbacks() is called outside callbacks.
+// Lets go of a bus library. While callbacks run, on this thread or another, their caller may be its code:
+// then a reference is kept, one per library, until waitForBusCallbacks() is called outside callbacks.
 void releaseBusLibrary(std::shared_ptr<SharedLibrary> library);
 
 }  // namespace Tavix
