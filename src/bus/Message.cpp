@@ -22,6 +22,11 @@ constexpr MessageHeader defaultHeader() {
     return header;
 }
 
+uint32_t totalSizeOf(const Message& message) {
+    const size_t units = message.name().size() + message.sender().size() + message.payload().size();
+    return static_cast<uint32_t>(emptyMessageSize + units * sizeof(char16_t));
+}
+
 constinit Platform::ProcessWide<std::u16string> ownFileName;
 
 std::unique_ptr<std::u16string> findOwnFileName() {
@@ -39,8 +44,7 @@ Message::Message(std::u16string name, std::u16string sender, std::u16string payl
       sender_(std::move(sender)),
       payload_(std::move(payload)),
       header_(std::make_unique<MessageHeader>(defaultHeader())) {
-    const size_t units = name_.size() + sender_.size() + payload_.size();
-    header_->totalSize = static_cast<uint32_t>(emptyMessageSize + units * sizeof(char16_t));
+    header_->totalSize = totalSizeOf(*this);
 }
 
 std::shared_ptr<Message> makeMessage(std::u16string name, std::u16string sender,
@@ -70,9 +74,8 @@ std::shared_ptr<Message> makeReply(const Message& request, std::u16string name, 
 
 void copyHeader(Message& message, const MessageHeader* received) noexcept {
     MessageHeader& header = *message.header();
-    const uint32_t ownSize = header.totalSize;
     header = defaultHeader();
-    header.totalSize = ownSize;
+    header.totalSize = totalSizeOf(message);
     if (!received)
         return;
     // An older header ends before the extension: what lies behind it is not the sender's.

@@ -42,6 +42,8 @@ MessageBusLib::Connection::Connection(std::shared_ptr<SharedLibrary> library) : 
 }
 
 MessageBusLib::Connection::~Connection() {
+    if (!handle_)
+        return;
     try {
         const uint32_t status =
             functions_->releaseHandle ? functions_->releaseHandle(handle_) : MODULE_STATUS_NOT_SUPPORTED;

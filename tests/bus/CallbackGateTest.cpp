@@ -1,0 +1,78 @@
+#include <atomic>
+#include <future>
+#include <gtest/gtest.h>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "bus/CallbackGate.h"
+
+namespace {
+
+using Tavix::CallbackGate;
+
+TEST(CallbackGateTest, TurnsCallbacksAwayOnceClosed) {
+    const auto gate = std::make_shared<CallbackGate>();
+    int calls = 0;
+    const Tavix::MessageCallback callback = Tavix::guarded(gate, [&](const std::shared_ptr<Tavix::Message>&) {
+        ++calls;
+        return MODULE_STATUS_DATA_ERROR;
+    });
+    EXPECT_EQ(callback(nullptr), MODULE_STATUS_DATA_ERROR);
+    gate->close();
+    gate->close();
+    EXPECT_EQ(callback(nullptr), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(CallbackGateTest, MayBeClosedByACallbackOfItsOwn) {
+    const auto gate = std::make_shared<CallbackGate>();
+    const CallbackGate::Pass outer(*gate), inner(*gate);
+    ASSERT_TRUE(outer && inner);
+    gate->close();
+    EXPECT_FALSE(CallbackGate::Pass(*gate));
+}
+
+TEST(CallbackGateTest, ClosingWaitsForThoseInside) {
+    const auto gate = std::make_shared<CallbackGate>();
+    std::promise<void> entered, mayLeave;
+    std::atomic<bool> left{false};
+    std::thread inside([&] {
+        const CallbackGate::Pass pass(*gate);
+        entered.set_value();
+        mayLeave.get_future().wait();
+        left = true;
+    });
+    entered.get_future().wait();
+    std::thread closer([&] {
+        gate->close();
+        EXPECT_TRUE(left);
+    });
+    // The closer is at work once newcomers are turned away.
+    while (CallbackGate::Pass(*gate))
+        std::this_thread::yield();
+    EXPECT_FALSE(left);
+    mayLeave.set_value();
+    inside.join();
+    closer.join();
+}
+
+TEST(CallbackGateTest, NoCallbackTouchesAnOwnerThatHasClosed) {
+    for (int round = 0; round < 200; ++round) {
+        auto gate = std::make_shared<CallbackGate>();
+        auto owner = std::make_unique<int>(0);
+        std::vector<std::thread> callers;
+        for (int i = 0; i < 3; ++i) {
+            callers.emplace_back([gate, touched = owner.get()] {
+                while (const CallbackGate::Pass pass{*gate})
+                    std::atomic_ref(*touched).fetch_add(1);
+            });
+        }
+        gate->close();
+        owner.reset();
+        for (std::thread& caller : callers)
+            caller.join();
+    }
+}
+
+}  // namespace

@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+
+#include "bus/BusCallbacks.h"
+#include "bus/MessageBusClient.h"
+#include "bus/MessageBusLib.h"
+#include "bus/PerfTimer.h"
+#include "library/SharedLibrary.h"
+#include "module/status/ModuleException.h"
+#include "support/FakeBus.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+// The loader of a bus library that serves the fake bus's table.
+struct FakeLoader : Tavix::DllLoader {
+    bool loadDLL(const std::u16string&, Platform::LibraryHandle* handle) override {
+        *handle = this;
+        return true;
+    }
+    void* getProcAddress(Platform::LibraryHandle, const char*) override {
+        return reinterpret_cast<void*>(&createObject);
+    }
+    bool freeDLL(Platform::LibraryHandle) override {
+        ++frees;
+        return true;
+    }
+    static void* createObject(uint32_t version) {
+        EXPECT_EQ(version, 2001000u);
+        return const_cast<BrevantBusFunctions*>(table);
+    }
+    static inline const BrevantBusFunctions* table = nullptr;
+    int frees = 0;
+};
+
+struct AllFilesExist : Tavix::PathSearch {
+    bool findFilePath(const std::u16string&, std::u16string& folder) override {
+        folder = u"C:";
+        return true;
+    }
+};
+
+class MessageBusLibTest : public testing::Test {
+protected:
+    MessageBusLibTest() { FakeLoader::table = FakeBus::functions(); }
+
+    std::shared_ptr<Tavix::SharedLibrary> library() {
+        return std::make_shared<Tavix::SharedLibrary>(Tavix::LibraryDefinition{u"MessageBus.dll", {}}, loader,
+                                                      nullptr, std::make_shared<AllFilesExist>());
+    }
+    std::string constructionFailure() {
+        try {
+            Tavix::MessageBusLib lib(library());
+            return "";
+        } catch (const Tavix::ModuleException& exception) {
+            return exception.what();
+        }
+    }
+    bool timed() const {
+        for (const LogCapture::Record& record : log.records()) {
+            if (record.message.starts_with(u"M12NPerfTimer|MessageBusLib::MessageBusLib|"))
+                return true;
+        }
+        return false;
+    }
+
+    FakeBus bus;
+    LogCapture log;
+    std::shared_ptr<FakeLoader> loader = std::make_shared<FakeLoader>();
+};
+
+TEST_F(MessageBusLibTest, HoldsAHandleOfItsOwnAndReleasesHandleThenLibrary) {
+    {
+        const auto lib = std::make_shared<Tavix::MessageBusLib>(library());
+        EXPECT_TRUE(timed());
+        EXPECT_EQ(bus.handleCount(), 1u);
+        Tavix::MessageBusClient client(lib, nullptr);
+        client.subscribe(u"N", [](const auto&) { return 3u; });
+        EXPECT_EQ(bus.deliver(u"N", u""), 3u);
+        bus.whenCalled("releaseHandle", [this] { EXPECT_EQ(loader->frees, 0); });
+    }
+    EXPECT_EQ(bus.handleCount(), 0u);
+    EXPECT_EQ(loader->frees, 1);
+}
+
+TEST_F(MessageBusLibTest, FreesTheLibraryThoughTheHandleIsNotReleased) {
+    bus.failNext("releaseHandle", MODULE_STATUS_TIMEOUT);
+    std::make_unique<Tavix::MessageBusLib>(library()).reset();
+    EXPECT_TRUE(log.has(2, u"Failed to release message bus. Error code MODULE_STATUS_TIMEOUT(2147483661)."));
+    EXPECT_EQ(loader->frees, 1);
+}
+
+TEST_F(MessageBusLibTest, FailsWithoutTableHandleOrLibrary) {
+    bus.failNext("acquireHandle", MODULE_STATUS_NO_MEMORY);
+    EXPECT_EQ(constructionFailure(), "Failed to get message bus handle");
+    EXPECT_TRUE(log.has(4,
+                        u"Failed to get message bus handle. Error code: MODULE_STATUS_NO_MEMORY"
+                        u"(2147483657). Throwing ModuleException."));
+    EXPECT_TRUE(timed());
+    FakeLoader::table = nullptr;
+    EXPECT_EQ(constructionFailure(), "Failed to get message bus functions object");
+    EXPECT_TRUE(log.has(4, u"Failed to get message bus functions object. Throwing ModuleException."));
+    EXPECT_EQ(loader->frees, 2);
+
+    // A bus that claims success without a handle.
+    static BrevantBusFunctions lying = *FakeBus::functions();
+    lying.acquireHandle = [](BrevantBusHandle*) { return MODULE_STATUS_SUCCESS; };
+    FakeLoader::table = &lying;
+    EXPECT_EQ(constructionFailure(), "Invalid message bus handle");
+    EXPECT_EQ(bus.callCount("releaseHandle"), 0u);
+}
+
+TEST_F(MessageBusLibTest, KeepsTheLibraryLoadedWhileACallbackThatItMadeMayReturnIntoIt) {
+    Tavix::MessageBusClient other(std::make_shared<Tavix::MessageBusLib>(library()), nullptr);
+    auto client =
+        std::make_unique<Tavix::MessageBusClient>(std::make_shared<Tavix::MessageBusLib>(library()), nullptr);
+    client->subscribe(u"N", [&](const auto&) {
+        client.reset();
+        EXPECT_EQ(bus.handleCount(), 1u);
+        EXPECT_EQ(loader->frees, 0);
+        return MODULE_STATUS_SUCCESS;
+    });
+    bus.deliver(u"N", u"");
+    EXPECT_FALSE(client);
+    EXPECT_EQ(loader->frees, 0);
+    Tavix::waitForBusCallbacks();
+    EXPECT_EQ(loader->frees, 1);
+}
+
+TEST(PerfTimerTest, LogsOnceInNanoseconds) {
+    struct CountingClock : Platform::Clock {
+        Time now() const override { return now_ += std::chrono::nanoseconds(5'000'000'000); }
+        bool waitUntil(Platform::ConditionVariable&, Platform::MutexLock&, Time) const override {
+            return false;
+        }
+        mutable Time now_{0};
+    } clock;
+    LogCapture log;
+    {
+        Tavix::internal::PerfTimer timer(u"T", clock);
+        timer.stop();
+        timer.stop();
+    }
+    ASSERT_EQ(log.records().size(), 1u);
+    EXPECT_TRUE(log.has(1, u"M12NPerfTimer|T|5000000000|10000000000|5000000000"));
+}
+
+}  // namespace
