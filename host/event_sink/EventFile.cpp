@@ -1,0 +1,20 @@
+#include "host/event_sink/EventFile.h"
+
+#include <algorithm>
+#include <string>
+
+#include "platform/Files.h"
+#include "platform/Folders.h"
+#include "text/Utf.h"
+
+namespace EventSink {
+
+bool appendEvent(std::u16string_view json) {
+    std::string line = Ferrow::toUtf8(json);
+    std::replace_if(
+        line.begin(), line.end(), [](char byte) { return byte == '\n' || byte == '\r'; }, ' ');
+    line.push_back('\n');
+    return Platform::appendToFile(Platform::commonDataFolder() + u"\\events.jsonl", line);
+}
+
+}  // namespace EventSink

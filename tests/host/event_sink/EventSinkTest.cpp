@@ -1,0 +1,119 @@
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+#include "host/event_sink/ComponentConventions.h"
+#include "platform/Components.h"
+#include "platform/DynamicLibrary.h"
+#include "platform/Files.h"
+#include "platform/Folders.h"
+#include "platform/Process.h"
+#include "support/PlatformFolder.h"
+
+namespace {
+
+using namespace EventSink;
+
+using GetClassObject = BrevantResult (*)(const BrevantGuid*, const BrevantGuid*, void**);
+using CanUnloadNow = BrevantResult (*)();
+
+// The library, used as any component's user would.
+class EventSinkLibrary : public testing::Test {
+protected:
+    void SetUp() override {
+        const std::filesystem::path program(Platform::nativePath(Platform::executablePath()));
+        const auto file = program.parent_path() / EVENT_SINK_FILE;
+        library_ = Platform::loadLibrary(Platform::portablePath(file.string()));
+        if (!library_ && Platform::platformFolder().empty())
+            GTEST_SKIP() << "the library is not signed by anybody trusted here";
+        ASSERT_NE(library_, nullptr);
+        getClassObject_ =
+            reinterpret_cast<GetClassObject>(Platform::libraryFunction(library_, "DllGetClassObject"));
+        canUnloadNow_ =
+            reinterpret_cast<CanUnloadNow>(Platform::libraryFunction(library_, "DllCanUnloadNow"));
+    }
+    void TearDown() override {
+        if (library_)
+            Platform::freeLibrary(library_);
+    }
+    ClassFactory* factory() {
+        void* object = nullptr;
+        EXPECT_EQ(getClassObject_(&eventSinkClassId, &classFactoryInterfaceId, &object), ok);
+        return static_cast<ClassFactory*>(object);
+    }
+    static ILegacyEventSink* createSink(ClassFactory* factory) {
+        void* object = nullptr;
+        EXPECT_EQ(factory->functions->CreateInstance(factory, nullptr, &eventSinkInterfaceId, &object), ok);
+        return static_cast<ILegacyEventSink*>(object);
+    }
+    static BrevantResult submit(ILegacyEventSink* sink, std::u16string_view json) {
+        char16_t* const text = Platform::allocateComponentText(json);
+        const BrevantResult result = sink->functions->SubmitEvent(sink, nullptr, text, nullptr);
+        Platform::freeComponentText(text);
+        return result;
+    }
+
+    Support::PlatformFolder machine_;
+    Platform::LibraryHandle library_ = nullptr;
+    GetClassObject getClassObject_ = nullptr;
+    CanUnloadNow canUnloadNow_ = nullptr;
+};
+
+TEST_F(EventSinkLibrary, MayBeUnloadedOnceEveryReferenceAndLockIsGone) {
+    EXPECT_EQ(canUnloadNow_(), ok);
+    ClassFactory* const made = factory();
+    EXPECT_EQ(canUnloadNow_(), no);
+    ILegacyEventSink* const sink = createSink(made);
+    made->functions->LockServer(made, 1);
+    made->functions->Release(made);
+    EXPECT_EQ(sink->functions->Release(sink), 0u);
+    EXPECT_EQ(canUnloadNow_(), no);
+    made->functions->LockServer(made, 0);
+    EXPECT_EQ(canUnloadNow_(), ok);
+}
+
+TEST_F(EventSinkLibrary, RefusesWhatItIsNot) {
+    void* object = this;
+    EXPECT_EQ(getClassObject_(&eventSinkInterfaceId, &classFactoryInterfaceId, &object), noSuchClass);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(getClassObject_(&eventSinkClassId, &eventSinkInterfaceId, &object), noInterface);
+    EXPECT_EQ(getClassObject_(&eventSinkClassId, &classFactoryInterfaceId, nullptr), nullPointer);
+    ClassFactory* const made = factory();
+    EXPECT_EQ(made->functions->CreateInstance(made, this, &eventSinkInterfaceId, &object), noAggregation);
+    EXPECT_EQ(made->functions->CreateInstance(made, nullptr, &classFactoryInterfaceId, &object), noInterface);
+    made->functions->Release(made);
+    EXPECT_EQ(canUnloadNow_(), ok);
+}
+
+TEST_F(EventSinkLibrary, WritesWholeLinesFromManyThreads) {
+    constexpr int threads = 4;
+    constexpr int eventsEach = 50;
+    const std::u16string file = Platform::commonDataFolder() + u"\\events.jsonl";
+    const size_t before = Platform::readFile(file).value_or("").size();
+    ClassFactory* const made = factory();
+    const std::u16string json = u"{\"a\":\r\n\"" + std::u16string(3000, u'\u00E4') + u"\"}";
+    std::vector<std::thread> senders;
+    for (int i = 0; i < threads; ++i)
+        senders.emplace_back([&] {
+            for (int event = 0; event < eventsEach; ++event) {
+                ILegacyEventSink* const sink = createSink(made);
+                EXPECT_EQ(submit(sink, json), ok);
+                sink->functions->Release(sink);
+            }
+        });
+    for (auto& sender : senders)
+        sender.join();
+    made->functions->Release(made);
+
+    std::string line = "{\"a\":  \"";
+    for (int i = 0; i < 3000; ++i)
+        line += "\xC3\xA4";
+    line += "\"}\n";
+    std::string expected;
+    for (int i = 0; i < threads * eventsEach; ++i)
+        expected += line;
+    EXPECT_TRUE(Platform::readFile(file).value_or("").substr(before) == expected);
+}
+
+}  // namespace
