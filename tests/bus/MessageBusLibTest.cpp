@@ -1,6 +1,8 @@
+#include <future>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "bus/BusCallbacks.h"
 #include "bus/MessageBusClient.h"
@@ -124,6 +126,25 @@ TEST_F(MessageBusLibTest, KeepsTheLibraryLoadedWhileACallbackThatItMadeMayReturn
     bus.deliver(u"N", u"");
     EXPECT_FALSE(client);
     EXPECT_EQ(loader->frees, 0);
+    Tavix::waitForBusCallbacks();
+    EXPECT_EQ(loader->frees, 1);
+}
+
+TEST_F(MessageBusLibTest, KeepsTheLibraryLoadedWhileACallbackRunsOnAnotherThread) {
+    std::promise<void> entered, mayReturn;
+    auto client =
+        std::make_unique<Tavix::MessageBusClient>(std::make_shared<Tavix::MessageBusLib>(library()), nullptr);
+    client->subscribe(u"N", [&](const auto&) {
+        entered.set_value();
+        mayReturn.get_future().wait();
+        return MODULE_STATUS_SUCCESS;
+    });
+    std::thread busThread([this] { bus.deliver(u"N", u""); });
+    entered.get_future().wait();
+    client.reset();
+    EXPECT_EQ(loader->frees, 0);
+    mayReturn.set_value();
+    busThread.join();
     Tavix::waitForBusCallbacks();
     EXPECT_EQ(loader->frees, 1);
 }
