@@ -1,0 +1,67 @@
+#include <gtest/gtest.h>
+
+#include "logging/LogLine.h"
+
+namespace {
+
+using namespace ETWLogging;
+using namespace ETWLogging::internal;
+
+constexpr Platform::CalendarTime evening{2026, 1, 2, 18, 4, 5};
+
+std::u16string lineOf(uint32_t options, const LogRecord& record,
+                      const Platform::CalendarTime& time = evening) {
+    std::u16string line;
+    EXPECT_EQ(buildLogLine({u"Brevant.dll", options, 42}, record, 7, time, line), lineSuccess);
+    return line;
+}
+
+TEST(LogLine, CarriesTheFieldsThatTheOptionsAskFor) {
+    const LogRecord record{4, u"dll\\SharedLibrary", u"Tavix::SharedLibrary::load", 12, u"It broke."};
+    EXPECT_EQ(lineOf(0, record), u"01/02/2026 06:04:05 PM$ -- (Error)$ It broke.\r\n");
+    EXPECT_EQ(lineOf(16, record), u"01/02/2026 06:04:05 PM$ -- (Error)$ [    Brevant.dll]$ It broke.\r\n");
+    EXPECT_EQ(lineOf(4 | 8 | 16 | 32, record),
+              u"01/02/2026 06:04:05 PM$ -- (Error)$ [    Brevant.dll]$ [PID:   42 TID:    7]$ "
+              u"[       SharedLibrary:   12]$ [              Tavix::SharedLibrary::load()]$ It broke.\r\n");
+}
+
+TEST(LogLine, CutsFieldsToTheirWidthFromTheirBeginning) {
+    const std::u16string name = u"0123456789012345678901234567890123456789tail";
+    std::u16string line;
+    ASSERT_EQ(buildLogLine({name, 8 | 16 | 32, 1}, {1, name, name, 123456, u"m"}, 1, evening, line),
+              lineSuccess);
+    EXPECT_EQ(line,
+              u"01/02/2026 06:04:05 PM$ -- (Normal)$ [012345678901234]$ [01234567890123456789:123456]$ "
+              u"[0123456789012345678901234567890123456789()]$ m\r\n");
+}
+
+TEST(LogLine, EndsOnceWhateverTheMessageEndsWith) {
+    EXPECT_TRUE(lineOf(0, {3, u"", u"", 0, u"a\n"}).ends_with(u"$ a\n"));
+    EXPECT_TRUE(lineOf(0, {3, u"", u"", 0, u"a\r\n"}).ends_with(u"$ a\r\n"));
+    EXPECT_TRUE(lineOf(0, {3, u"", u"", 0, u"a\r"}).ends_with(u"$ a\r\r\n"));
+    EXPECT_TRUE(lineOf(0, {3, u"", u"", 0, u""}).ends_with(u"$ \r\n"));
+}
+
+TEST(LogLine, WritesHoursOnATwelveHourClock) {
+    const auto hour = [](uint16_t value, uint16_t minute) {
+        return lineOf(0, {3, u"", u"", 0, u"m"}, {2026, 12, 31, value, minute, 0}).substr(11, 11);
+    };
+    EXPECT_EQ(hour(0, 5), u"12:05:00 AM");
+    EXPECT_EQ(hour(1, 0), u"01:00:00 AM");
+    EXPECT_EQ(hour(11, 59), u"11:59:00 AM");
+    EXPECT_EQ(hour(12, 30), u"12:30:00 PM");
+    EXPECT_EQ(hour(13, 0), u"01:00:00 PM");
+    EXPECT_EQ(hour(18, 0), u"06:00:00 PM");
+    EXPECT_EQ(hour(23, 0), u"11:00:00 PM");
+}
+
+TEST(LogLine, RefusesAMissingMessageAndALevelWithoutAName) {
+    std::u16string line = u"before";
+    EXPECT_EQ(buildLogLine({}, {3, u"", u"", 0, {}}, 1, evening, line), 87u);
+    EXPECT_TRUE(line.empty());
+    for (const uint32_t level : {0u, 7u, UINT32_MAX})
+        EXPECT_EQ(buildLogLine({}, {level, u"", u"", 0, u"m"}, 1, evening, line), 87u);
+    EXPECT_EQ(severityName(6), u"Information");
+}
+
+}  // namespace
