@@ -6,6 +6,7 @@
 
 #include "json/JSONFormatter.h"
 #include "platform/DynamicLibrary.h"
+#include "platform/Files.h"
 #include "platform/Process.h"
 #include "text/Utf.h"
 
@@ -251,6 +252,11 @@ void RoadTest::SetUp() {
     folder.writeSessions("1 active\n2 disconnected\n");
     settings = std::make_unique<Settings>();
     settings->set(u"Brevant/Viewer/v", u"");
+    // Programs that bring a bus of their own stand in a folder below the plugin's.
+    const std::u16string program = Platform::executablePath();
+    const bool beside = Platform::fileExists(program.substr(0, program.rfind(u'\\')) + u"\\RoadPlugin.dll");
+    settings->set(u"Brevant/Product/p", u"{\"pluginFile\":\"RoadPlugin.dll\",\"pluginPath\":\"$(App.Folder)" +
+                                            std::u16string(beside ? u"" : u"..") + u"\"}");
     viewer = std::make_unique<Viewer>(u"v");
     log = std::make_unique<Support::MessageLog>();
     product = std::make_unique<Support::BusPeer>();

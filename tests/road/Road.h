@@ -91,7 +91,7 @@ struct AlertText {
     std::u16string priority = u"P2";
     std::u16string title = u"Title";
     std::u16string viewer = u"v";
-    std::u16string product = u"none";
+    std::u16string product = u"p";
     uint32_t session = 1;
     uint32_t timeout = 30;
     std::u16string json(const std::u16string& instance) const;

@@ -8,11 +8,8 @@ namespace {
 using ModuleLives = RoadTest;
 
 TEST_F(ModuleLives, LeaveNoThreadDescriptorOrMemoryBehind) {
-    module.reset();
     const auto live = [&] {
-        module = std::make_unique<Module>();
-        module->initialize();
-        module->start();
+        RoadTest::SetUp();
         AlertText alert;
         const auto shown = showAndExpect(alert, u"Queued");
         EXPECT_EQ(viewer->waitForShow(), shown);
@@ -21,9 +18,10 @@ TEST_F(ModuleLives, LeaveNoThreadDescriptorOrMemoryBehind) {
         EXPECT_TRUE(seen(outcome(alert.id, u"Dismissed", shown)));
         module->stop();
         module->uninitialize();
-        module.reset();
-        log = std::make_unique<Support::MessageLog>();
+        RoadTest::TearDown();
+        Support::BusPeer::forgetEnded();
     };
+    RoadTest::TearDown();
     for (int warmUp = 0; warmUp < 3; ++warmUp)
         live();
     const Support::ProcessCounts before = Support::ProcessCounts::now();

@@ -131,6 +131,11 @@ BusPeer::~BusPeer() {
     functions_->releaseHandle(handle_);
 }
 
+void BusPeer::forgetEnded() {
+    std::lock_guard lock(waitersMutex);
+    Subscription::all().clear();
+}
+
 void BusPeer::onName(const std::u16string& name, Handler handler) {
     subscribe(name, false, std::move(handler));
 }
@@ -170,7 +175,10 @@ uint32_t BusPeer::reply(const BusMessage& request, const std::u16string& name,
         std::memcpy(header.replyDestination, request.header.replyRoute, sizeof header.replyDestination);
         header.replyCookie = request.header.requestCookie;
     }
-    return functions_->publish(handle_, &header, name.c_str(), u"Peer", payload.c_str());
+    const uint32_t status = functions_->publish(handle_, &header, name.c_str(), u"Peer", payload.c_str());
+    if (status != MODULE_STATUS_SUCCESS || !(header.flags & BREVANT_MESSAGE_REPLY))
+        return status;
+    return publish(name, payload);
 }
 
 uint32_t BusPeer::request(const std::u16string& name, const std::u16string& payload, BusMessage& reply,
@@ -198,14 +206,15 @@ uint32_t BusPeer::request(const std::u16string& name, const std::u16string& payl
     return waiter->status;
 }
 
-MessageLog::MessageLog(const std::u16string& pattern, const BrevantBusFunctions* functions)
-    : peer_(functions) {
-    peer_.onPattern(pattern, [this](const BusMessage& message) {
-        std::lock_guard lock(mutex_);
-        messages_.emplace_back(message, false);
-        arrived_.notify_all();
-        return MODULE_STATUS_SUCCESS;
-    });
+MessageLog::MessageLog(const BrevantBusFunctions* functions) : peer_(functions) {
+    for (const char16_t* pattern : {u"Brevant.Alert..+", u"Brevant.Viewer..+.(Registered|Unregistered)"}) {
+        peer_.onPattern(pattern, [this](const BusMessage& message) {
+            std::lock_guard lock(mutex_);
+            messages_.emplace_back(message, false);
+            arrived_.notify_all();
+            return MODULE_STATUS_SUCCESS;
+        });
+    }
 }
 
 std::optional<BusMessage> MessageLog::waitFor(const std::u16string& name, std::chrono::milliseconds timeout) {

@@ -30,6 +30,9 @@ public:
 
     explicit BusPeer(const BrevantBusFunctions* functions = embeddedBus());
     ~BusPeer();
+    // Frees what is kept of peers that have ended, for callbacks that come late. To be called when the bus
+    // has no handle left, and so no callback to run.
+    static void forgetEnded();
     BusPeer(const BusPeer&) = delete;
     BusPeer& operator=(const BusPeer&) = delete;
 
@@ -38,7 +41,7 @@ public:
     void onPattern(const std::u16string& pattern, Handler handler);
 
     uint32_t publish(const std::u16string& name, const std::u16string& payload = u"", uint32_t sessionId = 0);
-    // Answers a request, correlated with it.
+    // Answers a request, correlated with it, and publishes the answer to everybody, as modules do.
     uint32_t reply(const BusMessage& request, const std::u16string& name,
                    const std::u16string& payload = u"");
     // Waits for the reply; its status when none came.
@@ -55,11 +58,11 @@ private:
     std::vector<std::shared_ptr<Subscription>> subscriptions_;
 };
 
-// Keeps every message whose name matches a pattern, in the order in which it came.
+// Keeps what passes about alerts and viewers, in the order in which it came; but not the requests to viewers,
+// for which it would count as a subscriber.
 class MessageLog {
 public:
-    explicit MessageLog(const std::u16string& pattern = u".+",
-                        const BrevantBusFunctions* functions = embeddedBus());
+    explicit MessageLog(const BrevantBusFunctions* functions = embeddedBus());
 
     // The first message of that name not yet waited for; nothing when it does not come in time.
     std::optional<BusMessage> waitFor(const std::u16string& name,
