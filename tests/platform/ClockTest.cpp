@@ -1,0 +1,89 @@
+#include <atomic>
+#include <gtest/gtest.h>
+#include <limits>
+#include <thread>
+
+#include "platform/Clock.h"
+
+using namespace Platform;
+using namespace std::chrono_literals;
+
+namespace {
+
+class BothClocks : public testing::TestWithParam<const Clock*> {
+protected:
+    const Clock& clock = *GetParam();
+    Mutex mutex;
+    ConditionVariable condition;
+};
+
+TEST_P(BothClocks, EndTheWaitOnlyWhenTheDeadlineHasPassed) {
+    MutexLock lock(mutex);
+    const Clock::Time deadline = deadlineAfter(clock.now(), 20ms);
+    while (clock.waitUntil(condition, lock, deadline)) {
+    }
+    EXPECT_GE(clock.now(), deadline);
+}
+
+TEST_P(BothClocks, DoNotWaitForADeadlineOfThePast) {
+    MutexLock lock(mutex);
+    EXPECT_FALSE(clock.waitUntil(condition, lock, clock.now()));
+    EXPECT_FALSE(clock.waitUntil(condition, lock, Clock::Time::min()));
+}
+
+// A waiter that gave up on a far deadline would show as a false return before the notification.
+TEST_P(BothClocks, WaitForANotificationHoweverFarTheDeadline) {
+    for (const Clock::Time deadline : {Clock::Time::max(), Clock::Time::max() - 1ns,
+                                       deadlineAfter(clock.now(), std::chrono::seconds::max())}) {
+        bool notified = false;
+        std::thread notifier([&] {
+            MutexLock lock(mutex);
+            notified = true;
+            condition.notifyOne();
+        });
+        {
+            MutexLock lock(mutex);
+            while (!notified)
+                ASSERT_TRUE(clock.waitUntil(condition, lock, deadline));
+        }
+        notifier.join();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Clocks, BothClocks, testing::Values(&Clock::wall(), &Clock::steady()));
+
+TEST(Clocks, CountFromTheirOwnEpochs) {
+    const auto since1970 = std::chrono::system_clock::now().time_since_epoch();
+    EXPECT_LT(std::chrono::abs(Clock::wall().now() - since1970), 1min);
+    const Clock::Time before = Clock::steady().now();
+    EXPECT_GE(before, 0ns);
+    EXPECT_GE(Clock::steady().now(), before);
+}
+
+TEST(Clocks, CalendarTimesAreInRange) {
+    for (const CalendarTime& time : {localCalendarTime(), utcCalendarTime()}) {
+        EXPECT_GE(time.year, 2024);
+        EXPECT_TRUE(time.month >= 1 && time.month <= 12 && time.day >= 1 && time.day <= 31);
+        EXPECT_TRUE(time.hour <= 23 && time.minute <= 59 && time.second <= 60);
+    }
+}
+
+TEST(ConditionVariables, ReturnAtOnceForADurationThatIsNotAboveZero) {
+    Mutex mutex;
+    ConditionVariable condition;
+    MutexLock lock(mutex);
+    EXPECT_FALSE(condition.waitFor(lock, 0ns));
+    EXPECT_FALSE(condition.waitFor(lock, -1h));
+    EXPECT_FALSE(condition.waitFor(lock, std::chrono::nanoseconds::min()));
+}
+
+TEST(OnceFlags, AnExceptionLeavesTheWorkToTheNextCaller) {
+    Once once;
+    int runs = 0;
+    EXPECT_THROW(once.run([&] { throw ++runs; }), int);
+    once.run([&] { ++runs; });
+    once.run([&] { ++runs; });
+    EXPECT_EQ(runs, 2);
+}
+
+}  // namespace

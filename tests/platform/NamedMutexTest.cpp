@@ -1,0 +1,73 @@
+#include <future>
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+#include "platform/NamedMutex.h"
+#include "support/PlatformFolder.h"
+
+using Platform::NamedMutex;
+using namespace std::chrono_literals;
+
+namespace {
+
+class NamedMutexes : public testing::Test {
+protected:
+    bool acquiredElsewhere(NamedMutex& mutex, std::chrono::milliseconds timeout) {
+        return std::async(std::launch::async,
+                          [&] {
+                              const bool acquired = mutex.acquire(timeout);
+                              if (acquired)
+                                  mutex.release();
+                              return acquired;
+                          })
+            .get();
+    }
+
+    Support::PlatformFolder folder;
+    std::unique_ptr<NamedMutex> first = NamedMutex::create(u"Global\\Corvane.{1} test/\u00e9");
+    std::unique_ptr<NamedMutex> second = NamedMutex::create(u"Global\\Corvane.{1} test/\u00e9");
+    std::unique_ptr<NamedMutex> other = NamedMutex::create(u"Global\\Corvane.{2} test/\u00e9");
+};
+
+TEST_F(NamedMutexes, OfOneNameExcludeEachOtherUntilTheTimeRunsOut) {
+    ASSERT_TRUE(first && second && other);
+    ASSERT_TRUE(first->acquire(0ms));
+    EXPECT_FALSE(acquiredElsewhere(*first, 5ms));
+    EXPECT_FALSE(acquiredElsewhere(*second, 5ms));
+    EXPECT_FALSE(acquiredElsewhere(*second, 0ms));
+    EXPECT_TRUE(acquiredElsewhere(*other, 0ms));
+    first->release();
+    EXPECT_TRUE(acquiredElsewhere(*second, 0ms));
+}
+
+TEST_F(NamedMutexes, LetOneThreadInAtATime) {
+    int counter = 0;  // unguarded but for the mutexes
+    std::vector<std::thread> threads;
+    for (int index = 0; index < 4; ++index) {
+        threads.emplace_back([&, index] {
+            NamedMutex& mutex = index % 2 ? *first : *second;
+            for (int round = 0; round < 500; ++round) {
+                ASSERT_TRUE(mutex.acquire(60s));
+                ++counter;
+                mutex.release();
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(counter, 2000);
+}
+
+TEST_F(NamedMutexes, AnUnlimitedWaitEndsWithTheRelease) {
+    ASSERT_TRUE(first->acquire(0ms));
+    auto waiting = std::async(std::launch::async, [&] {
+        const bool acquired = second->acquire(std::chrono::milliseconds::max());
+        second->release();
+        return acquired;
+    });
+    first->release();
+    EXPECT_TRUE(waiting.get());
+}
+
+}  // namespace

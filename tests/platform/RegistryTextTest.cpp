@@ -1,0 +1,100 @@
+#include <gtest/gtest.h>
+
+#include "platform/Encoding.h"
+#include "platform/RegistryText.h"
+
+using namespace Platform;
+
+namespace {
+
+const RegistryValue* find(const RegistryText& text, std::u16string_view path, std::u16string_view name) {
+    const RegistryNode* key = findRegistryKey(text.localMachine, path);
+    if (!key)
+        return nullptr;
+    const auto value = key->values.find(name);
+    return value == key->values.end() ? nullptr : &value->second;
+}
+
+std::u16string textOf(const RegistryText& text, std::u16string_view path, std::u16string_view name) {
+    const RegistryValue* value = find(text, path, name);
+    return value && std::holds_alternative<std::u16string>(*value) ? std::get<std::u16string>(*value)
+                                                                   : u"(none)";
+}
+
+constexpr std::string_view exported =
+    "Windows Registry Editor Version 5.00\r\n"
+    "\r\n"
+    "; by hand\r\n"
+    "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane]\r\n"
+    "@=\"default\"\r\n"
+    "\"Path\"=\"C:\\\\A \\\"B\\\" \xC3\xA9\" ; where it is\r\n"
+    "\"Number\"=dword:0000001F\r\n"
+    "\"Bytes\"=hex(2):41,00,\\\r\n"
+    "  42,00,\\\r\n"
+    "  00,00\r\n"
+    "\"a=b\"=\"c\"\r\n"
+    "[HKEY_CURRENT_USER\\SOFTWARE\\Corvane]\r\n"
+    "\"Path\"=\"another hive\"\r\n";
+
+TEST(RegistryTexts, AreReadAsTheEditorExportsThem) {
+    const std::string utf16 = "\xFF\xFE" + bytesOfUtf16(utf16Of(exported));
+    for (const std::string& bytes : {std::string(exported), "\xEF\xBB\xBF" + std::string(exported), utf16}) {
+        const RegistryText text = parseRegistryText(bytes);
+        ASSERT_FALSE(text.error) << utf8Of(*text.error);
+        EXPECT_EQ(textOf(text, u"software\\corvane", u""), u"default");
+        EXPECT_EQ(textOf(text, u"software\\corvane\\", u"path"), u"C:\\A \"B\" \u00e9");
+        EXPECT_EQ(textOf(text, u"software\\corvane", u"a=b"), u"c");
+        EXPECT_EQ(*find(text, u"software\\corvane", u"number"), RegistryValue(31u));
+        EXPECT_EQ(*find(text, u"software\\corvane", u"bytes"), RegistryValue());
+        EXPECT_TRUE(findRegistryKey(text.localMachine, u"software"));
+        EXPECT_FALSE(findRegistryKey(text.localMachine, u"software\\corvane\\sub"));
+    }
+}
+
+TEST(RegistryTexts, NeedNoHeaderAndMergeRepeatedKeys) {
+    const RegistryText text = parseRegistryText(
+        "[HKEY_LOCAL_MACHINE\\A]\n\"x\"=\"1\"\n\"y\"=dword:1\n"
+        "[hkey_local_machine\\a]\n\"X\"=\"2\"");
+    EXPECT_EQ(textOf(text, u"a", u"x"), u"2");
+    EXPECT_TRUE(find(text, u"a", u"y"));
+}
+
+TEST(RegistryTexts, TakeBackWhatTheyDelete) {
+    const RegistryText text = parseRegistryText(
+        "[HKEY_LOCAL_MACHINE\\A\\B\\C]\n\"x\"=\"1\"\n"
+        "[HKEY_LOCAL_MACHINE\\A]\n\"x\"=\"1\"\n\"x\"=-\n"
+        "[-HKEY_LOCAL_MACHINE\\A\\B]\n\"ignored\"=\"1\"\n"
+        "[-HKEY_LOCAL_MACHINE\\Never\\Was]\n");
+    ASSERT_FALSE(text.error);
+    EXPECT_TRUE(findRegistryKey(text.localMachine, u"a"));
+    EXPECT_FALSE(find(text, u"a", u"x"));
+    EXPECT_FALSE(findRegistryKey(text.localMachine, u"a\\b"));
+}
+
+TEST(RegistryTexts, AreRefusedWholeWithTheLineThatIsWrong) {
+    for (const char* wrong :
+         {"\"x\"=\"1\"", "[HKEY_LOCAL_MACHINE\\A", "[SOFTWARE\\A]", "[HKEY_LOCAL_MACHINE\\A\\\\B]",
+          "nonsense", "\"x\"=", "\"x\"=\"open", "\"x\"=\"C:\\Temp\"", "\"x\"=\"1\"2", "\"x\"=dword:123456789",
+          "\"x\"=dword:", "\"x\"=dword:g", "\"x=1", "\"x\" 1", "\xFF"}) {
+        const bool alone = std::string_view(wrong) == "\"x\"=\"1\"";
+        const std::string head = alone ? "\n" : "[HKEY_LOCAL_MACHINE\\Good]\n";
+        const RegistryText text = parseRegistryText(head + wrong + "\n[HKEY_LOCAL_MACHINE\\Good]");
+        ASSERT_TRUE(text.error) << wrong;
+        EXPECT_TRUE(text.localMachine.children.empty()) << wrong;
+        EXPECT_TRUE(!isUtf8(wrong) || text.error->ends_with(u", line 2")) << utf8Of(*text.error);
+    }
+}
+
+TEST(RegistryTexts, MayNestKeysOnlyAsDeepAsTheRegistryDoes) {
+    std::string key = "[HKEY_LOCAL_MACHINE";
+    for (int level = 0; level < 512; ++level)
+        key += "\\k";
+    EXPECT_FALSE(parseRegistryText(key + "]").error);
+    EXPECT_TRUE(parseRegistryText(key + "\\k]").error);
+    std::string endless = "[HKEY_LOCAL_MACHINE";
+    for (int level = 0; level < 1'000'000; ++level)
+        endless += "\\k";
+    EXPECT_TRUE(parseRegistryText(endless + "]").error);
+}
+
+}  // namespace

@@ -1,0 +1,152 @@
+#include <atomic>
+#include <cstdlib>
+#include <future>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "platform/Diagnostics.h"
+#include "platform/Registry.h"
+#include "support/PlatformFolder.h"
+
+using namespace Platform;
+
+namespace {
+
+std::mutex reportsMutex;
+std::vector<std::u16string> reports;
+
+std::string numbered(int number) {
+    return "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Logging]\n\"Severity\"=dword:" + std::to_string(number) +
+           "\n\"Text\"=\"t\"\n";
+}
+
+class RegistryFiles : public testing::Test {
+protected:
+    RegistryFiles() {
+        reports.clear();
+        setDiagnosticSink(
+            [](uint32_t level, const char16_t*, const char16_t*, uint32_t, const std::u16string& text) {
+                const std::lock_guard lock(reportsMutex);
+                if (level == 2)
+                    reports.push_back(text);
+            });
+    }
+    ~RegistryFiles() override { setDiagnosticSink(nullptr); }
+
+    std::optional<uint32_t> severity() const {
+        const auto key = Registry::system().openKey(u"software\\CORVANE\\Logging");
+        return key ? key->readNumber(u"severity") : std::nullopt;
+    }
+
+    Support::PlatformFolder folder;
+};
+
+TEST_F(RegistryFiles, AreReadAgainAfterEveryChange) {
+    EXPECT_FALSE(severity());
+    // Same size and often the same tick of the file system's clock.
+    for (int number = 1; number < 10; ++number) {
+        folder.writeRegistry(numbered(number));
+        EXPECT_EQ(severity(), static_cast<uint32_t>(number));
+    }
+    const auto key = Registry::protectedReader().openKey(u"SOFTWARE\\Corvane\\Logging");
+    ASSERT_TRUE(key);
+    EXPECT_EQ(key->readText(u"TEXT"), u"t");
+    EXPECT_FALSE(key->readText(u"Severity"));
+    EXPECT_FALSE(key->readNumber(u"Text"));
+    EXPECT_FALSE(key->readText(u""));
+    folder.writeRegistry(numbered(1) + "@=\"d\"\n");
+    EXPECT_EQ(key->readText(u""), u"d");
+    std::filesystem::remove(folder.path() / "registry.reg");
+    EXPECT_FALSE(key->readNumber(u"Severity"));
+}
+
+TEST_F(RegistryFiles, ThatDoNotParseReadAsEmptyAndAreReportedOncePerText) {
+    folder.writeRegistry(numbered(1) + "nonsense\n");
+    for (int time = 0; time < 3; ++time)
+        EXPECT_FALSE(severity());
+    EXPECT_EQ(reports.size(), 1u);
+    folder.writeRegistry(numbered(2) + "nonsense\n");
+    EXPECT_FALSE(severity());
+    EXPECT_EQ(reports.size(), 2u);
+    folder.writeRegistry(numbered(3));
+    EXPECT_EQ(severity(), 3u);
+    EXPECT_EQ(reports.size(), 2u);
+}
+
+TEST_F(RegistryFiles, TheSinkMayReadTheRegistryItself) {
+    static std::atomic<int> calls{0};
+    setDiagnosticSink([](uint32_t, const char16_t*, const char16_t*, uint32_t, const std::u16string&) {
+        ++calls;
+        Registry::system().openKey(u"SOFTWARE");
+    });
+    folder.writeRegistry("nonsense of the sink's own");
+    EXPECT_FALSE(severity());
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(RegistryFiles, GiveManyReadersOneWholeState) {
+    folder.writeRegistry(numbered(1));
+    std::atomic<bool> done{false};
+    std::vector<std::thread> readers;
+    for (int index = 0; index < 3; ++index) {
+        readers.emplace_back([&] {
+            while (!done) {
+                const auto value = severity();
+                EXPECT_TRUE(value && *value >= 1 && *value <= 9);
+            }
+        });
+    }
+    for (int round = 0; round < 200; ++round)
+        folder.writeRegistry(numbered(1 + round % 9));
+    done = true;
+    for (std::thread& reader : readers)
+        reader.join();
+}
+
+class RegistryWatches : public RegistryFiles {
+protected:
+    std::unique_ptr<RegistryWatch> watch() { return RegistryWatch::create(u"SOFTWARE\\Corvane\\Logging"); }
+};
+
+TEST_F(RegistryWatches, MissNoChangeAfterTheirConstruction) {
+    const auto watching = watch();
+    folder.writeRegistry(numbered(1));
+    EXPECT_TRUE(watching->wait());
+    auto waiting = std::async(std::launch::async, [&] { return watching->wait(); });
+    folder.writeRegistry(numbered(2));
+    EXPECT_TRUE(waiting.get());
+    EXPECT_EQ(severity(), 2u);
+}
+
+TEST_F(RegistryWatches, EndForGoodWhenTheyAreCancelled) {
+    const auto watching = watch();
+    auto waiting = std::async(std::launch::async, [&] { return watching->wait(); });
+    folder.write("another file", "which is nobody's concern");
+    watching->cancel();
+    EXPECT_FALSE(waiting.get());
+    folder.writeRegistry(numbered(1));
+    EXPECT_FALSE(watching->wait());
+}
+
+TEST_F(RegistryWatches, FollowAFolderThatComesGoesAndComesAgain) {
+    const std::filesystem::path later = folder.path() / "not" / "yet";
+    setenv("BREVANT_PLATFORM_DIR", later.c_str(), 1);
+    const auto watching = watch();
+    for (int round = 1; round <= 3; ++round) {
+        auto waiting = std::async(std::launch::async, [&] {
+            while (severity() != static_cast<uint32_t>(round))
+                ASSERT_TRUE(watching->wait());
+        });
+        std::filesystem::create_directories(later);
+        folder.write("prepared", numbered(round));
+        std::filesystem::rename(folder.path() / "prepared", later / "registry.reg");
+        waiting.get();
+        std::filesystem::remove_all(folder.path() / "not");
+        while (severity())
+            ASSERT_TRUE(watching->wait());
+    }
+}
+
+}  // namespace
