@@ -22,7 +22,7 @@ TEST_F(ModuleLives, LeaveNoThreadDescriptorOrMemoryBehind) {
         Support::BusPeer::forgetEnded();
     };
     RoadTest::TearDown();
-    for (int warmUp = 0; warmUp < 3; ++warmUp)
+    for (int warmUp = 0; warmUp < 10; ++warmUp)
         live();
     const Support::ProcessCounts before = Support::ProcessCounts::now();
     for (int i = 0; i < 20; ++i)
