@@ -23,8 +23,8 @@ WorkerPool::WorkerPool(const PoolLimits& limits, Alarm onAlarm)
     try {
         Platform::MutexLock lock(mutex_);
         start(&WorkerPool::keep);
-        start(&WorkerPool::work);
-        ++workers_;
+        if (!startWorker())
+            throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
     } catch (...) {
         beginStop();
         join();
@@ -113,6 +113,7 @@ bool WorkerPool::startWorker() {
         return false;  // the keeper tries again while there is need
     }
     ++workers_;
+    ++starting_;
     return true;
 }
 
@@ -125,6 +126,7 @@ void WorkerPool::leave(Members::iterator self) {
 void WorkerPool::work(Members::iterator self) {
     Platform::MutexLock lock(mutex_);
     self->id = Platform::currentThreadId();
+    --starting_;
     while (!stopping_) {
         const bool reply = !replies_.empty();
         if (reply || takeable() > 0) {
@@ -191,7 +193,7 @@ void WorkerPool::provideThreads() {
     if (idle_ > 0)
         workerWake_.notifyOne();
     const size_t waiting = replies_.size() + messages_.size();
-    if (waiting <= idle_ && waiting == takeable())
+    if (waiting <= available() && waiting == takeable())
         return;
     if (workers_ < limits_.base && startWorker())
         return;
@@ -212,9 +214,9 @@ void WorkerPool::growWhileStalled(Time now) {
         boundReportDue_ = !std::exchange(boundReported_, true) || boundReportDue_;
         return;
     }
-    if (takeable() > idle_) {
+    if (takeable() > available()) {
         // Nothing taken since the last look: the threads are blocked, not busy.
-        const size_t wanted = taken_ == takenAtCheck_ ? std::min(takeable() - idle_, workers_ + 1) : 1;
+        const size_t wanted = taken_ == takenAtCheck_ ? std::min(takeable() - available(), workers_ + 1) : 1;
         for (size_t started = 0; started < wanted && startWorker(); ++started)
             ;
         if (workers_ > limits_.base && shrinkCheck_ == Time::max()) {

@@ -62,6 +62,7 @@ private:
     void keep(Members::iterator self);
 
     size_t takeable() const REQUIRES(mutex_);
+    size_t available() const REQUIRES(mutex_) { return idle_ + starting_; }
     void provideThreads() REQUIRES(mutex_);
     void growWhileStalled(Time now) REQUIRES(mutex_);
     void shrink(Time now) REQUIRES(mutex_);
@@ -85,6 +86,7 @@ private:
     size_t joining_ GUARDED_BY(mutex_) = 0;
 
     size_t workers_ GUARDED_BY(mutex_) = 0;
+    size_t starting_ GUARDED_BY(mutex_) = 0;  // workers that have not looked for a task yet
     size_t idle_ GUARDED_BY(mutex_) = 0;
     size_t leastIdle_ GUARDED_BY(mutex_) = 0;  // since the last look at what can be ended
     size_t retiring_ GUARDED_BY(mutex_) = 0;   // idle workers that are told to leave

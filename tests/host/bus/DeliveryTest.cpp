@@ -1,0 +1,262 @@
+#include <cstring>
+#include <deque>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "BusFixture.h"
+#include "host/bus/BusLimits.h"
+
+namespace {
+
+std::u16string numbered(const char16_t* text, int number) {
+    const std::string digits = std::to_string(number);
+    return text + std::u16string(digits.begin(), digits.end());
+}
+
+uint32_t ignoreMessage(void*, const MessageHeader*, const char16_t*, const char16_t*, const char16_t*) {
+    return MODULE_STATUS_SUCCESS;
+}
+uint32_t ignoreReply(void*, uint64_t, const MessageHeader*, const char16_t*, const char16_t*, const char16_t*,
+                     uint32_t) {
+    return MODULE_STATUS_SUCCESS;
+}
+
+TEST(Delivery, ReachesEveryMatchingSubscriptionAndNoOther) {
+    Log exact(u"Brevant\\.Alert\\.Show\\.1"), pattern(u"Brevant.Alert.\\{1\\}(.Dismissed.|.Failed.)x");
+    Peer named, publisher;
+    Gate reached;
+    named.onName(u"Brevant.Alert.Show.1",
+                 [&](const BusMessage&) { return reached.open(), reached.pass(), 0; });
+    EXPECT_EQ(publisher.publish(u"Brevant.Alert.Show.10"), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(publisher.publish(u"brevant.alert.show.1"), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(publisher.publish(u"Brevant.Alert.{1}.Shown.x"), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(publisher.publish(u"Brevant.Alert.Show.1", u"{}", 7), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(publisher.publish(u"Brevant.Alert.{1}.Failed.x"), MODULE_STATUS_SUCCESS);
+
+    const auto shown = exact.waitFor(u"Brevant.Alert.Show.1");
+    ASSERT_TRUE(shown);
+    EXPECT_EQ(shown->payload, u"{}");
+    EXPECT_EQ(shown->sender, u"Peer");
+    EXPECT_EQ(shown->header.sessionId, 7u);
+    EXPECT_TRUE(pattern.waitFor(u"Brevant.Alert.{1}.Failed.x"));
+    EXPECT_TRUE(reached.waitForArrivals(1));
+    EXPECT_EQ(exact.all().size(), 1u);
+    EXPECT_EQ(pattern.all().size(), 1u);
+    EXPECT_EQ(reached.arrived(), 1);
+}
+
+TEST(Delivery, ReadsNoFurtherThanAnOldHeaderGoes) {
+    // Exactly the bytes of a version 1 header, on the heap, where reading on would be seen.
+    const auto block = std::make_unique<unsigned char[]>(BREVANT_MESSAGE_V1_SIZE);
+    MessageHeader old = plainHeader();
+    old.version = 1;
+    std::memcpy(block.get(), &old, BREVANT_MESSAGE_V1_SIZE);
+    Log log(u"Old");
+    RawHandle handle;
+    EXPECT_EQ(
+        bus->publishAlternate(handle, reinterpret_cast<const MessageHeader*>(block.get()), u"Old", u"", u""),
+        MODULE_STATUS_SUCCESS);
+    const auto message = log.waitFor(u"Old");
+    ASSERT_TRUE(message);
+    EXPECT_EQ(message->header.version, 1);
+    EXPECT_EQ(message->header.sessionId, 0u);
+}
+
+TEST(Delivery, KeepsTheOrderOfEachPublisher) {
+    constexpr int publishers = 6;
+    constexpr int messagesEach = 400;
+    std::mutex mutex;
+    std::condition_variable arrived;
+    std::map<std::u16string, std::vector<std::u16string>> received;
+    int total = 0;
+    Peer exact, pattern;
+    const auto record = [&](const std::u16string& subscription) {
+        return [&, subscription](const BusMessage& message) {
+            std::lock_guard lock(mutex);
+            const size_t end = message.payload.find(u'/');
+            received[subscription + message.payload.substr(0, end)].push_back(
+                message.payload.substr(end + 1));
+            ++total;
+            arrived.notify_all();
+            return MODULE_STATUS_SUCCESS;
+        };
+    };
+    exact.onName(u"Order", record(u"exact"));
+    pattern.onPattern(u"Ord.*", record(u"pattern"));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < publishers; ++i)
+        threads.emplace_back([i] {
+            Peer publisher;
+            for (int n = 0; n < messagesEach; ++n)
+                publisher.publish(u"Order", numbered(u"", i) + numbered(u"/", n));
+        });
+    for (auto& thread : threads)
+        thread.join();
+
+    std::unique_lock lock(mutex);
+    ASSERT_TRUE(arrived.wait_for(lock, std::chrono::seconds(60),
+                                 [&] { return total == 2 * publishers * messagesEach; }));
+    ASSERT_EQ(received.size(), 2u * publishers);
+    for (const auto& [key, texts] : received)
+        for (int n = 0; n < messagesEach; ++n)
+            ASSERT_EQ(texts[static_cast<size_t>(n)], numbered(u"", n));
+}
+
+TEST(Delivery, OfOtherPublishersGoesOnWhileACallbackBlocks) {
+    Gate gate;
+    Log others(u"Other");
+    std::mutex mutex;
+    std::vector<std::u16string> seen;
+    Peer receiver, blocked, free;
+    receiver.onName(u"Topic", [&](const BusMessage& message) {
+        {
+            std::lock_guard lock(mutex);
+            seen.push_back(message.payload);
+        }
+        if (message.payload == u"first")
+            gate.pass();
+        if (message.payload == u"free")
+            free.publish(u"Other");
+        return MODULE_STATUS_SUCCESS;
+    });
+    blocked.publish(u"Topic", u"first");
+    ASSERT_TRUE(gate.waitForArrivals(1));
+    blocked.publish(u"Topic", u"second");
+    free.publish(u"Topic", u"free");
+    EXPECT_TRUE(others.waitFor(u"Other"));
+    {
+        std::lock_guard lock(mutex);
+        EXPECT_EQ(seen, (std::vector<std::u16string>{u"first", u"free"}));
+    }
+    gate.open();
+    EXPECT_TRUE(eventually([&] {
+        std::lock_guard lock(mutex);
+        return seen.size() == 3;
+    }));
+}
+
+TEST(Delivery, ToOneSubscriptionLeavesThreadsToTheOthers) {
+    constexpr int senders = static_cast<int>(EmbeddedBus::subscriptionCallbacks) + 6;
+    Gate gate;
+    Log others(u"Other");
+    Peer receiver;
+    receiver.onName(u"Blocks", [&](const BusMessage&) { return gate.pass(), MODULE_STATUS_SUCCESS; });
+    std::deque<Peer> publishers(senders);
+    for (Peer& publisher : publishers)
+        publisher.publish(u"Blocks");
+    ASSERT_TRUE(gate.waitForArrivals(static_cast<int>(EmbeddedBus::subscriptionCallbacks)));
+    publishers.front().publish(u"Other");
+    EXPECT_TRUE(others.waitFor(u"Other"));
+    EXPECT_EQ(gate.arrived(), static_cast<int>(EmbeddedBus::subscriptionCallbacks));
+    gate.open();
+    EXPECT_TRUE(gate.waitForArrivals(senders));
+}
+
+TEST(Delivery, EndsWithTheSubscription) {
+    struct State {
+        RawHandle handle;
+        uint32_t id = 0;
+        Gate calls;
+    } state;
+    state.id = bus->subscribe(
+        state.handle, &state,
+        [](void* context, const MessageHeader*, const char16_t*, const char16_t*, const char16_t*) {
+            auto& self = *static_cast<State*>(context);
+            EXPECT_EQ(bus->unsubscribe(self.handle, self.id), MODULE_STATUS_SUCCESS);  // in its own callback
+            EXPECT_EQ(bus->unsubscribe(self.handle, self.id), MODULE_STATUS_NOT_FOUND);
+            self.calls.pass();
+            return MODULE_STATUS_SUCCESS;
+        },
+        u"Once");
+    ASSERT_NE(state.id, 0u);
+    Peer publisher;
+    for (int i = 0; i < 3; ++i)
+        publisher.publish(u"Once", numbered(u"", i));
+    ASSERT_TRUE(state.calls.waitForArrivals(1));
+    state.calls.open();
+    Log log(u"Last");
+    publisher.publish(u"Once");
+    publisher.publish(u"Last");
+    EXPECT_TRUE(log.waitFor(u"Last"));
+    EXPECT_EQ(state.calls.arrived(), 1);
+}
+
+TEST(Delivery, RefusesAPublisherWhoseMessagesPileUp) {
+    const std::u16string payload(1 << 20, u'x');
+    Gate gate;
+    Peer receiver, publisher, other;
+    Log log(u"Through");
+    receiver.onName(u"Pile", [&](const BusMessage&) { return gate.pass(), MODULE_STATUS_SUCCESS; });
+    size_t accepted = 0;
+    uint32_t status = MODULE_STATUS_SUCCESS;
+    while (accepted < 100 && (status = publisher.publish(u"Pile", payload)) == MODULE_STATUS_SUCCESS)
+        ++accepted;
+    EXPECT_EQ(status, MODULE_STATUS_NO_MEMORY);
+    EXPECT_EQ(accepted, EmbeddedBus::handleMessageBytes / (2 << 20) - 1);
+    EXPECT_EQ(other.publish(u"Through"), MODULE_STATUS_SUCCESS);
+    EXPECT_TRUE(log.waitFor(u"Through"));
+    gate.open();
+    EXPECT_TRUE(gate.waitForArrivals(static_cast<int>(accepted)));
+    EXPECT_TRUE(eventually([&] { return publisher.publish(u"Pile", payload) == MODULE_STATUS_SUCCESS; }));
+}
+
+TEST(Handles, ThatAreStaleOrForeignAreRefused) {
+    const MessageHeader header = plainHeader();
+    RawHandle kept;
+    const uint32_t keptId = bus->subscribe(kept, nullptr, ignoreMessage, u"A");
+    BrevantBusHandle stale = nullptr;
+    ASSERT_EQ(bus->acquireHandle(&stale), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(bus->unsubscribe(stale, keptId), MODULE_STATUS_NOT_FOUND);
+    EXPECT_EQ(bus->releaseHandle(stale), MODULE_STATUS_SUCCESS);
+    RawHandle next;  // in the same place
+    for (const BrevantBusHandle handle :
+         {stale, BrevantBusHandle{}, reinterpret_cast<BrevantBusHandle>(-1)}) {
+        EXPECT_EQ(bus->publish(handle, &header, u"A", u"", u""), MODULE_STATUS_INVALID_HANDLE);
+        EXPECT_EQ(bus->request(handle, 0, nullptr, ignoreReply, &header, u"A", u"", u"", 1),
+                  MODULE_STATUS_INVALID_HANDLE);
+        EXPECT_EQ(bus->subscribe(handle, nullptr, ignoreMessage, u"A"), 0u);
+        EXPECT_EQ(bus->unsubscribe(handle, keptId), MODULE_STATUS_INVALID_HANDLE);
+        EXPECT_EQ(bus->releaseReplyFunction(handle, ignoreReply), MODULE_STATUS_INVALID_HANDLE);
+        EXPECT_EQ(bus->releaseHandle(handle), MODULE_STATUS_INVALID_HANDLE);
+    }
+}
+
+TEST(Handles, TakeNoNullArgumentsAndNoMalformedPatterns) {
+    const MessageHeader header = plainHeader();
+    RawHandle handle;
+    EXPECT_EQ(bus->acquireHandle(nullptr), MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(bus->publish(handle, nullptr, u"A", u"", u""), MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(bus->publish(handle, &header, nullptr, u"", u""), MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(bus->publish(handle, &header, u"A", nullptr, u""), MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(bus->publish(handle, &header, u"A", u"", nullptr), MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(bus->request(handle, 0, nullptr, nullptr, &header, u"A", u"", u"", 1),
+              MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(bus->subscribe(handle, nullptr, nullptr, u"A"), 0u);
+    EXPECT_EQ(bus->subscribe(handle, nullptr, ignoreMessage, nullptr), 0u);
+    EXPECT_EQ(bus->subscribePattern(handle, nullptr, ignoreMessage, u"("), 0u);
+    EXPECT_EQ(bus->releaseReplyFunction(handle, nullptr), MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(bus->unsubscribe(handle, 4711), MODULE_STATUS_NOT_FOUND);
+}
+
+TEST(Handles, MayBeMadeAndDroppedByCallbacksOfManyThreads) {
+    Peer receiver;
+    Log log(u"Echo");
+    receiver.onPattern(u"Work\\..*", [](const BusMessage&) {
+        Peer own;
+        own.onName(u"Nobody", [](const BusMessage&) { return MODULE_STATUS_SUCCESS; });
+        own.publish(u"Nobody");
+        return own.publish(u"Echo");
+    });
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([] {
+            for (int n = 0; n < 50; ++n)
+                Peer().publish(numbered(u"Work.", n));
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_TRUE(log.waitForMessages(200));
+}
+
+}  // namespace
