@@ -44,8 +44,6 @@ public:
     explicit Parser(std::u16string_view text) : rest_(text) {}
 
     RegistryText run() {
-        RegistryText result;
-        root_ = &result.localMachine;
         bool first = true;
         std::u16string_view line;
         while (nextLine(line)) {
@@ -58,12 +56,12 @@ public:
                 continue;
             const char16_t* problem = line.front() == u'[' ? parseKey(line) : parseValue(line);
             if (problem) {
-                result.localMachine = {};
-                result.error = problem + std::u16string(u", line ") + utf16Of(std::to_string(lineNumber_));
+                result_.localMachine = {};
+                result_.error = problem + std::u16string(u", line ") + utf16Of(std::to_string(lineNumber_));
                 break;
             }
         }
-        return result;
+        return std::move(result_);
     }
 
 private:
@@ -99,7 +97,7 @@ private:
             return nullptr;
         if (removes)
             return removeKey(path);
-        RegistryNode* node = root_;
+        RegistryNode* node = &result_.localMachine;
         for (size_t level = 0; !path.empty(); ++level) {
             const std::u16string_view segment = takeSegment(path);
             if (segment.empty())
@@ -117,7 +115,7 @@ private:
     }
 
     const char16_t* removeKey(std::u16string_view path) {
-        RegistryNode* node = root_;
+        RegistryNode* node = &result_.localMachine;
         while (!path.empty()) {
             const auto child = node->children.find(takeSegment(path));
             if (child == node->children.end())
@@ -128,7 +126,7 @@ private:
             }
             node = child->second.get();
         }
-        *root_ = {};
+        result_.localMachine = {};
         return nullptr;
     }
 
@@ -212,7 +210,7 @@ private:
 
     std::u16string_view rest_;
     size_t lineNumber_ = 0;
-    RegistryNode* root_ = nullptr;
+    RegistryText result_;
     RegistryNode* node_ = nullptr;
     Section section_ = Section::none;
 };

@@ -2,9 +2,8 @@
 
 #include <windows.h>
 // The shell's header needs the base types above.
-#include <shellapi.h>
-
 #include <algorithm>
+#include <shellapi.h>
 
 namespace Platform {
 namespace {
