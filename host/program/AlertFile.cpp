@@ -1,0 +1,135 @@
+#include "AlertFile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+
+#include "platform/Files.h"
+#include "text/Utf.h"
+
+namespace Host {
+namespace {
+
+using Tavix::JSONView;
+
+constexpr size_t maximumFile = size_t{4} << 20;  // bytes
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+// Where and why the text is no JSON; empty when nothing is found.
+std::u16string syntaxError(std::string_view bytes) {
+    rapidjson::MemoryStream stream(bytes.data(), bytes.size());
+    rapidjson::BaseReaderHandler<> ignore;
+    rapidjson::Reader reader;
+    const auto result =
+        reader.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(stream, ignore);
+    if (!result.IsError())
+        return {};
+    const std::string_view before = bytes.substr(0, std::min(result.Offset(), bytes.size()));
+    const auto line = static_cast<uint64_t>(std::count(before.begin(), before.end(), '\n')) + 1;
+    const size_t lineBegin = before.rfind('\n') + 1;
+    return u"line " + Ferrow::decimal(line) + u", byte " + Ferrow::decimal(before.size() - lineBegin + 1) +
+           u": " + Ferrow::toUtf16(rapidjson::GetParseError_En(result.Code()));
+}
+
+// The broker builds a pattern of the id and escapes no more than braces: an alert with another special
+// character in its id would be shown, and its outcome never recognised.
+bool canBePartOfPattern(const std::u16string& id) {
+    return id.find_first_of(std::u16string_view(u"^$\\*+?()[]|\0", 12)) == id.npos;
+}
+
+// What the broker would refuse about the members, in the order in which it reads them.
+std::u16string memberError(const JSONView& alert) {
+    const auto must = [&alert](std::u16string_view name, const std::u16string& what) {
+        return std::u16string(alert.find(name) ? u"member \"" : u"required member \"") +
+               std::u16string(name) +
+               (alert.find(name) ? u"\" must be " + what : std::u16string(u"\" is missing"));
+    };
+    std::u16string text;
+    bool flag = false;
+    if (!alert.getString(u"id", text))
+        return must(u"id", u"a text");
+    if (!canBePartOfPattern(text))
+        return u"member \"id\" must not hold any of ^ $ \\ * + ? ( ) [ ] | or a zero character";
+    if (alert.find(u"instanceId") && !alert.getString(u"instanceId", text))
+        return must(u"instanceId", u"a text");
+    if (!alert.getString(u"priority", text) || (text != u"P1" && text != u"P2" && text != u"P3"))
+        return must(u"priority", u"\"P1\", \"P2\" or \"P3\"");
+    if (!alert.getString(u"product", text))
+        return must(u"product", u"a text");
+    if (!alert.getString(u"source", text) || (text != u"client" && text != u"web"))
+        return must(u"source", u"\"client\" or \"web\"");
+    if (!alert.getBool(u"forcePreferredViewer", flag))
+        return must(u"forcePreferredViewer", u"true or false");
+    std::vector<std::u16string> viewers;
+    if (!alert.getStringArray(u"preferredViewer", viewers))
+        return must(u"preferredViewer", u"a list of texts");
+    JSONView context;
+    if (!alert.getObject(u"context", context))
+        return must(u"context", u"an object");
+    return {};
+}
+
+}  // namespace
+
+bool AlertFile::read(const std::u16string& path, std::u16string& error) {
+    // Not through the platform's reader: it is the user who names this file, so it may be a pipe or a device.
+    const std::string native = Platform::nativePath(path);
+    const std::filesystem::path file(std::u8string(native.begin(), native.end()));
+    std::error_code ignored;
+    if (std::filesystem::is_directory(file, ignored)) {
+        error = u"\"" + path + u"\" is a folder";
+        return false;
+    }
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        error = u"cannot read \"" + path + u"\": " +
+                (std::filesystem::exists(file, ignored) ? u"no permission" : u"there is no such file");
+        return false;
+    }
+    std::string bytes(maximumFile + 1, '\0');
+    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
+    if (stream.bad()) {
+        error = u"cannot read \"" + path + u"\"";
+        return false;
+    }
+    return parse(bytes, path, error);
+}
+
+bool AlertFile::parse(std::string_view bytes, const std::u16string& name, std::u16string& error) {
+    const auto refuse = [&](const std::u16string& what) {
+        error = u"\"" + name + u"\" is no alert: " + what;
+        return false;
+    };
+    if (bytes.size() > maximumFile)
+        return refuse(u"it is larger than 4 MiB");
+    if (bytes.starts_with(byteOrderMark))
+        bytes.remove_prefix(byteOrderMark.size());
+    if (const std::u16string wrong = syntaxError(bytes); !wrong.empty())
+        return refuse(wrong);
+    if (!document_.parse(Ferrow::toUtf16(bytes)))
+        return refuse(bytes.find_first_not_of(" \t\r\n") != bytes.npos &&
+                              bytes[bytes.find_first_not_of(" \t\r\n")] == '{'
+                          ? u"it nests too deeply"
+                          : u"it must be one JSON object");
+    const JSONView alert = document_.view();
+    if (const std::u16string wrong = memberError(alert); !wrong.empty())
+        return refuse(wrong);
+    alert.getString(u"id", id_);
+    alert.getString(u"product", product_);
+    uint32_t seconds = 0;
+    if (alert.getUInt32(u"timeout", seconds))
+        timeout_ = std::chrono::seconds(seconds);
+    return true;
+}
+
+std::u16string AlertFile::description(const std::u16string& instance) const {
+    Tavix::JSONFormatter copy(document_);
+    copy.setString(u"instanceId", instance);
+    return copy.toString();
+}
+
+}  // namespace Host

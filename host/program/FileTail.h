@@ -1,0 +1,29 @@
+// What is appended to files from a moment on.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Host {
+
+// Watches the files of one folder whose names end alike; folder and files may come into being later. A file
+// that has become shorter was started anew and counts from its beginning.
+class FileTail {
+public:
+    // The moment is that of construction. The folder is in Windows form.
+    FileTail(std::u16string folder, std::u16string nameEnding);
+
+    // The lines since then, file by file in the order of their names; the last mostLines of them.
+    std::vector<std::u16string> newLines(size_t mostLines) const;
+
+private:
+    std::vector<std::u16string> files() const;
+
+    const std::u16string folder_;
+    const std::u16string nameEnding_;
+    std::map<std::u16string, uint64_t> before_;  // sizes, by path
+};
+
+}  // namespace Host

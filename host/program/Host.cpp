@@ -1,0 +1,90 @@
+#include "Host.h"
+
+#include "HostError.h"
+#include "platform/Folders.h"
+
+namespace Host {
+namespace {
+
+constexpr const char16_t* moduleFile = HOST_MODULE_FILE;
+constexpr const char16_t* busFile = u"MessageBus.dll";
+constexpr const char16_t* pluginFile = HOST_PLUGIN_FILE;
+constexpr auto roadPatience = std::chrono::seconds(1);
+
+}  // namespace
+
+std::u16string usualStore() {
+    return Platform::commonDataFolder() + u"\\Corvane\\Brevant\\settings.json";
+}
+
+Host::Host(SettingsStore& store, Console& console, AlertDisplay& display, bool handsOverBus)
+    : console_(console),
+      handsOverBus_(handsOverBus),
+      bus_(besideProgram(busFile)),
+      settings_(bus_.functions(), store),
+      road_(bus_.functions(), console, ConsoleViewer::id),
+      viewer_(bus_.functions(), display),
+      sessionsBus_(bus_.functions(), u"SystemMonitor"),
+      product_(bus_.functions()) {
+    module_.emplace(besideProgram(moduleFile), logGroup);
+    if (handsOverBus) {
+        moduleBus_.emplace(bus_.functions());
+        module_->startOnBus(moduleBus_->get(), bus_.functions());
+    } else {
+        module_->startWithOwnBus();
+    }
+    // Once the module runs, so that it hears of the viewer as of any that comes later.
+    if (!viewer_.registerViewer())
+        throw HostError("the settings manager refuses the viewer's registration");
+    sessions_.emplace(Platform::enumerateUserSessions,
+                      [this](const auto& name, const auto& payload) { sessionsBus_.publish(name, payload); });
+    sessions_->start();
+}
+
+void Host::shutDown() {
+    viewer_.close();
+    sessions_.reset();
+    module_.reset();
+    moduleBus_.reset();
+}
+
+std::u16string Host::description() const {
+    return std::u16string(u"broker ") + module_->version() +
+           (handsOverBus_ ? u" on the bus that the host hands over" : u" on the bus that it opens itself");
+}
+
+bool Host::play(const AlertFile& alert) {
+    if (!product_.definePlugin(alert.product(), pluginFile))
+        console_.error(u"the settings manager refuses a plugin definition for \"" + alert.product() + u"\"");
+    const std::optional<std::u16string> instance = product_.instanceId();
+    if (!instance) {
+        console_.error(u"the broker gives no instance id");
+        return false;
+    }
+    const Product::Outcome outcome = product_.show(alert, *instance);
+    if (const std::u16string message = product_.outcomeMessage(); !message.empty())
+        road_.waitFor(message, roadPatience);
+    const std::u16string name = u"alert \"" + alert.id() + u"\", instance " + *instance + u": ";
+    switch (outcome) {
+        case Product::Outcome::dismissed:
+            console_.line(u"Outcome of " + name + u"shown and dismissed");
+            return true;
+        case Product::Outcome::suppressed:
+            console_.line(u"Outcome of " + name +
+                          u"suppressed: by its plugin, for want of a registered viewer, or as a duplicate");
+            return true;
+        case Product::Outcome::failed:
+            console_.line(u"Outcome of " + name + u"failed");
+            return false;
+        case Product::Outcome::unanswered:
+            console_.line(u"Outcome of " + name +
+                          u"unknown: the broker refused the alert or no outcome came in time");
+            return false;
+        case Product::Outcome::cancelled:
+            break;
+    }
+    console_.line(u"Outcome of " + name + u"unknown: the host was asked to end");
+    return false;
+}
+
+}  // namespace Host

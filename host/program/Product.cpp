@@ -1,0 +1,100 @@
+#include "Product.h"
+
+#include "SettingsRequests.h"
+#include "json/JSONFormatter.h"
+#include "platform/Clock.h"
+
+namespace Host {
+namespace {
+
+constexpr auto idTimeout = std::chrono::milliseconds(5000);
+// The broker answers a show request at once, but for the time in which a viewer keeps it waiting.
+constexpr auto queueTimeout = std::chrono::seconds(100);
+// What the broker adds to an alert's own time: the viewer's 90 s to confirm it, 30 s of patience, and once
+// more the same for taking it down.
+constexpr auto outcomePatience = std::chrono::seconds(240);
+
+}  // namespace
+
+Product::Product(const BrevantBusFunctions& functions) : connection_(functions, u"brevant-host") {}
+
+bool Product::definePlugin(const std::u16string& product, const std::u16string& pluginFile) {
+    const std::u16string property = u"Brevant/Product/" + product;
+    if (hasProperty(connection_, property))
+        return true;
+    Tavix::JSONFormatter definition;
+    definition.setString(u"pluginFile", pluginFile);
+    definition.setString(u"pluginPath", u"$(App.Folder)");
+    return setVolatileProperty(connection_, property, definition.toString());
+}
+
+std::optional<std::u16string> Product::instanceId() {
+    BusAnswer answer = connection_.request(u"Brevant.Alert.GetId", {}, idTimeout);
+    if (answer.status != MODULE_STATUS_SUCCESS)
+        return std::nullopt;
+    return std::move(answer.message.payload);
+}
+
+Product::Outcome Product::show(const AlertFile& alert, const std::u16string& instance) {
+    {
+        Platform::MutexLock lock(mutex_);
+        queued_ = false;
+        outcome_.reset();
+        outcomeMessage_.clear();
+    }
+    const auto subscribe = [&](const std::u16string& word, auto handler) {
+        const std::u16string name = u"Brevant.Alert." + alert.id() + u"." + word + u"." + instance;
+        return connection_.subscribe(name, [name, handler](const BusMessage&) { return handler(name); });
+    };
+    const bool subscribed =
+        subscribe(u"Queued",
+                  [this](const std::u16string&) {
+                      Platform::MutexLock lock(mutex_);
+                      queued_ = true;
+                      changed_.notifyAll();
+                      return MODULE_STATUS_SUCCESS;
+                  }) &&
+        subscribe(u"Suppressed", [this](const auto& name) { return onStatus(name, Outcome::suppressed); }) &&
+        subscribe(u"Dismissed", [this](const auto& name) { return onStatus(name, Outcome::dismissed); }) &&
+        subscribe(u"Failed", [this](const auto& name) { return onStatus(name, Outcome::failed); });
+    if (!subscribed)
+        return Outcome::unanswered;
+    if (connection_.publish(u"Brevant.Alert.Show." + instance, alert.description(instance)) !=
+        MODULE_STATUS_SUCCESS)
+        return Outcome::unanswered;
+
+    const Platform::Clock& clock = Platform::Clock::steady();
+    const auto began = clock.now();
+    const auto queueDeadline = Platform::deadlineAfter(began, queueTimeout);
+    const auto outcomeDeadline = Platform::deadlineAfter(began, alert.timeout() + outcomePatience);
+    Platform::MutexLock lock(mutex_);
+    while (!outcome_ && !cancelled_) {
+        if (!clock.waitUntil(changed_, lock, queued_ ? outcomeDeadline : queueDeadline) && !outcome_)
+            return Outcome::unanswered;
+    }
+    return outcome_.value_or(Outcome::cancelled);
+}
+
+uint32_t Product::onStatus(const std::u16string& name, Outcome outcome) {
+    Platform::MutexLock lock(mutex_);
+    // The first one counts: an alert that failed may be dismissed afterwards.
+    if (!outcome_) {
+        outcome_ = outcome;
+        outcomeMessage_ = name;
+        changed_.notifyAll();
+    }
+    return MODULE_STATUS_SUCCESS;
+}
+
+std::u16string Product::outcomeMessage() const {
+    Platform::MutexLock lock(mutex_);
+    return outcomeMessage_;
+}
+
+void Product::cancel() {
+    Platform::MutexLock lock(mutex_);
+    cancelled_ = true;
+    changed_.notifyAll();
+}
+
+}  // namespace Host

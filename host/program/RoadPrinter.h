@@ -1,0 +1,37 @@
+// Prints the name of each message of an alert's road as it passes.
+#pragma once
+
+#include <deque>
+#include <string>
+
+#include "BusConnection.h"
+#include "Console.h"
+#include "platform/Sync.h"
+
+namespace Host {
+
+// Listens to the alert topics and to those of one viewer. It does not listen to the topics of other viewers:
+// a listener would count as a subscriber, and a request to a viewer that is gone would wait in vain.
+class RoadPrinter {
+public:
+    // Table and console outlive the printer. Throws HostError.
+    RoadPrinter(const BrevantBusFunctions& functions, Console& console, const std::u16string& viewer);
+    ~RoadPrinter() { connection_.close(); }
+
+    // Waits until a message of that name has been printed; false when it was not in time.
+    bool waitFor(const std::u16string& name, std::chrono::milliseconds timeout);
+
+private:
+    uint32_t onMessage(const BusMessage& message);
+
+    static constexpr size_t mostRemembered = 256;
+
+    Console& console_;
+    // Guards printed_. A leaf.
+    Platform::Mutex mutex_;
+    Platform::ConditionVariable changed_;
+    std::deque<std::u16string> printed_ GUARDED_BY(mutex_);  // the last names
+    BusConnection connection_;                               // last: its handlers use what stands above
+};
+
+}  // namespace Host

@@ -1,0 +1,44 @@
+// The settings manager's messages: what each request's payload asks of the store, and what answers it.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "SettingsStore.h"
+
+namespace Host {
+
+namespace SettingsTopic {
+constexpr std::u16string_view get = u"SETTINGS_MANAGER_GET_PROPERTY";
+constexpr std::u16string_view set = u"SETTINGS_MANAGER_SET_PROPERTY";
+constexpr std::u16string_view remove = u"SETTINGS_MANAGER_REMOVE_PROPERTY";
+constexpr std::u16string_view getMany = u"SettingsManager.GetProperties.Request";
+constexpr std::u16string_view setMany = u"SettingsManager.SetProperties.Request";
+constexpr std::u16string_view removeMany = u"SettingsManager.RemoveProperties.Request";
+constexpr std::u16string_view wasSet = u"SETTINGS_MANAGER_PROPERTY_SET";
+constexpr std::u16string_view wasRemoved = u"SETTINGS_MANAGER_PROPERTY_REMOVED";
+constexpr std::u16string_view setPrefix = u"SettingsManager.Notify.Set.";
+constexpr std::u16string_view deletePrefix = u"SettingsManager.Notify.Delete.";
+}  // namespace SettingsTopic
+
+// A message that tells everybody of a change.
+struct SettingsNotice {
+    std::u16string name;
+    std::u16string payload;
+};
+
+struct SettingsAnswer {
+    bool understood =
+        false;  // whether the payload made sense; the answer is one that its sender can read anyway
+    std::u16string payload;
+    std::vector<SettingsNotice> notices;  // in the order of the changes
+};
+
+// Answers one request. The topic is one of the six requests. A property that is set again to the value that
+// it has is announced again. A prefix that is removed is answered with itself as the name; the empty prefix,
+// which would empty the store, is refused.
+SettingsAnswer answerSettingsRequest(SettingsStore& store, std::u16string_view topic,
+                                     const std::u16string& payload);
+
+}  // namespace Host

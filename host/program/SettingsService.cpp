@@ -1,0 +1,51 @@
+#include "SettingsService.h"
+
+#include "HostError.h"
+
+namespace Host {
+
+SettingsService::SettingsService(const BrevantBusFunctions& functions, SettingsStore& store)
+    : store_(store), connection_(functions, u"SettingsManager") {
+    for (const std::u16string_view topic :
+         {SettingsTopic::get, SettingsTopic::set, SettingsTopic::remove, SettingsTopic::getMany,
+          SettingsTopic::setMany, SettingsTopic::removeMany}) {
+        const auto handler = [this, topic](const BusMessage& request) { return onRequest(request, topic); };
+        if (!connection_.subscribe(std::u16string(topic), handler))
+            throw HostError("the message bus refuses the settings manager's subscriptions");
+    }
+}
+
+uint32_t SettingsService::onRequest(const BusMessage& request, std::u16string_view topic) {
+    SettingsAnswer answer;
+    {
+        Platform::MutexLock change(changes_);
+        answer = answerSettingsRequest(store_, topic, request.payload);
+        Platform::MutexLock lock(noticesMutex_);
+        for (SettingsNotice& notice : answer.notices)
+            notices_.push_back(std::move(notice));
+    }
+    // Values are the requester's business alone.
+    const uint32_t status = connection_.reply(request, request.name + u".Response", answer.payload,
+                                              BusConnection::Audience::requesterOnly);
+    announce();
+    return answer.understood ? status : MODULE_STATUS_DATA_ERROR;
+}
+
+void SettingsService::announce() {
+    // One thread publishes at a time, for all: the notices keep their order. Who finds one at it leaves its
+    // own notices to that one.
+    Platform::MutexLock lock(noticesMutex_);
+    if (announcing_)
+        return;
+    announcing_ = true;
+    while (!notices_.empty()) {
+        const SettingsNotice notice = std::move(notices_.front());
+        notices_.pop_front();
+        lock.unlock();
+        connection_.publish(notice.name, notice.payload);
+        lock.lock();
+    }
+    announcing_ = false;
+}
+
+}  // namespace Host
