@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <utility>
-#include <utility>
 
 #include "HostError.h"
 #include "SettingsRequests.h"

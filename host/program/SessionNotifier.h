@@ -7,7 +7,6 @@
 
 #include "BusConnection.h"
 #include "platform/Sync.h"
-#include "platform/Sync.h"
 #include "platform/Thread.h"
 #include "platform/UserSessions.h"
 

@@ -9,32 +9,10 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "platform/Encoding.h"
+
 namespace Platform {
 namespace {
-
-std::u16string fromUtf8(std::string_view text) {
-    std::u16string out;
-    for (size_t at = 0; at < text.size();) {
-        const auto lead = static_cast<unsigned char>(text[at++]);
-        const unsigned rest = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC0 ? 1 : 0;
-        char32_t point = rest == 0 ? lead : lead & (0x3Fu >> rest);
-        bool whole = lead < 0x80 || rest > 0;
-        for (unsigned left = rest; whole && left > 0; --left) {
-            whole = at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
-            if (whole)
-                point = point << 6 | (static_cast<unsigned char>(text[at++]) & 0x3Fu);
-        }
-        if (!whole || point > 0x10FFFF)
-            point = 0xFFFD;
-        if (point < 0x10000) {
-            out += static_cast<char16_t>(point);
-        } else {
-            out += static_cast<char16_t>(0xD800 + ((point - 0x10000) >> 10));
-            out += static_cast<char16_t>(0xDC00 + ((point - 0x10000) & 0x3FF));
-        }
-    }
-    return out;
-}
 
 class TerminalKeyReader final : public KeyReader {
 public:
@@ -79,7 +57,7 @@ private:
         const ssize_t count = ::read(STDIN_FILENO, bytes, sizeof bytes);
         if (count <= 0)
             return Result::ended;
-        const std::u16string text = fromUtf8({bytes, static_cast<size_t>(count)});
+        const std::u16string text = utf16Of({bytes, static_cast<size_t>(count)});
         key = bytes[0] == '\x1B' && count > 1 ? 0 : text[0];
         return Result::key;
     }
@@ -93,7 +71,7 @@ private:
 std::vector<std::u16string> programArguments(int argc, char** argv) {
     std::vector<std::u16string> arguments;
     for (int at = 1; at < argc; ++at)
-        arguments.push_back(fromUtf8(argv[at]));
+        arguments.push_back(utf16Of(argv[at]));
     return arguments;
 }
 

@@ -1,0 +1,134 @@
+#include <algorithm>
+#include <sstream>
+
+#include "HostFixture.h"
+#include "Program.h"
+#include "SessionNotifier.h"
+#include "platform/Files.h"
+#include "text/Utf.h"
+
+namespace Host {
+namespace {
+
+class ProgramTest : public HostTest {
+protected:
+    int run(const std::vector<std::u16string>& arguments) {
+        output.str({});
+        errors.str({});
+        Console console(output, errors);
+        return Program(console, display).run(arguments);
+    }
+    std::u16string write(const std::u16string& name, std::string_view text) {
+        EXPECT_TRUE(Platform::appendToFile(inFolder(name), text, true));
+        return inFolder(name);
+    }
+    bool said(std::string_view text) const { return output.str().find(text) != std::string::npos; }
+    bool complained(std::string_view text) const { return errors.str().find(text) != std::string::npos; }
+    static bool someoneIsLoggedOn() {
+        std::vector<Platform::UserSession> sessions;
+        return Platform::enumerateUserSessions(sessions) &&
+               std::any_of(sessions.begin(), sessions.end(), [](const Platform::UserSession& session) {
+                   return session.state == Platform::UserSessionState::active;
+               });
+    }
+
+    const std::u16string store = inFolder(u"settings.json");
+    std::ostringstream output, errors;
+    FakeDisplay display;
+};
+
+constexpr std::string_view alert =
+    R"({"id":"a\u001b","priority":"P1","product":"Example","source":"web","forcePreferredViewer":true,)"
+    R"("context":{"title":"T","category":"update","defaultcontent":"Text of the \u001b[2J content"}})";
+
+TEST_F(ProgramTest, PlaysTheMainJobOnEitherBus) {
+    if (!someoneIsLoggedOn())
+        GTEST_SKIP() << "no user session is active on this machine";
+    display.dismissEverything();
+    const std::u16string file = write(u"alert.json", alert);
+    size_t shown = 0;
+    for (const char16_t* bus : {u"own", u"handed-over"}) {
+        EXPECT_EQ(run({u"--store", store, u"--bus", bus, file}), exitDone) << errors.str();
+        for (const char* name :
+             {"Brevant.Alert.GetId", "Brevant.Alert.GetId.Response", "Brevant.Alert.Show.1", ".Queued.1",
+              "Brevant.Viewer.console.Show.1", ".Shown.1", ".Dismissed.1", "shown and dismissed", "Log:"})
+            EXPECT_TRUE(said(name)) << name << "\n" << output.str();
+        EXPECT_FALSE(said("\x1B"));
+        const auto alerts = display.waitForShown(++shown);
+        ASSERT_EQ(alerts.size(), shown);
+        EXPECT_EQ(alerts.back().texts, std::vector<std::u16string>{u"Text of the \x1B[2J content"})
+            << "from the plugin";
+    }
+}
+
+TEST_F(ProgramTest, ReportsAnAlertThatThePluginSuppresses) {
+    std::string advert(alert);
+    advert.replace(advert.find("update"), 6, "advert");
+    EXPECT_EQ(run({u"--store", store, write(u"advert.json", advert)}), exitDone) << errors.str();
+    EXPECT_TRUE(said(".Suppressed.1"));
+    EXPECT_TRUE(display.waitForShown(0).empty());
+}
+
+TEST_F(ProgramTest, BadInputEndsWithTwoAndSaysWhatIsWrong) {
+    EXPECT_EQ(run({inFolder(u"absent.json")}), exitBadInput);
+    EXPECT_TRUE(complained("absent.json\": there is no such file"));
+    EXPECT_EQ(run({write(u"a.json", "{")}), exitBadInput);
+    EXPECT_TRUE(complained("line 1, byte 2"));
+    EXPECT_EQ(run({write(u"b.json", R"({"id":"a"})")}), exitBadInput);
+    EXPECT_TRUE(complained("required member \"priority\" is missing"));
+    EXPECT_EQ(run({write(u"c.json", "{\"\x1B[2J")}), exitBadInput);
+    EXPECT_FALSE(complained("\x1B"));
+
+    EXPECT_EQ(run({}), exitBadInput);
+    EXPECT_TRUE(complained("there is no alert to show"));
+    EXPECT_EQ(run({u"a", u"b"}), exitBadInput);
+    EXPECT_EQ(run({u"--wrong"}), exitBadInput);
+    EXPECT_TRUE(complained("there is no option \"--wrong\""));
+    EXPECT_EQ(run({u"--bus"}), exitBadInput);
+    EXPECT_EQ(run({u"--bus", u"other", u"a"}), exitBadInput);
+    EXPECT_EQ(run({u"--set", u"=v"}), exitBadInput);
+    EXPECT_EQ(run({u"--list", u"--serve"}), exitBadInput);
+    EXPECT_EQ(run({u"--help"}), exitDone);
+    EXPECT_TRUE(said("--serve"));
+}
+
+TEST_F(ProgramTest, SettingsAreChangedInOrderAndSurviveTheProgram) {
+    EXPECT_EQ(run({u"--store", store, u"--set", u"a=1=2", u"--set", u"b=", u"--get", u"a"}), exitDone);
+    EXPECT_EQ(output.str(), "1=2\n");
+    EXPECT_EQ(run({u"--store", store, u"--remove", u"a", u"--list"}), exitDone);
+    EXPECT_EQ(output.str(), "b=\n");
+    EXPECT_EQ(run({u"--store", store, u"--get", u"a"}), exitFailed);
+    EXPECT_TRUE(complained("there is no setting \"a\""));
+}
+
+TEST_F(ProgramTest, SessionsThatComeGoAndTakeTheConsoleAreAnnounced) {
+    using Platform::UserSessionState;
+    bool listable = true;
+    std::vector<Platform::UserSession> sessions{{1, UserSessionState::active}};
+    std::vector<std::u16string> published;
+    SessionNotifier notifier(
+        [&](std::vector<Platform::UserSession>& out) {
+            out = listable ? sessions : std::vector<Platform::UserSession>();
+            return listable;
+        },
+        [&](const std::u16string& name, const std::u16string& payload) {
+            published.push_back(name.substr(std::u16string_view(u"SystemMonitor.UserSession.").size()) +
+                                payload);
+        });
+    notifier.look();
+    EXPECT_TRUE(published.empty()) << "what was there before is no news";
+    sessions = {{1, UserSessionState::disconnected}, {2, UserSessionState::active}};
+    notifier.look();
+    listable = false;
+    notifier.look();
+    listable = true;
+    sessions = {{1, UserSessionState::active}};
+    notifier.look();
+    notifier.look();
+    EXPECT_EQ(published,
+              (std::vector<std::u16string>{u"Logon{\"sessionId\":2}", u"Console.Connect{\"sessionId\":2}",
+                                           u"Logoff{\"sessionId\":2}", u"Console.Connect{\"sessionId\":1}"}));
+}
+
+}  // namespace
+}  // namespace Host

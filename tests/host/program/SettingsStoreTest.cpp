@@ -1,0 +1,127 @@
+#include "HostFixture.h"
+#include "platform/Files.h"
+
+namespace Host {
+namespace {
+
+class SettingsStoreTest : public HostTest {
+protected:
+    std::u16string path = inFolder(u"store\\settings.json");
+    std::u16string damaged = path + u".damaged";
+
+    void writeFile(std::string_view text) {
+        Platform::createFolders(inFolder(u"store"));
+        ASSERT_TRUE(Platform::appendToFile(path, text, true));
+    }
+    // What a host would find that starts now.
+    std::optional<std::u16string> afterRestart(const std::u16string& name) {
+        SettingsStore store(path);
+        EXPECT_EQ(store.open(), u"");
+        return store.get(name);
+    }
+};
+
+TEST_F(SettingsStoreTest, KeepsWhatIsPersistentOverARestartAndForgetsWhatIsVolatile) {
+    SettingsStore store(path);
+    EXPECT_EQ(store.open(), u"");
+    const std::u16string value = u"{\"a\":\"\\\\\"}\n\u00e4\U0001F600" + std::u16string(1, u'\0') + u"z";
+    EXPECT_EQ(store.set({{u"kept", value}, {u"volatile", u"1", true}}), (std::vector{true, true}));
+    EXPECT_EQ(store.get(u"volatile"), u"1");
+    EXPECT_EQ(afterRestart(u"kept"), value);
+    EXPECT_EQ(afterRestart(u"volatile"), std::nullopt);
+
+    EXPECT_EQ(store.set({{u"kept", u"2", true}}), std::vector{true});
+    EXPECT_EQ(afterRestart(u"kept"), std::nullopt) << "the last set makes it volatile";
+    store.set({{u"kept", u"3"}});
+    EXPECT_EQ(afterRestart(u"kept"), u"3");
+    EXPECT_EQ(store.remove({u"kept", u"absent"}), (std::vector{true, false}));
+    EXPECT_EQ(afterRestart(u"kept"), std::nullopt);
+}
+
+TEST_F(SettingsStoreTest, FindsAndRemovesByPrefixInTheOrderOfTheNames) {
+    SettingsStore store(path);
+    store.set({{u"b", u"0"}, {u"a/2", u"2"}, {u"a/1", u"1", true}, {u"a0", u"0"}});
+    const auto found = store.withPrefix(u"a/");
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[0].name, u"a/1");
+    EXPECT_EQ(found[1].value, u"2");
+    EXPECT_EQ(store.removePrefix(u"a/"), (std::vector<std::u16string>{u"a/1", u"a/2"}));
+    EXPECT_EQ(store.withPrefix(u"").size(), 2u);
+    EXPECT_EQ(afterRestart(u"a/2"), std::nullopt);
+}
+
+TEST_F(SettingsStoreTest, KeepsADamagedFileBesideSaysSoAndStartsEmpty) {
+    const std::string_view damages[] = {"",
+                                        "{",
+                                        "[]",
+                                        "{}",
+                                        "\xFF\xFE",
+                                        "{\"properties\":{}}",
+                                        "{\"properties\":[{\"name\":\"n\"}]}",
+                                        "{\"properties\":[{\"name\":\"n\",\"value\":\"\xC3\"}]}",
+                                        "{\"properties\":[]} trailing"};
+    size_t number = 0;
+    for (const std::string_view damage : damages) {
+        writeFile(damage);
+        SettingsStore store(path);
+        const std::u16string told = store.open();
+        const std::u16string kept = number == 0 ? damaged : damaged + u"-" + std::u16string(1, u'0' + number);
+        EXPECT_NE(told.find(kept), std::u16string::npos) << damage;
+        EXPECT_EQ(Platform::readFile(kept), std::string(damage));
+        EXPECT_TRUE(store.withPrefix(u"").empty());
+        EXPECT_EQ(store.set({{u"n", u"new"}}), std::vector{true});
+        EXPECT_EQ(afterRestart(u"n"), u"new");
+        ++number;
+    }
+}
+
+TEST_F(SettingsStoreTest, RefusesAChangeThatItCannotWriteAndKeepsTheOldValue) {
+    // A file stands where the folder should be: nothing can be written.
+    ASSERT_TRUE(Platform::appendToFile(inFolder(u"store"), "in the way"));
+    SettingsStore store(path);
+    EXPECT_EQ(store.open(), u"");
+    EXPECT_EQ(store.set({{u"n", u"1"}}), std::vector{false});
+    EXPECT_EQ(store.get(u"n"), std::nullopt);
+    EXPECT_EQ(store.set({{u"v", u"1", true}}), std::vector{true}) << "volatile properties need no file";
+}
+
+TEST_F(SettingsStoreTest, LeavesAFileAloneThatIsDamagedWhileTheHostRuns) {
+    SettingsStore store(path);
+    store.set({{u"n", u"1"}});
+    writeFile("half a fi");
+    EXPECT_EQ(store.set({{u"n", u"2"}}), std::vector{false});
+    EXPECT_EQ(store.get(u"n"), u"1");
+    EXPECT_EQ(Platform::readFile(path), "half a fi");
+}
+
+TEST_F(SettingsStoreTest, HostsThatShareAFileDoNotUndoEachOther) {
+    SettingsStore first(path), second(path);
+    first.open();
+    second.open();
+    first.set({{u"first", u"1"}, {u"both", u"1"}});
+    second.set({{u"second", u"2"}});
+    first.remove({u"both"});
+    EXPECT_EQ(afterRestart(u"first"), u"1");
+    EXPECT_EQ(afterRestart(u"second"), u"2");
+    EXPECT_EQ(afterRestart(u"both"), std::nullopt);
+    EXPECT_EQ(first.get(u"second"), u"2") << "seen with its own change";
+}
+
+TEST_F(SettingsStoreTest, BoundsWhatItHolds) {
+    SettingsStore store(path);
+    const std::u16string longName(SettingsStore::maximumName + 1, u'n');
+    const std::u16string longValue(SettingsStore::maximumValue + 1, u'v');
+    const std::u16string lone(1, char16_t{0xD800});
+    EXPECT_EQ(store.set({{u"", u"1"}, {longName, u"1"}, {u"n", longValue}, {u"n", lone}, {u"v", lone, true}}),
+              (std::vector{false, false, false, false, true}));
+
+    const std::u16string largest(SettingsStore::maximumValue, u'v');
+    size_t taken = 0;
+    while (taken < 100 && store.set({{u"v" + std::u16string(taken + 1, u'v'), largest, true}}).front())
+        ++taken;
+    EXPECT_EQ(taken, SettingsStore::maximumUnits / SettingsStore::maximumValue - 1);
+    EXPECT_EQ(store.set({{u"vv", u"shorter", true}}), std::vector{true}) << "a full store still replaces";
+}
+
+}  // namespace
+}  // namespace Host
