@@ -277,7 +277,8 @@ TEST_F(AlertDispatcherTest, ADeleteRequestForItsShowingEndsTheWait) {
     EXPECT_TRUE(dispatcher->dismissCurrentIf(u"i1"));
     EXPECT_EQ(alert->dismissals, 1);
     // Either the wait began in time and got the outcome, or there was nothing left to wait for.
-    EXPECT_EQ(wait.get(), !alert->waited.empty());
+    const bool outcome = wait.get();
+    EXPECT_EQ(outcome, !alert->waited.empty());
     EXPECT_FALSE(dispatcher->dismissCurrentIf(u"i1"));
 }
 
