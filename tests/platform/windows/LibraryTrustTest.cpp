@@ -64,6 +64,7 @@ TEST_F(LibraryTrust, GatesTheTrustedCreationOfComponents) {
     ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, server.c_str(), nullptr, REG_SZ, path.c_str(),
                               static_cast<DWORD>(2 * path.size() + 2)),
               ERROR_SUCCESS);
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, server.c_str(), L"ThreadingModel", REG_SZ, L"Both", 10);
     const ComponentThread thread;
     void* object = this;
     verify(1);
