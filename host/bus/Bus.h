@@ -33,7 +33,8 @@ namespace EmbeddedBus {
 //  - A request whose receivers have all returned a failure is answered with the first of these statuses at
 //    once; one whose receivers have all unsubscribed before it reached them, with
 //    MODULE_STATUS_NO_SUBSCRIBERS. A receiver that returns success may reply later.
-//  - Messages of different publishers to one subscription are delivered at once, up to subscriptionCallbacks.
+//  - Messages of different publishers to one subscription may be delivered at the same time, up to
+//    subscriptionCallbacks.
 //  - The alternate forms do what the normal ones do.
 //  - Releasing the last handle ends the bus's threads and waits for them, so that the library can be
 //  unloaded;

@@ -8,8 +8,8 @@ namespace EmbeddedBus {
 
 namespace {
 
-// Of the queues that hold a message: a list node with two shared pointers.
-constexpr size_t bytesPerDelivery = 64;
+// Of the queues that hold a message: a node for each receiver and, at worst, a lane of its own.
+constexpr size_t bytesPerDelivery = 256;
 
 }  // namespace
 

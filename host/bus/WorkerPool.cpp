@@ -166,9 +166,7 @@ void WorkerPool::keep(Members::iterator self) {
             alarm_ = std::min(alarm_, next);
         } else if (std::exchange(boundReportDue_, false)) {
             lock.unlock();
-            Platform::writeToDebugger(
-                Ferrow::formatText(u"MessageBus: all %zu callback threads are busy; further messages wait.\n",
-                                   limits_.messageTasks));
+            reportBound(limits_.messageTasks);
             lock.lock();
         } else if (stallCheck_ <= now) {
             growWhileStalled(now);

@@ -7,7 +7,7 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
-#include "platform/Files.h"
+#include "SystemPath.h"
 #include "text/Utf.h"
 
 namespace Host {
@@ -76,16 +76,15 @@ std::u16string memberError(const JSONView& alert) {
 
 bool AlertFile::read(const std::u16string& path, std::u16string& error) {
     // Not through the platform's reader: it is the user who names this file, so it may be a pipe or a device.
-    const std::string native = Platform::nativePath(path);
-    const std::filesystem::path file(std::u8string(native.begin(), native.end()));
+    const std::filesystem::path file = systemPath(path);
     std::error_code ignored;
     if (std::filesystem::is_directory(file, ignored)) {
-        error = u"\"" + path + u"\" is a folder";
+        error = u"\"" + shownPath(path) + u"\" is a folder";
         return false;
     }
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
-        error = u"cannot read \"" + path + u"\": " +
+        error = u"cannot read \"" + shownPath(path) + u"\": " +
                 (std::filesystem::exists(file, ignored) ? u"no permission" : u"there is no such file");
         return false;
     }
@@ -93,10 +92,10 @@ bool AlertFile::read(const std::u16string& path, std::u16string& error) {
     stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     bytes.resize(static_cast<size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
     if (stream.bad()) {
-        error = u"cannot read \"" + path + u"\"";
+        error = u"cannot read \"" + shownPath(path) + u"\"";
         return false;
     }
-    return parse(bytes, path, error);
+    return parse(bytes, shownPath(path), error);
 }
 
 bool AlertFile::parse(std::string_view bytes, const std::u16string& name, std::u16string& error) {

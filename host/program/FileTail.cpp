@@ -6,6 +6,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "SystemPath.h"
 #include "platform/Files.h"
 #include "text/Utf.h"
 
@@ -13,11 +14,6 @@ namespace Host {
 namespace {
 
 constexpr uint64_t mostBytes = uint64_t{1} << 20;  // read of one file, from its end
-
-std::filesystem::path systemPath(const std::u16string& path) {
-    const std::string native = Platform::nativePath(path);
-    return std::filesystem::path(std::u8string(native.begin(), native.end()));
-}
 
 std::string readFrom(const std::u16string& path, uint64_t begin, uint64_t end) {
     if (end - begin > mostBytes)

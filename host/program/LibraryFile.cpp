@@ -3,13 +3,12 @@
 #include "HostError.h"
 #include "platform/Files.h"
 #include "platform/Process.h"
-#include "text/Utf.h"
 
 namespace Host {
 namespace {
 
 std::string shown(const std::u16string& path) {
-    return "\"" + Ferrow::toUtf8(path) + "\"";
+    return "\"" + Platform::nativePath(path) + "\"";
 }
 
 }  // namespace

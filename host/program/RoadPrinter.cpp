@@ -10,19 +10,38 @@ namespace Host {
 namespace {
 
 constexpr size_t nameColumns = 200;
+constexpr auto causePatience = std::chrono::milliseconds(250);
+constexpr std::u16string_view responseEnding = u".Response";
 
 }  // namespace
 
 RoadPrinter::RoadPrinter(const BrevantBusFunctions& functions, Console& console, const std::u16string& viewer)
-    : console_(console), connection_(functions, u"RoadPrinter") {
-    const std::u16string pattern =
-        u"(Brevant\\.Alert\\.|" + literalPattern(u"Brevant.Viewer." + viewer + u".") + u").+";
+    : console_(console),
+      viewerTopic_(u"Brevant.Viewer." + viewer + u"."),
+      connection_(functions, u"RoadPrinter") {
+    const std::u16string pattern = u"(Brevant\\.Alert\\.|" + literalPattern(viewerTopic_) + u").+";
     if (!connection_.subscribePattern(pattern,
                                       [this](const BusMessage& message) { return onMessage(message); }))
         throw HostError("the message bus refuses the printer's subscription");
 }
 
+// The message that must have gone before; empty when none is known.
+std::u16string RoadPrinter::causeOf(const std::u16string& name) const {
+    if (name.ends_with(responseEnding))
+        return name.substr(0, name.size() - responseEnding.size());
+    const size_t instance = name.rfind(u'.');
+    const size_t word = instance == 0 || instance == name.npos ? name.npos : name.rfind(u'.', instance - 1);
+    if (word == name.npos)
+        return {};
+    const std::u16string_view status = std::u16string_view(name).substr(word, instance - word);
+    if (status == u".Queued" || status == u".Suppressed")
+        return u"Brevant.Alert.Show" + name.substr(instance);
+    return status == u".Shown" ? viewerTopic_ + u"Show" + name.substr(instance) : std::u16string();
+}
+
 uint32_t RoadPrinter::onMessage(const BusMessage& message) {
+    if (const std::u16string cause = causeOf(message.name); !cause.empty())
+        waitFor(cause, causePatience);
     console_.line(u"  bus  " + shortened(harmless(message.name), nameColumns));
     Platform::MutexLock lock(mutex_);
     printed_.push_back(message.name);

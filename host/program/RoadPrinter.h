@@ -10,6 +10,9 @@
 
 namespace Host {
 
+// Messages of several senders arrive in no order of their own; an answer is held back for a moment until what
+// it answers has been printed.
+//
 // Listens to the alert topics and to those of one viewer. It does not listen to the topics of other viewers:
 // a listener would count as a subscriber, and a request to a viewer that is gone would wait in vain.
 class RoadPrinter {
@@ -23,10 +26,12 @@ public:
 
 private:
     uint32_t onMessage(const BusMessage& message);
+    std::u16string causeOf(const std::u16string& name) const;
 
     static constexpr size_t mostRemembered = 256;
 
     Console& console_;
+    const std::u16string viewerTopic_;
     // Guards printed_. A leaf.
     Platform::Mutex mutex_;
     Platform::ConditionVariable changed_;

@@ -1,5 +1,6 @@
 #include "SettingsStore.h"
 
+#include "SystemPath.h"
 #include "json/JSONFormatter.h"
 #include "platform/Files.h"
 #include "text/Format.h"
@@ -66,7 +67,7 @@ std::u16string SettingsStore::open() {
             return {};
         case Reading::unreadable:
             writable_ = false;
-            return u"the settings file \"" + path_ +
+            return u"the settings file \"" + shownPath(path_) +
                    u"\" cannot be read; the host starts without it and changes no settings that are to be "
                    u"kept";
         case Reading::damaged:
@@ -74,10 +75,10 @@ std::u16string SettingsStore::open() {
     }
     std::u16string kept;
     if (keepBeside(kept))
-        return u"the settings file \"" + path_ + u"\" is damaged; it is kept as \"" + kept +
-               u"\" and the host starts with empty settings";
+        return u"the settings file \"" + shownPath(path_) + u"\" is damaged; it is kept as \"" +
+               shownPath(kept) + u"\" and the host starts with empty settings";
     writable_ = false;
-    return u"the settings file \"" + path_ +
+    return u"the settings file \"" + shownPath(path_) +
            u"\" is damaged and cannot be moved away; the host starts with empty settings and keeps no "
            u"changes";
 }

@@ -159,7 +159,7 @@ TEST_F(FileLog, FollowsAnotherProcessThatMovedOn) {
 
 TEST_F(FileLog, LosesAndTearsNoLineOfConcurrentWriters) {
     writeOwnIni("MaxEntries=100\r\nOptions=0\r\n");
-    constexpr size_t threads = 4, lines = 60;
+    constexpr size_t threads = 4, lines = 40;
     const std::u16string padding(8000, u'p');
     {
         std::vector<std::unique_ptr<CLogging>> loggers;

@@ -1,30 +1,12 @@
 #include <atomic>
 #include <gtest/gtest.h>
 #include <latch>
-#include <stdexcept>
 #include <thread>
-#include <vector>
 
 #include "module/DeferredCalls.h"
 
 namespace Support {
 namespace {
-
-TEST(DeferredCallsTest, RunInOrderOnAnotherThreadWhateverOneThrows) {
-    std::vector<int> order;
-    std::latch done(1);
-    Vok::DeferredCalls calls;
-    const auto caller = std::this_thread::get_id();
-    EXPECT_TRUE(calls.add([&] {
-        EXPECT_NE(std::this_thread::get_id(), caller);
-        order.push_back(1);
-        throw std::runtime_error("lost");
-    }));
-    EXPECT_TRUE(calls.add([&] { order.push_back(2); }));
-    EXPECT_TRUE(calls.add([&] { done.count_down(); }));
-    done.wait();
-    EXPECT_EQ(order, (std::vector<int>{1, 2}));
-}
 
 TEST(DeferredCallsTest, AreRefusedBeyondTheLimitAndAfterTheEndWhichWaitsForTheOneThatRuns) {
     Vok::DeferredCalls calls;

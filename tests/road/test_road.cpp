@@ -203,6 +203,8 @@ TEST_F(RoadTest, TheModuleEndsWithAlertsInEveryState) {
     showAndExpect(global, u"Queued");
     module->stop();
     module->uninitialize();
+    // The next alert may be shown before the end begins.
+    viewer->manner = Viewer::Manner::dismissesAtOnce;
     viewer->dismiss(shown);
     module->destroy();
 }

@@ -79,19 +79,6 @@ TEST_F(AlertQueueTest, BehavesLikeAListThatIsWalked) {
     }
 }
 
-TEST_F(AlertQueueTest, LeavesARefusedAlertWithTheCaller) {
-    Vok::AlertQueue queue;
-    EXPECT_FALSE(queue.insert(nullptr));
-    EXPECT_TRUE(queue.insert(alertWith({.instance = u"1"})));
-    auto same = alertWith({.instance = u"2", .id = u"another", .product = u"another"});
-    EXPECT_FALSE(queue.insert(std::move(same)));
-    ASSERT_NE(same, nullptr);
-    queue.pop();
-    EXPECT_TRUE(queue.insert(std::move(same)));
-    EXPECT_EQ(same, nullptr);
-    EXPECT_EQ(queue.pop()->getInfo().instanceId, u"2");
-}
-
 std::atomic<size_t> comparisons;
 
 class CountingAlert : public Vok::Alert {

@@ -213,16 +213,6 @@ TEST_F(AlertUserSessionTest, LosesNoWakeUpThatComesBetweenItsLookForWorkAndItsSl
     EXPECT_EQ(screen->next(), u"a");
 }
 
-TEST_F(AlertUserSessionTest, ShowsEveryAlertThatComesJustAsItFinishedTheOneBefore) {
-    screen->fleeting = true;
-    const auto session = userSession();
-    for (int i = 0; i < 1000; ++i) {
-        const std::u16string instance = Ferrow::decimal(static_cast<uint64_t>(i));
-        EXPECT_TRUE(queue(i % 2 ? static_cast<Vok::AlertSession&>(*session) : *global, alert(instance)));
-        ASSERT_EQ(screen->next(), instance);
-    }
-}
-
 TEST_F(AlertUserSessionTest, SessionsThatCompeteForGlobalAlertsShowEachOnce) {
     screen->fleeting = true;
     const auto session = userSession();
