@@ -12,7 +12,8 @@ public:
     // Null when the system refuses it.
     static std::unique_ptr<NamedMutex> create(const std::u16string& name);
     virtual ~NamedMutex() = default;
-    // False when the time ran out. A mutex whose owner died is acquired.
+    // False when the time ran out. A mutex whose owner died is acquired. Not to be acquired twice by one
+    // thread; released by the thread that acquired it.
     virtual bool acquire(std::chrono::milliseconds timeout) = 0;
     virtual void release() = 0;
 };

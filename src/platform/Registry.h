@@ -33,7 +33,8 @@ public:
 // Waits for changes of a key and of what lies below it, whether or not the key exists yet.
 class RegistryWatch {
 public:
-    // Watching begins here: a change after construction is never missed by the next wait().
+    // Watching begins here: a change after construction is never missed by the next wait(). Null when the
+    // system refuses it.
     static std::unique_ptr<RegistryWatch> create(std::u16string_view path);
     virtual ~RegistryWatch() = default;
     // Blocks until the key changed (true) or cancel() was called (false). One waiting thread at a time.
