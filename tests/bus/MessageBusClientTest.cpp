@@ -75,11 +75,11 @@ TEST_F(MessageBusClientTest, PublishesAReplyToEverybodyElseOnce) {
     EXPECT_EQ(client->publish(reply), MODULE_STATUS_SUCCESS);
     const auto sent = bus.published();
     ASSERT_EQ(sent.size(), 2u);
-    EXPECT_EQ(sent[0].header.flags, BREVANT_MESSAGE_REPLY | BREVANT_MESSAGE_BROADCAST_COPY_MADE | 0x100u);
-    EXPECT_EQ(sent[0].header.replyCookie, 9u);
-    EXPECT_EQ(sent[1].header.flags, BREVANT_MESSAGE_BROADCAST_COPY_MADE | 0x100u);
-    EXPECT_EQ(sent[1].header.replyCookie, 0u);
-    EXPECT_EQ(reply->header()->flags, sent[1].header.flags);
+    EXPECT_EQ(+sent[0].header.flags, BREVANT_MESSAGE_REPLY | BREVANT_MESSAGE_BROADCAST_COPY_MADE | 0x100u);
+    EXPECT_EQ(+sent[0].header.replyCookie, 9u);
+    EXPECT_EQ(+sent[1].header.flags, BREVANT_MESSAGE_BROADCAST_COPY_MADE | 0x100u);
+    EXPECT_EQ(+sent[1].header.replyCookie, 0u);
+    EXPECT_EQ(+reply->header()->flags, +sent[1].header.flags);
 
     client->publish(reply);
     EXPECT_EQ(bus.published().size(), 3u);
@@ -87,7 +87,7 @@ TEST_F(MessageBusClientTest, PublishesAReplyToEverybodyElseOnce) {
     const auto private_ = messageOf(u"R", BREVANT_MESSAGE_REPLY | BREVANT_MESSAGE_NO_BROADCAST_COPY);
     client->publish(private_);
     EXPECT_EQ(bus.published().size(), 4u);
-    EXPECT_EQ(private_->header()->flags, BREVANT_MESSAGE_REPLY | BREVANT_MESSAGE_NO_BROADCAST_COPY);
+    EXPECT_EQ(+private_->header()->flags, BREVANT_MESSAGE_REPLY | BREVANT_MESSAGE_NO_BROADCAST_COPY);
 }
 
 TEST_F(MessageBusClientTest, ToleratesAFailedCopyButNotAFailedReply) {
@@ -218,7 +218,7 @@ TEST_F(MessageBusClientTest, TakesNullTextsOfTheBusAsEmpty) {
     EXPECT_EQ(function(context, nullptr, nullptr, nullptr, nullptr), MODULE_STATUS_SUCCESS);
     ASSERT_TRUE(message);
     EXPECT_EQ(message->name() + message->payload(), u"");
-    EXPECT_EQ(message->header()->version, 2u);
+    EXPECT_EQ(+message->header()->version, 2u);
     // What the bus never got as a context leads nowhere.
     message = nullptr;
     EXPECT_EQ(function(nullptr, nullptr, u"N", u"", u""), MODULE_STATUS_SUCCESS);

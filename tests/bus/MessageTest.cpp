@@ -35,7 +35,7 @@ TEST(MessageTest, StartsWithTheDefaultHeaderAndItsOwnSize) {
     EXPECT_EQ(bytesOf(*message->header()), expected);
 
     const auto longer = Tavix::makeMessage(u"name", u"sender", std::u16string(100'000, u'p'));
-    EXPECT_EQ(longer->header()->totalSize, 114u + 2 * 100'010);
+    EXPECT_EQ(+longer->header()->totalSize, 114u + 2 * 100'010);
 }
 
 TEST(MessageTest, IsSentByTheLibrarysFileUnlessItNamesASender) {
