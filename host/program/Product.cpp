@@ -1,5 +1,7 @@
 #include "Product.h"
 
+#include <utility>
+
 #include "SettingsRequests.h"
 #include "json/JSONFormatter.h"
 #include "platform/Clock.h"
@@ -35,29 +37,32 @@ std::optional<std::u16string> Product::instanceId() {
     return std::move(answer.message.payload);
 }
 
+// Subscribes to what may become of the alert.
+bool Product::follow(const std::u16string& alert, const std::u16string& instance) {
+    const std::pair<const char16_t*, std::optional<Outcome>> words[] = {{u"Queued", std::nullopt},
+                                                                        {u"Suppressed", Outcome::suppressed},
+                                                                        {u"Dismissed", Outcome::dismissed},
+                                                                        {u"Failed", Outcome::failed}};
+    for (const auto& [word, outcome] : words) {
+        const std::u16string name = u"Brevant.Alert." + alert + u"." + word + u"." + instance;
+        const auto handler = [this, instance, name, outcome = outcome](const BusMessage&) {
+            return onStatus(instance, name, outcome);
+        };
+        if (!connection_.subscribe(name, handler))
+            return false;
+    }
+    return true;
+}
+
 Product::Outcome Product::show(const AlertFile& alert, const std::u16string& instance) {
     {
         Platform::MutexLock lock(mutex_);
+        instance_ = instance;
         queued_ = false;
         outcome_.reset();
         outcomeMessage_.clear();
     }
-    const auto subscribe = [&](const std::u16string& word, auto handler) {
-        const std::u16string name = u"Brevant.Alert." + alert.id() + u"." + word + u"." + instance;
-        return connection_.subscribe(name, [name, handler](const BusMessage&) { return handler(name); });
-    };
-    const bool subscribed =
-        subscribe(u"Queued",
-                  [this](const std::u16string&) {
-                      Platform::MutexLock lock(mutex_);
-                      queued_ = true;
-                      changed_.notifyAll();
-                      return MODULE_STATUS_SUCCESS;
-                  }) &&
-        subscribe(u"Suppressed", [this](const auto& name) { return onStatus(name, Outcome::suppressed); }) &&
-        subscribe(u"Dismissed", [this](const auto& name) { return onStatus(name, Outcome::dismissed); }) &&
-        subscribe(u"Failed", [this](const auto& name) { return onStatus(name, Outcome::failed); });
-    if (!subscribed)
+    if (!follow(alert.id(), instance))
         return Outcome::unanswered;
     if (connection_.publish(u"Brevant.Alert.Show." + instance, alert.description(instance)) !=
         MODULE_STATUS_SUCCESS)
@@ -75,14 +80,19 @@ Product::Outcome Product::show(const AlertFile& alert, const std::u16string& ins
     return outcome_.value_or(Outcome::cancelled);
 }
 
-uint32_t Product::onStatus(const std::u16string& name, Outcome outcome) {
+uint32_t Product::onStatus(const std::u16string& instance, const std::u16string& name,
+                           std::optional<Outcome> outcome) {
     Platform::MutexLock lock(mutex_);
-    // The first one counts: an alert that failed may be dismissed afterwards.
-    if (!outcome_) {
+    if (instance != instance_)
+        return MODULE_STATUS_SUCCESS;
+    if (!outcome) {
+        queued_ = true;
+    } else if (!outcome_) {
+        // The first one counts: an alert that failed may be dismissed afterwards.
         outcome_ = outcome;
         outcomeMessage_ = name;
-        changed_.notifyAll();
     }
+    changed_.notifyAll();
     return MODULE_STATUS_SUCCESS;
 }
 

@@ -31,11 +31,14 @@ public:
     void cancel();
 
 private:
-    uint32_t onStatus(const std::u16string& name, Outcome outcome);
+    bool follow(const std::u16string& alert, const std::u16string& instance);
+    uint32_t onStatus(const std::u16string& instance, const std::u16string& name,
+                      std::optional<Outcome> outcome);
 
     // Guards the members below. A leaf.
     mutable Platform::Mutex mutex_;
     Platform::ConditionVariable changed_;
+    std::u16string instance_ GUARDED_BY(mutex_);  // what is shown now; news of earlier ones may come late
     bool queued_ GUARDED_BY(mutex_) = false;
     std::optional<Outcome> outcome_ GUARDED_BY(mutex_);
     std::u16string outcomeMessage_ GUARDED_BY(mutex_);

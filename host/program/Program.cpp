@@ -22,6 +22,15 @@ public:
         Platform::MutexLock lock(mutex_);
         raised_ = true;
         changed_.notifyAll();
+        if (host_)
+            host_->cancel();
+    }
+    // The host whose play ends with it; null before that host goes.
+    void attach(Host* host) {
+        Platform::MutexLock lock(mutex_);
+        host_ = host;
+        if (host_ && raised_)
+            host_->cancel();
     }
     void wait() {
         Platform::MutexLock lock(mutex_);
@@ -34,10 +43,11 @@ public:
     }
 
 private:
-    // Guards raised_. A leaf.
+    // Guards the members below; the host is cancelled under it, which takes a leaf.
     Platform::Mutex mutex_;
     Platform::ConditionVariable changed_;
     bool raised_ GUARDED_BY(mutex_) = false;
+    Host* host_ GUARDED_BY(mutex_) = nullptr;
 };
 
 std::u16string logFolder() {
@@ -144,23 +154,20 @@ int Program::runHost(const CommandLine& commandLine) {
 
     bool succeeded = true;
     {
-        Host host(store, console_, display_, commandLine.handsOverBus);
         EndFlag end;
-        const Platform::Signals signals([&] {
-            end.raise();
-            host.cancel();
-        });
+        const Platform::Signals signals([&end] { end.raise(); });
+        Host host(store, console_, display_, commandLine.handsOverBus);
+        end.attach(&host);
         console_.line(host.description());
-        for (const AlertFile& alert : alerts) {
-            if (!end.raised())
-                succeeded = host.play(alert) && succeeded;
-        }
+        for (const AlertFile& alert : alerts)
+            succeeded = !end.raised() && host.play(alert) && succeeded;
         if (commandLine.task == CommandLine::Task::serve) {
             if (!end.raised())
                 console_.line(u"serving; SIGINT or SIGTERM ends it");
             end.wait();
             succeeded = true;
         }
+        end.attach(nullptr);
         host.shutDown();
     }
     report(console_, u"Log:", logs.newLines(mostReportLines));

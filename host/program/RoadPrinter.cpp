@@ -12,6 +12,8 @@ namespace {
 constexpr size_t nameColumns = 200;
 constexpr auto causePatience = std::chrono::milliseconds(250);
 constexpr std::u16string_view responseEnding = u".Response";
+constexpr std::u16string_view showTopic = u"Brevant.Alert.Show.";
+constexpr std::u16string_view idAnswer = u"Brevant.Alert.GetId.Response";
 
 }  // namespace
 
@@ -29,13 +31,15 @@ RoadPrinter::RoadPrinter(const BrevantBusFunctions& functions, Console& console,
 std::u16string RoadPrinter::causeOf(const std::u16string& name) const {
     if (name.ends_with(responseEnding))
         return name.substr(0, name.size() - responseEnding.size());
+    if (name.starts_with(showTopic))
+        return std::u16string(idAnswer);
     const size_t instance = name.rfind(u'.');
     const size_t word = instance == 0 || instance == name.npos ? name.npos : name.rfind(u'.', instance - 1);
     if (word == name.npos)
         return {};
     const std::u16string_view status = std::u16string_view(name).substr(word, instance - word);
     if (status == u".Queued" || status == u".Suppressed")
-        return u"Brevant.Alert.Show" + name.substr(instance);
+        return std::u16string(showTopic) + name.substr(instance + 1);
     return status == u".Shown" ? viewerTopic_ + u"Show" + name.substr(instance) : std::u16string();
 }
 

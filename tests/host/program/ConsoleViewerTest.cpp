@@ -98,13 +98,19 @@ TEST_F(ConsoleViewerTest, EndsTheAlertOnScreenAsFailedWhenItCloses) {
               MODULE_STATUS_NO_SUBSCRIBERS);
 }
 
-TEST_F(ConsoleViewerTest, ThePrinterDoesNotStandInForAViewerThatIsGone) {
+TEST_F(ConsoleViewerTest, ThePrinterKeepsTheOrderOfTheRoadAndStandsInForNoViewer) {
     std::ostringstream output;
     Console console(output, output);
     RoadPrinter printer(bus(), console, u"console");
     broker.publish(u"Brevant.Viewer.console.Registered");
+    broker.publish(u"Brevant.Alert.GetId");
+    broker.publish(u"Brevant.Alert.GetId.Response");
+    // An answer that overtakes what it answers is printed after it.
+    BusConnection other(bus(), u"Other");
     broker.publish(u"Brevant.Alert.\x1B[2J.Queued.1");
+    other.publish(u"Brevant.Alert.Show.1");
     EXPECT_TRUE(printer.waitFor(u"Brevant.Alert.\x1B[2J.Queued.1", patience));
+    EXPECT_LT(output.str().find("Brevant.Alert.Show.1"), output.str().find(".Queued.1"));
     EXPECT_EQ(output.str().find('\x1B'), std::string::npos);
     EXPECT_NE(output.str().find("Brevant.Viewer.console.Registered"), std::string::npos);
     EXPECT_EQ(broker.request(u"Brevant.Viewer.other.Show.1", u"", patience).status,
