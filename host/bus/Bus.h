@@ -23,13 +23,11 @@ namespace EmbeddedBus {
 
 // Implements include/brevant/bus.h; what that leaves to the bus:
 //  - Texts, headers, functions and out-pointers must not be null: MODULE_STATUS_INVALID_PARAMETER. A handle
-//  that
-//    is not in use gives MODULE_STATUS_INVALID_HANDLE, a subscription that the handle does not have
+//    that is not in use gives MODULE_STATUS_INVALID_HANDLE, a subscription that the handle does not have
 //    MODULE_STATUS_NOT_FOUND, and a thread or memory that cannot be had MODULE_STATUS_NO_MEMORY, as do the
 //    limits of BusLimits.h.
 //  - Publishing to nobody succeeds, and so does a reply to a request that has ended. A reply whose
-//  correlation
-//    fields this bus never issued gives MODULE_STATUS_NOT_FOUND.
+//    correlation fields this bus never issued gives MODULE_STATUS_NOT_FOUND.
 //  - A request whose receivers have all returned a failure is answered with the first of these statuses at
 //    once; one whose receivers have all unsubscribed before it reached them, with
 //    MODULE_STATUS_NO_SUBSCRIBERS. A receiver that returns success may reply later.
@@ -37,9 +35,8 @@ namespace EmbeddedBus {
 //    subscriptionCallbacks.
 //  - The alternate forms do what the normal ones do.
 //  - Releasing the last handle ends the bus's threads and waits for them, so that the library can be
-//  unloaded;
-//    called from one of these threads it cannot, and keeps the library loaded until a later call from
-//    outside finds the threads gone (acquiring a handle, releasing the last one, or reap).
+//    unloaded; called from one of these threads it cannot, and keeps the library loaded until a later call
+//    from outside finds the threads gone (acquiring a handle, releasing the last one, or reap).
 class Bus {
 public:
     explicit Bus(const PoolLimits& limits = {});

@@ -16,6 +16,14 @@ Platform::Clock::Time steadyNow() {
     return Platform::Clock::steady().now();
 }
 
+void reportBound(size_t threads) noexcept {
+    try {
+        Platform::writeToDebugger(Ferrow::formatText(
+            u"MessageBus: all %zu callback threads are busy; further messages wait.\n", threads));
+    } catch (...) {
+    }
+}
+
 }  // namespace
 
 WorkerPool::WorkerPool(const PoolLimits& limits, Alarm onAlarm)
