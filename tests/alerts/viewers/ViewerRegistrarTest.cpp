@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <memory>
@@ -77,20 +76,17 @@ TEST_F(ViewerRegistrarTest, KnowsTheViewersThatAreThereAndFollowsTheSettings) {
     EXPECT_TRUE(registrar->findViewer(u"B/b"));
 }
 
-TEST_F(ViewerRegistrarTest, KeepsTheViewerOfAPropertyThatIsSetAgain) {
+TEST_F(ViewerRegistrarTest, AnnouncesWhatChangesNothingToo) {
     registrar->addViewer(u"Brevant/Viewer/A");
     const std::shared_ptr<Vok::AlertViewer> first = registrar->findViewer(u"A");
     registrar->addViewer(u"Brevant/Viewer/A");
-
+    registrar->removeViewer(u"Brevant/Viewer/B");
     EXPECT_EQ(registrar->findViewer(u"A"), first);
     EXPECT_EQ(log.count(1, u"Viewer registered: A"), 2u);
-    EXPECT_EQ(announced(), (std::vector<std::u16string>(2, u"Brevant.Viewer.A.Registered")));
-}
-
-TEST_F(ViewerRegistrarTest, AnnouncesTheRemovalOfAnUnknownViewerToo) {
-    registrar->removeViewer(u"Brevant/Viewer/A");
-    EXPECT_TRUE(log.has(1, u"Viewer unregistered: A"));
-    EXPECT_EQ(announced(), (std::vector<std::u16string>{u"Brevant.Viewer.A.Unregistered"}));
+    EXPECT_TRUE(log.has(1, u"Viewer unregistered: B"));
+    EXPECT_EQ(announced(),
+              (std::vector<std::u16string>{u"Brevant.Viewer.A.Registered", u"Brevant.Viewer.A.Registered",
+                                           u"Brevant.Viewer.B.Unregistered"}));
 }
 
 TEST_F(ViewerRegistrarTest, TakesAForeignNameForTheEmptyId) {
@@ -105,7 +101,6 @@ TEST_F(ViewerRegistrarTest, TakesAForeignNameForTheEmptyId) {
 
     registrar->addViewer(u"Brevant/Viewer/");
     EXPECT_TRUE(registrar->findViewer(u""));
-    EXPECT_EQ(log.count(4, u"Failed to parse viewer id. Unable to add viewer. Key: Brevant/Viewer/"), 0u);
 }
 
 TEST_F(ViewerRegistrarTest, RefusesAPropertyThatNamesNoViewer) {

@@ -1,7 +1,6 @@
 #include <cstdint>
 #include <future>
 #include <gtest/gtest.h>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,6 +16,7 @@
 #include "processing/dispatcher/AlertDispatcher.h"
 #include "processing/plugins/PluginRegistrar.h"
 #include "settings/SettingsManagerClient.h"
+#include "support/EventRow.h"
 #include "support/FakeBus.h"
 #include "support/LogCapture.h"
 #include "support/TelemetryCapture.h"
@@ -104,31 +104,14 @@ protected:
         return viewers->findViewer(id);
     }
 
-    void expectOnlyEvent(const std::map<std::u16string, std::u16string>& expected) {
-        ASSERT_EQ(telemetry.events().size(), 1u);
-        std::map<std::u16string, std::u16string> all = expected;
-        all.insert({{u"Event.Category", u"Vok"},
-                    {u"Interactive", u"false"},
-                    {u"UserInitiated", u"false"},
-                    {u"Sub.Category", u"Brevant"}});
-        std::map<std::u16string, std::u16string> sent;
-        const TelemetryCapture::Event event = telemetry.events()[0];
-        for (const auto& [name, value] : event)
-            if (!name.starts_with(u"__") && name != u"Tracker.Type")
-                sent.emplace(name, value);
-        EXPECT_EQ(sent, all);
+    // The only event so far, in eventRow's form.
+    std::u16string onlyEvent() const {
+        const auto events = telemetry.events();
+        return events.size() == 1 ? Support::eventRow(events[0]) : u"";
     }
-    void expectOnlyFailure(const std::u16string& alertId, const std::u16string& label,
-                           const std::u16string& result, const std::u16string& viewerId = u"") {
-        std::map<std::u16string, std::u16string> expected{{u"UniqueIdentifier", u"Brevant.Failed"},
-                                                          {u"Event.Action", u"Failed"},
-                                                          {u"Tertiary.Category", u"Failure"},
-                                                          {u"Hit.GUID", alertId},
-                                                          {u"Event.Label", label},
-                                                          {u"Hit.Result", result}};
-        if (!viewerId.empty())
-            expected[u"Hit.Label.1"] = viewerId;
-        expectOnlyEvent(expected);
+    static std::u16string failure(const std::u16string& alertId, const std::u16string& labelResultAndViewer) {
+        return u"Brevant.Failed Vok Failed false false Brevant Failure " + alertId + u" " +
+               labelResultAndViewer;
     }
 
     FakeBus bus;
@@ -161,12 +144,8 @@ TEST_F(AlertDispatcherTest, SuppressesEvenWhenThePluginFails) {
     plugins->suppress = 1;
     plugins->status = MODULE_STATUS_DATA_ERROR;
     EXPECT_FALSE(dispatcher->process(makeAlert()));
-    expectOnlyEvent({{u"UniqueIdentifier", u"Brevant.Alert.Suppressed"},
-                     {u"Event.Action", u"Suppressed"},
-                     {u"Tertiary.Category", u"Suppressed"},
-                     {u"Hit.GUID", u"a1"},
-                     {u"Hit.Label.1", u"P"}});
-    EXPECT_EQ(log.count(2, u"Failed to process the alert. Continuing with unprocessed input data."), 0u);
+    EXPECT_EQ(onlyEvent(),
+              u"Brevant.Alert.Suppressed Vok Suppressed false false Brevant Suppressed a1 - - P");
 }
 
 TEST_F(AlertDispatcherTest, FallsBackToTheAlertsOwnViewersWhenThePluginFails) {
@@ -177,27 +156,27 @@ TEST_F(AlertDispatcherTest, FallsBackToTheAlertsOwnViewersWhenThePluginFails) {
     EXPECT_TRUE(dispatcher->process(alert));
     EXPECT_EQ(alert->getViewer(), viewer);
     EXPECT_TRUE(log.has(2, u"Failed to process the alert. Continuing with unprocessed input data."));
-    expectOnlyFailure(u"a1", u"pluginProcessFailed", u"2147483651");
+    EXPECT_EQ(onlyEvent(), failure(u"a1", u"pluginProcessFailed 2147483651 -"));
 }
 
 TEST_F(AlertDispatcherTest, TakesAnEmptyProcessedTextForAFailure) {
     registerViewer(u"A");
     EXPECT_TRUE(dispatcher->process(makeAlert()));
-    expectOnlyFailure(u"a1", u"pluginProcessFailed", u"0");
+    EXPECT_EQ(onlyEvent(), failure(u"a1", u"pluginProcessFailed 0 -"));
 }
 
 TEST_F(AlertDispatcherTest, RejectsAProcessedTextThatDoesNotParse) {
     plugins->processed = u"{\"id\":\"half\",\"instanceId\":7}";
     EXPECT_FALSE(dispatcher->process(makeAlert()));
     EXPECT_TRUE(log.has(2, u"Failed to parse alert info."));
-    expectOnlyFailure(u"half", u"parseFailed", u"0");
+    EXPECT_EQ(onlyEvent(), failure(u"half", u"parseFailed 0 -"));
 }
 
 TEST_F(AlertDispatcherTest, RejectsAnAlertWithoutARegisteredViewer) {
     plugins->processed = processedFor({u"A", u"B"});
     EXPECT_FALSE(dispatcher->process(makeAlert()));
     EXPECT_TRUE(log.has(2, u"No viewer registered for alert: processed."));
-    expectOnlyFailure(u"processed", u"noViewerRegistered", u"0");
+    EXPECT_EQ(onlyEvent(), failure(u"processed", u"noViewerRegistered 0 -"));
 }
 
 TEST_F(AlertDispatcherTest, ShowsWithThePluginsContentAndDismissesWhatWasShownBefore) {
@@ -226,7 +205,7 @@ TEST_F(AlertDispatcherTest, PublishesTheFailureWhenThereIsNoContent) {
     EXPECT_FALSE(dispatcher->show(alert));
     EXPECT_EQ(alert->contentWhenShown, u"");
     EXPECT_TRUE(log.has(4, u"Failed to get alert content for alert a1 from plugin for product: P"));
-    expectOnlyFailure(u"a1", u"getAlertContent", u"2147483651", u"A");
+    EXPECT_EQ(onlyEvent(), failure(u"a1", u"getAlertContent 2147483651 A"));
     ASSERT_FALSE(bus.published().empty());
     EXPECT_EQ(bus.published().back().name, u"Brevant.Alert.a1.Failed.i1");
     EXPECT_NE(bus.published().back().sender, u"");
@@ -252,18 +231,13 @@ TEST_F(AlertDispatcherTest, WaitsForTheDisplayTimeAndHalfAMinuteAndReportsATimeO
         EXPECT_EQ(alert->waited, (std::vector<int64_t>{seconds}));
         EXPECT_EQ(alert->dismissals, 0);
     }
-    const size_t before = telemetry.events().size();
     const auto alert = makeAlert();
     alert->setViewer(registerViewer(u"A"));
     dispatcher->show(alert);
     dispatcher->waitForCurrent();
-    ASSERT_EQ(telemetry.events().size(), before + 1);
-    const auto event = telemetry.events().back();
-    EXPECT_EQ(event.at(u"UniqueIdentifier"), u"Brevant.Alert.TimeOut");
-    EXPECT_EQ(event.at(u"Event.Action"), u"Time Out");
-    EXPECT_EQ(event.at(u"Tertiary.Category"), u"TimeOut");
-    EXPECT_EQ(event.at(u"Hit.Label.1"), u"A");
-    EXPECT_EQ(event.count(u"Hit.Result"), 0u);
+    ASSERT_EQ(telemetry.events().size(), waits.size() + 1);
+    EXPECT_EQ(Support::eventRow(telemetry.events().back()),
+              u"Brevant.Alert.TimeOut Vok Time Out false false Brevant TimeOut a1 - - A");
 }
 
 TEST_F(AlertDispatcherTest, ADeleteRequestForItsShowingEndsTheWait) {
