@@ -4,8 +4,10 @@
 #include <thread>
 
 #if defined(_WIN32)
-#include <tlhelp32.h>
+// clang-format off: the second needs the first
 #include <windows.h>
+#include <tlhelp32.h>
+// clang-format on
 #else
 #include <filesystem>
 #include <malloc.h>
