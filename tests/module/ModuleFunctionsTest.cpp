@@ -189,9 +189,11 @@ TEST_F(ModuleFunctionsTest, DeliverADirectMessageToItsSubscriptionOnTheCallingTh
     ASSERT_NE(module->received, nullptr);
     EXPECT_EQ(module->received->sender(), u"me");
     EXPECT_EQ(module->received->payload(), u"payload");
-    EXPECT_EQ(module->received->header()->version, BREVANT_MESSAGE_VERSION);
-    EXPECT_EQ(module->received->header()->totalSize, 108u);
-    EXPECT_EQ(module->received->header()->requestCookie, 7u);
+    // The header is packed: its fields are copied before they are bound to a reference.
+    const MessageHeader& received = *module->received->header();
+    EXPECT_EQ(+received.version, BREVANT_MESSAGE_VERSION);
+    EXPECT_EQ(+received.totalSize, 108u);
+    EXPECT_EQ(+received.requestCookie, 7u);
     module->received = nullptr;
     EXPECT_EQ(table.DirectMessage(handle, nullptr, u"Topi", nullptr, nullptr), MODULE_STATUS_SUCCESS);
     EXPECT_EQ(table.DirectMessage(handle, nullptr, nullptr, nullptr, nullptr), MODULE_STATUS_SUCCESS);
