@@ -81,8 +81,14 @@ BrevantResult createSink(const BrevantGuid* interfaceId, void** object) noexcept
     return result;
 }
 
-void enterUse() noexcept { uses.fetch_add(1); }
-void leaveUse() noexcept { uses.fetch_sub(1); }
-bool inUse() noexcept { return uses.load() != 0; }
+void enterUse() noexcept {
+    uses.fetch_add(1);
+}
+void leaveUse() noexcept {
+    uses.fetch_sub(1);
+}
+bool inUse() noexcept {
+    return uses.load() != 0;
+}
 
 }  // namespace EventSink
