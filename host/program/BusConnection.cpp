@@ -60,7 +60,7 @@ private:
 constinit Platform::ProcessWide<Targets> targets;
 
 void* contextOf(uint64_t number) {
-    return reinterpret_cast<void*>(static_cast<uintptr_t>(number));
+    return reinterpret_cast<void*>(static_cast<uintptr_t>(number));  // NOLINT(performance-no-int-to-ptr)
 }
 
 std::u16string textOf(const char16_t* text) {

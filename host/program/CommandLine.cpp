@@ -95,17 +95,17 @@ std::vector<std::u16string> CommandLine::help() {
         u"",
         u"  --bus own           the module opens the message bus by itself (the default)",
         u"  --bus handed-over   the host opens it and hands it over",
-        u"  --store FILE        the settings file; usually Corvane/Brevant/settings.json in the common data "
-        u"folder",
+        u"  --store FILE        the settings file, usually Corvane/Brevant/settings.json in the",
+        u"                      common data folder",
         u"  --help              this text",
         u"",
         u"An alert file holds one alert description as JSON. \"instanceId\" may be missing: the broker gives "
         u"it.",
         u"A product without the setting Brevant/Product/<product> is served by the example plugin.",
         u"",
-        u"Exit code: 0 the outcome is known, the host ended as asked, the settings are changed; 1 an alert "
-        u"failed or",
-        u"has no outcome, or something else went wrong; 2 the command line or an alert file makes no sense.",
+        u"Exit code: 0 the outcome is known, the host ended as asked, the settings are changed;",
+        u"1 an alert failed or has no outcome, or something else went wrong; 2 the command line or",
+        u"an alert file makes no sense.",
     };
 }
 

@@ -44,7 +44,8 @@ bool Product::follow(const std::u16string& alert, const std::u16string& instance
                                                                         {u"Dismissed", Outcome::dismissed},
                                                                         {u"Failed", Outcome::failed}};
     for (const auto& [word, outcome] : words) {
-        const std::u16string name = u"Brevant.Alert." + alert + u"." + word + u"." + instance;
+        std::u16string name = u"Brevant.Alert.";
+        name.append(alert).append(u".").append(word).append(u".").append(instance);
         const auto handler = [this, instance, name, outcome = outcome](const BusMessage&) {
             return onStatus(instance, name, outcome);
         };
