@@ -65,7 +65,9 @@ function(brevant_test name)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${TEST_USES} GTest::gtest_main)
     add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+    # What a test logs by the way stays in the build tree.
+    set_tests_properties(${name} PROPERTIES TIMEOUT 300
+        ENVIRONMENT "BREVANT_PLATFORM_DIR=${CMAKE_BINARY_DIR}/platform/${name}")
 endfunction()
 
 # brevant_version_resource(target FILE name DESCRIPTION text): gives a Windows file its version resource.
