@@ -51,8 +51,8 @@ typedef uint32_t (*BrevantMessageFunction)(void* context, const MessageHeader* h
  * [any thread & requested]
  */
 typedef uint32_t (*BrevantReplyFunction)(void* context, uint64_t replyIndex, const MessageHeader* header,
-                                         const char16_t* name, const char16_t* sender, const char16_t* payload,
-                                         uint32_t replyStatus);
+                                         const char16_t* name, const char16_t* sender,
+                                         const char16_t* payload, uint32_t replyStatus);
 
 typedef struct BrevantBusFunctions {
     /* Opens a connection; *handle is set on success only. [any thread & loaded] */
@@ -83,12 +83,12 @@ typedef struct BrevantBusFunctions {
      * Subscribes to one name, compared exactly. Returns the subscription's id, never 0; 0 is failure.
      * [any thread & acquired]
      */
-    uint32_t (*subscribe)(BrevantBusHandle handle, void* messageContext, BrevantMessageFunction messageFunction,
-                          const char16_t* name);
+    uint32_t (*subscribe)(BrevantBusHandle handle, void* messageContext,
+                          BrevantMessageFunction messageFunction, const char16_t* name);
 
     /*
-     * Subscribes to every name that an ECMAScript regular expression matches as a whole. Returns as subscribe.
-     * [any thread & acquired]
+     * Subscribes to every name that an ECMAScript regular expression matches as a whole. Returns as
+     * subscribe. [any thread & acquired]
      */
     uint32_t (*subscribePattern)(BrevantBusHandle handle, void* messageContext,
                                  BrevantMessageFunction messageFunction, const char16_t* pattern);

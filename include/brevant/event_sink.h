@@ -48,8 +48,8 @@ typedef struct ILegacyEventSinkFunctions {
      * Takes one event: json is one flat object whose members are all texts. before and after are empty texts.
      * All three belong to the caller and are valid during the call. [any thread & created]
      */
-    BrevantResult (*SubmitEvent)(ILegacyEventSink* self, BrevantComponentText before, BrevantComponentText json,
-                                 BrevantComponentText after);
+    BrevantResult (*SubmitEvent)(ILegacyEventSink* self, BrevantComponentText before,
+                                 BrevantComponentText json, BrevantComponentText after);
 } ILegacyEventSinkFunctions;
 
 /* The component's object begins with the pointer to its functions. */
@@ -57,7 +57,8 @@ struct ILegacyEventSink {
     const ILegacyEventSinkFunctions* functions;
 };
 
-BREVANT_STATIC_ASSERT(sizeof(ILegacyEventSinkFunctions) == 4 * sizeof(void*), "the sink table has four entries");
+BREVANT_STATIC_ASSERT(sizeof(ILegacyEventSinkFunctions) == 4 * sizeof(void*),
+                      "the sink table has four entries");
 
 #ifdef __cplusplus
 }

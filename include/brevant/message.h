@@ -10,10 +10,10 @@ extern "C" {
 
 /* Bits of MessageHeader.flags. Other bits are carried as received. */
 enum {
-    BREVANT_MESSAGE_REPLY = 1u << 0,               /* answers a request */
-    BREVANT_MESSAGE_REPLY_REQUESTED = 1u << 1,     /* the sender waits for a correlated reply */
-    BREVANT_MESSAGE_NO_BROADCAST_COPY = 1u << 3,   /* a reply that must reach its requester alone */
-    BREVANT_MESSAGE_BROADCAST_COPY_MADE = 1u << 4  /* the plain copy of a reply has been published */
+    BREVANT_MESSAGE_REPLY = 1u << 0,              /* answers a request */
+    BREVANT_MESSAGE_REPLY_REQUESTED = 1u << 1,    /* the sender waits for a correlated reply */
+    BREVANT_MESSAGE_NO_BROADCAST_COPY = 1u << 3,  /* a reply that must reach its requester alone */
+    BREVANT_MESSAGE_BROADCAST_COPY_MADE = 1u << 4 /* the plain copy of a reply has been published */
 };
 
 #define BREVANT_MESSAGE_VERSION ((uint16_t)2)
@@ -33,13 +33,13 @@ typedef struct MessageHeader {
     uint32_t totalSize;  /* bytes of header, name, sender and payload, each text with its terminating zero */
     uint32_t flags;
     uint16_t version;
-    uint8_t requestIdentity[24];   /* opaque, on requests */
-    uint8_t inReplyTo[24];         /* on replies: the request's requestIdentity */
-    uint8_t replyRoute[12];        /* opaque, on requests */
-    uint8_t replyDestination[12];  /* on replies: the request's replyRoute */
-    uint64_t requestCookie;        /* opaque, on requests */
-    uint64_t replyCookie;          /* on replies: the request's requestCookie; 0 in a broadcast copy */
-    uint16_t extensionTag;         /* from here on in version 2 only */
+    uint8_t requestIdentity[24];  /* opaque, on requests */
+    uint8_t inReplyTo[24];        /* on replies: the request's requestIdentity */
+    uint8_t replyRoute[12];       /* opaque, on requests */
+    uint8_t replyDestination[12]; /* on replies: the request's replyRoute */
+    uint64_t requestCookie;       /* opaque, on requests */
+    uint64_t replyCookie;         /* on replies: the request's requestCookie; 0 in a broadcast copy */
+    uint16_t extensionTag;        /* from here on in version 2 only */
     uint16_t extensionLength;
     uint32_t sessionId; /* user session that the message belongs to; 0 for none */
 } MessageHeader;

@@ -51,10 +51,9 @@ typedef struct BrevantModuleFunctions {
      * Initialises the module with a bus that it loads itself: "MessageBus.dll", looked for in the folder of
      * the host's executable and then in the install folder. propertyKeys and propertyValues hold
      * propertyCount texts each and are not read when it is 0; of a repeated key the first value is kept.
-     * All texts are copied; a null text is an empty one. MODULE_STATUS_INVALID_PARAMETER when propertyCount is
-     * not 0 and an array is null, MODULE_STATUS_UNKNOWN_EXCEPTION when the bus cannot be loaded or gives no
-     * handle.
-     * [host thread & created]
+     * All texts are copied; a null text is an empty one. MODULE_STATUS_INVALID_PARAMETER when propertyCount
+     * is not 0 and an array is null, MODULE_STATUS_UNKNOWN_EXCEPTION when the bus cannot be loaded or gives
+     * no handle. [host thread & created]
      */
     uint32_t (*InitializeModule)(ModuleHandle* handle, const char16_t* moduleName,
                                  const char16_t* moduleIdentifier, uint32_t propertyCount,
@@ -75,19 +74,19 @@ typedef struct BrevantModuleFunctions {
     uint32_t (*UninitializeModule)(ModuleHandle* handle);
 
     /*
-     * Hands one message to the module as the bus would; the matching handlers run on the calling thread before
-     * it returns. A null header stands for a default one, an empty sender for the library's own file name.
-     * MODULE_STATUS_INVALID_STATE when the module has no bus. [any thread & initialised]
+     * Hands one message to the module as the bus would; the matching handlers run on the calling thread
+     * before it returns. A null header stands for a default one, an empty sender for the library's own file
+     * name. MODULE_STATUS_INVALID_STATE when the module has no bus. [any thread & initialised]
      */
     uint32_t (*DirectMessage)(ModuleHandle* handle, const MessageHeader* header, const char16_t* name,
                               const char16_t* sender, const char16_t* payload);
 
     /*
-     * As InitializeModule, over a bus of the host's: its handle and function table, both owned by the host and
-     * valid until DestroyModule has returned. The module never releases that handle.
-     * Alerts, sessions and registries still open connections of their own through "MessageBus.dll", so the
-     * host's table should lead to the same bus.
-     * MODULE_STATUS_UNKNOWN_EXCEPTION when busHandle or busFunctions is null. [host thread & created]
+     * As InitializeModule, over a bus of the host's: its handle and function table, both owned by the host
+     * and valid until DestroyModule has returned. The module never releases that handle. Alerts, sessions and
+     * registries still open connections of their own through "MessageBus.dll", so the host's table should
+     * lead to the same bus. MODULE_STATUS_UNKNOWN_EXCEPTION when busHandle or busFunctions is null. [host
+     * thread & created]
      */
     uint32_t (*InitializeModuleV2)(ModuleHandle* handle, const char16_t* moduleName,
                                    const char16_t* moduleIdentifier, uint32_t propertyCount,
@@ -97,7 +96,8 @@ typedef struct BrevantModuleFunctions {
                                    BrevantBusHandle busHandle, const BrevantBusFunctions* busFunctions);
 } BrevantModuleFunctions;
 
-BREVANT_STATIC_ASSERT(sizeof(BrevantModuleFunctions) == 8 * sizeof(void*), "the module table has eight entries");
+BREVANT_STATIC_ASSERT(sizeof(BrevantModuleFunctions) == 8 * sizeof(void*),
+                      "the module table has eight entries");
 BREVANT_STATIC_ASSERT(offsetof(BrevantModuleFunctions, DirectMessage) == 6 * sizeof(void*),
                       "DirectMessage is entry 6");
 BREVANT_STATIC_ASSERT(offsetof(BrevantModuleFunctions, InitializeModuleV2) == 7 * sizeof(void*),

@@ -11,7 +11,8 @@ namespace Ferrow {
 constexpr size_t greatestPatternStates = 1000;
 constexpr size_t greatestPatternNesting = 20;
 // Every unit of a name costs some 50 ns for each state that may be active at the same time, which are those
-// from the first open repetition on: with this bound a name of 1,000,000 units takes about five seconds at worst.
+// from the first open repetition on: with this bound a name of 1,000,000 units takes about five seconds at
+// worst.
 constexpr size_t greatestLoopingStates = 100;
 
 // Throws std::regex_error(error_complexity) when the pattern exceeds a bound, or asks for lookahead anywhere

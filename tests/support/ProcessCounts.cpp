@@ -4,7 +4,8 @@
 #include <thread>
 
 #if defined(_WIN32)
-// clang-format off: the second needs the first
+// The second needs the first.
+// clang-format off
 #include <windows.h>
 #include <tlhelp32.h>
 // clang-format on
