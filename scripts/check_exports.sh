@@ -6,9 +6,11 @@ cd "$(dirname "$0")/.."
 expected=$(printf '%s\n' CreateObject GetVersionNum GetVersionStr ReleaseObject)
 
 linux=$(nm -D --defined-only build/linux/bin/libbrevant.so | awk '{print $3}' | sort)
-windows=$(x86_64-w64-mingw32-objdump -p build/windows/bin/Brevant.dll |
-    awk '/\[Ordinal\/Name Pointer\] Table/{on=1; next} on && /\[ *[0-9]+\]/{print $NF} on && /^$/{exit}' | sort)
-imports=$(x86_64-w64-mingw32-objdump -p build/windows/bin/Brevant.dll | awk '/DLL Name:/{print tolower($3)}')
+# Read whole first: a reader that stops early would fail the pipe.
+tables=$(x86_64-w64-mingw32-objdump -p build/windows/bin/Brevant.dll)
+windows=$(awk '/\[Ordinal\/Name Pointer\] Table/{on=1; next} on && /\[ *[0-9]+\]/{print $NF} on && /^$/{exit}' \
+    <<<"$tables" | sort)
+imports=$(awk '/DLL Name:/{print tolower($3)}' <<<"$tables")
 
 for system in linux windows; do
     if [ "${!system}" != "$expected" ]; then

@@ -76,7 +76,8 @@ uint32_t publish(BrevantBusHandle, const MessageHeader* header, const char16_t* 
         Request request;
         {
             std::lock_guard lock(mutex);
-            auto found = requests.find(header->replyCookie);
+            const uint64_t cookie = header->replyCookie;
+            auto found = requests.find(cookie);
             if (found == requests.end())
                 return MODULE_STATUS_NOT_FOUND;
             request = found->second;
@@ -97,17 +98,18 @@ uint32_t request(BrevantBusHandle handle, uint64_t index, void* context, Brevant
         return MODULE_STATUS_NO_SUBSCRIBERS;
     MessageHeader sent = *header;
     sent.flags |= BREVANT_MESSAGE_REPLY_REQUESTED;
+    uint64_t cookie = 0;
     {
         std::lock_guard lock(mutex);
-        sent.requestCookie = ++lastRequest;
-        requests[lastRequest] = {handle, index, context, function};
+        cookie = sent.requestCookie = ++lastRequest;
+        requests[cookie] = {handle, index, context, function};
     }
     for (const Subscription& subscription : found)
         subscription.function(subscription.context, &sent, name, sender, payload);
     bool unanswered;
     {
         std::lock_guard lock(mutex);
-        unanswered = requests.erase(sent.requestCookie) != 0;
+        unanswered = requests.erase(cookie) != 0;
     }
     if (unanswered)
         function(context, index, nullptr, nullptr, nullptr, nullptr, MODULE_STATUS_TIMEOUT);
