@@ -31,7 +31,7 @@ std::u16string description(uint64_t number, uint32_t session) {
     text.setString(u"id", word);
     text.setString(u"instanceId", word);
     text.setString(u"priority", u"P2");
-    text.setString(u"product", u"none");
+    text.setString(u"product", u"bench");
     text.setUInt32(u"sessionId", session);
     text.setString(u"source", u"client");
     text.setBool(u"forcePreferredViewer", false);
@@ -82,15 +82,13 @@ void BenchHost::publishShow(uint64_t number, const std::u16string& payload) {
 }
 
 void BenchHost::accept(uint64_t number, const std::u16string& payload) {
-    publishShow(number, payload);
     const std::u16string word = Ferrow::decimal(number);
-    waitForAnswer(u"Brevant.Alert." + word + u".Queued." + word);
+    publishAndWait(u"Brevant.Alert.Show." + word, payload, u"Brevant.Alert." + word + u".Queued." + word);
 }
 
 void BenchHost::remove(uint64_t number) {
     const std::u16string word = Ferrow::decimal(number);
-    product_.publish(u"Brevant.Alert.Delete." + word);
-    waitForAnswer(u"Brevant.Alert..Deleted." + word);
+    publishAndWait(u"Brevant.Alert.Delete." + word, u"", u"Brevant.Alert..Deleted." + word);
 }
 
 void BenchHost::waitForShown(uint64_t count) {
@@ -106,8 +104,10 @@ uint64_t BenchHost::shown() const {
 
 uint32_t BenchHost::onStatus(const BusMessage& message) {
     std::lock_guard lock(mutex_);
-    lastAnswer_ = message.name;
-    changed_.notify_all();
+    if (message.name == expected_) {
+        expected_.clear();
+        changed_.notify_all();
+    }
     return MODULE_STATUS_SUCCESS;
 }
 
@@ -126,14 +126,22 @@ uint32_t BenchHost::onSettings(const BusMessage& request) {
         return product_.reply(
             request, request.name + u".Response",
             u"{\"responses\":[{\"name\":\"Brevant/Viewer/bench\",\"status\":true,\"value\":\"\"}]}");
-    return product_.reply(request, request.name + u".Response",
-                          u"{\"name\":\"Brevant/Product/none\",\"status\":false}");
+    return product_.reply(
+        request, request.name + u".Response",
+        u"{\"name\":\"Brevant/Product/bench\",\"status\":true,\"value\":\"{\\\"pluginFile\\\":"
+        u"\\\"RoadPlugin.dll\\\",\\\"pluginPath\\\":\\\"$(App.Folder)\\\"}\"}");
 }
 
-void BenchHost::waitForAnswer(const std::u16string& name) {
+void BenchHost::publishAndWait(const std::u16string& request, const std::u16string& payload,
+                               const std::u16string& answer) {
+    {
+        std::lock_guard lock(mutex_);
+        expected_ = answer;
+    }
+    product_.publish(request, payload);
     std::unique_lock lock(mutex_);
-    if (!changed_.wait_for(lock, std::chrono::seconds(60), [&] { return lastAnswer_ == name; }))
-        throw std::runtime_error("the broker does not answer: " + Ferrow::toUtf8(name));
+    if (!changed_.wait_for(lock, std::chrono::seconds(60), [&] { return expected_.empty(); }))
+        throw std::runtime_error("the broker does not answer: " + Ferrow::toUtf8(answer));
 }
 
 }  // namespace Bench

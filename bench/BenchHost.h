@@ -36,12 +36,14 @@ private:
     uint32_t onStatus(const Support::BusMessage& message);
     uint32_t onShow(const Support::BusMessage& message);
     uint32_t onSettings(const Support::BusMessage& message);
-    void waitForAnswer(const std::u16string& name);
+    // Publishes what makes the broker answer with that name, and waits for the answer.
+    void publishAndWait(const std::u16string& request, const std::u16string& payload,
+                        const std::u16string& answer);
 
     Support::PlatformFolder folder_;
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    std::u16string lastAnswer_;
+    std::u16string expected_;  // emptied when it has come
     uint64_t shown_ = 0;
     Support::BusPeer product_;
     Support::BusPeer viewer_;
