@@ -2,6 +2,9 @@
 # Clang's thread-safety analysis over the product (breaches are errors), then clang-tidy.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/deps.sh
+need_check_tools
+install_needed
 cmake --preset clang >build/clang.log 2>&1
 sources=$(git ls-files 'src/*.cpp' 'host/*.cpp' | grep -v /windows/)
 database=build/clang/compile_commands.json

@@ -36,6 +36,12 @@ need_wine() {
     need /usr/lib/wine/wine64 wine64
 }
 
+need_check_tools() {
+    need clang-format clang-format
+    need clang++ clang
+    need clang-tidy clang-tidy
+}
+
 need_bench_tools() {
     need /usr/include/benchmark/benchmark.h libbenchmark-dev
 }

@@ -37,7 +37,8 @@ void AlertGlobalSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppress
         for (const auto& [id, wakeUp] : wakeUps_)
             wakeUps.push_back(wakeUp);
         if (!queue_.insert(std::move(alert))) {
-            const AlertInfo& info = alert->getInfo();
+            // A refused alert stays with the caller.
+            const AlertInfo& info = alert->getInfo();  // NOLINT(bugprone-use-after-move)
             LOG_FORMATTED(ETWLogging::levelError, function,
                           u"Failed to queue alert. Alert will be suppressed. Alert id: %ls, Instance: %ls.",
                           info.id, info.instanceId);

@@ -80,7 +80,8 @@ void AlertUserSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppressed
     {
         Platform::MutexLock lock(mutex_);
         if (!queue_.insert(std::move(alert))) {
-            const AlertInfo& info = alert->getInfo();
+            // A refused alert stays with the caller.
+            const AlertInfo& info = alert->getInfo();  // NOLINT(bugprone-use-after-move)
             LOG_FORMATTED(ETWLogging::levelError, function,
                           u"Failed to queue alert. Alert will be suppressed. Alert id: %ls, Instance: %ls.",
                           info.id, info.instanceId);
