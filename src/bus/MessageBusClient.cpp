@@ -1,6 +1,7 @@
 #include "bus/MessageBusClient.h"
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 #include <regex>
 #include <utility>
@@ -322,17 +323,28 @@ uint32_t MessageBusClient::deliverLocally(const std::shared_ptr<Message>& messag
         return MODULE_STATUS_INVALID_PARAMETER;
     const std::shared_ptr<Impl> impl = impl_;
     const Ferrow::MatchName name(message->name());
+    std::exception_ptr thrown;
+    const auto deliver = [&](const Subscription& subscription) {
+        try {
+            (*subscription.callback)(message);
+        } catch (...) {
+            if (!thrown)
+                thrown = std::current_exception();
+        }
+    };
     Platform::MutexLock lock(impl->subscriptionsMutex);
     for (const auto& [alias, entry] : impl->subscriptions) {
         for (const PlainSubscription& plain : entry.plain) {
             if (plain.name == message->name())
-                (*plain.subscription.callback)(message);
+                deliver(plain.subscription);
         }
         for (const PatternSubscription& pattern : entry.patterns) {
             if (pattern.compiled.matches(name))
-                (*pattern.subscription.callback)(message);
+                deliver(pattern.subscription);
         }
     }
+    if (thrown)
+        std::rethrow_exception(thrown);
     return MODULE_STATUS_SUCCESS;
 }
 

@@ -53,7 +53,8 @@ public:
     uint32_t unsubscribe(const std::u16string& alias) override;
 
     // Runs the callbacks of the matching subscriptions on the calling thread, under the subscription lock:
-    // they must not subscribe or unsubscribe on this client, nor destroy it. Their results are ignored.
+    // they must not subscribe or unsubscribe on this client, nor destroy it. Their results are ignored; what
+    // the first one throws comes out once all have run.
     uint32_t deliverLocally(const std::shared_ptr<Message>& message);
 
 private:

@@ -195,6 +195,9 @@ TEST_F(MessageBusClientTest, DeliversLocallyToEveryMatch) {
     EXPECT_EQ(taken(), Names(3, u"A"));
     EXPECT_EQ(client->deliverLocally(messageOf(u"a")), MODULE_STATUS_SUCCESS);
     EXPECT_EQ(taken(), Names{});
+    client->subscribe(u"B", u"0", [](const std::shared_ptr<Tavix::Message>&) -> uint32_t { throw 5; });
+    EXPECT_THROW(client->deliverLocally(messageOf(u"B")), int);
+    EXPECT_EQ(taken(), Names(3, u"B")) << "the others hear it all the same";
     EXPECT_EQ(client->deliverLocally(nullptr), MODULE_STATUS_INVALID_PARAMETER);
     EXPECT_TRUE(bus.published().empty());
 }
