@@ -4,7 +4,9 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/DebuggerOutput.h"
 #include "platform/ProcessWide.h"
+#include "text/Format.h"
 
 namespace EmbeddedBus {
 
@@ -56,6 +58,21 @@ bool readCorrelation(const MessageHeader& header, RequestIdentity& identity) noe
     std::memcpy(&route, header.replyDestination, sizeof route);
     return identity.mark == issuedHere && route.mark == routedHere && route.handle == identity.handle &&
            header.replyCookie == identity.cookie;
+}
+
+// Names hold what alerts are called, and this may end up on a terminal.
+void reportCrowded(const Subscription& subscription) noexcept {
+    constexpr size_t mostUnits = 200;
+    try {
+        std::u16string text = subscription.text.substr(0, mostUnits);
+        std::replace_if(
+            text.begin(), text.end(), [](char16_t unit) { return unit < u' ' || unit > u'~'; }, u'?');
+        Platform::writeToDebugger(
+            Ferrow::formatText(u"MessageBus: %zu callbacks of the subscription to \"%ls\" have not returned; "
+                               u"what other publishers send now has to wait.\n",
+                               subscriptionCallbacks, text));
+    } catch (...) {
+    }
 }
 
 }  // namespace
@@ -259,14 +276,15 @@ uint32_t Bus::send(BrevantBusHandle handle, const MessageHeader& header, const T
     if (request && publisher->requests.size() >= handleOpenRequests)
         return MODULE_STATUS_NO_MEMORY;
     pool();
+    std::shared_ptr<const Subscription> crowded;
     if (request) {
         openRequest(*publisher, request, *answer, message->header);
         request->openReceivers = static_cast<size_t>(active);
     }
     try {
         for (const auto& receiver : receivers)
-            if (receiver->active)
-                enqueue(receiver, publisher->id, deliveries);
+            if (receiver->active && enqueue(receiver, publisher->id, deliveries))
+                crowded = receiver;
     } catch (...) {
         if (request) {
             endRequest(*request);
@@ -274,6 +292,9 @@ uint32_t Bus::send(BrevantBusHandle handle, const MessageHeader& header, const T
         }
         throw;
     }
+    lock.unlock();
+    if (crowded)
+        reportCrowded(*crowded);
     return MODULE_STATUS_SUCCESS;
 }
 
@@ -342,12 +363,12 @@ void Bus::openRequest(Handle& requester, const std::shared_ptr<Request>& request
     identify(header, requester.id, request->cookie);
 }
 
-void Bus::enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publisher,
+bool Bus::enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publisher,
                   std::list<Delivery>& deliveries) {
     std::shared_ptr<Lane>& lane = receiver->lanes[publisher];
     if (lane) {
         lane->queue.splice(lane->queue.end(), deliveries, deliveries.begin());
-        return;
+        return false;
     }
     try {
         lane = std::make_shared<Lane>(*this, receiver, publisher);
@@ -359,9 +380,10 @@ void Bus::enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publis
     if (receiver->runnableLanes < subscriptionCallbacks) {
         ++receiver->runnableLanes;
         pool_->postMessage(lane);
-    } else {
-        receiver->parkedLanes.push(lane);
+        return false;
     }
+    receiver->parkedLanes.push(lane);
+    return !std::exchange(receiver->boundReported, true);
 }
 
 void Bus::deliverNext(Lane& lane) noexcept {

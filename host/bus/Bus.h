@@ -92,8 +92,8 @@ private:
     uint32_t reply(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts);
     void openRequest(Handle& requester, const std::shared_ptr<Request>& request, const Answer& answer,
                      MessageHeader& header) REQUIRES(mutex_);
-    // Takes the first delivery.
-    void enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publisher,
+    // Takes the first delivery. True when the subscription reaches its bound for the first time.
+    bool enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publisher,
                  std::list<Delivery>& deliveries) REQUIRES(mutex_);
 
     void deliverNext(Lane& lane) noexcept;

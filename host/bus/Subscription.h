@@ -39,6 +39,7 @@ struct Subscription {
     std::unordered_map<uint64_t, std::shared_ptr<Lane>> lanes;
     size_t runnableLanes = 0;  // those that the pool knows of, at most subscriptionCallbacks
     TaskQueue parkedLanes;     // those that wait for one of these to end
+    bool boundReported = false;
 };
 
 // The messages of one publisher to one subscription, one after the other. Messages of other publishers

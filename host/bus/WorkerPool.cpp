@@ -16,10 +16,12 @@ Platform::Clock::Time steadyNow() {
     return Platform::Clock::steady().now();
 }
 
-void reportBound(size_t threads) noexcept {
+void reportBound(size_t callbacks) noexcept {
     try {
         Platform::writeToDebugger(Ferrow::formatText(
-            u"MessageBus: all %zu callback threads are busy; further messages wait.\n", threads));
+            u"MessageBus: %zu callbacks are running and no further thread is to be had; what comes now "
+            u"has to wait.\n",
+            callbacks));
     } catch (...) {
     }
 }
@@ -112,17 +114,22 @@ void WorkerPool::start(void (WorkerPool::*body)(Members::iterator)) {
 
 bool WorkerPool::startWorker() {
     if (workers_ >= limits_.messageTasks + limits_.replyReserve) {
-        boundReportDue_ = !std::exchange(boundReported_, true) || boundReportDue_;
+        noteBound();
         return false;
     }
     try {
         start(&WorkerPool::work);
     } catch (...) {
+        noteBound();
         return false;  // the keeper tries again while there is need
     }
     ++workers_;
     ++starting_;
     return true;
+}
+
+void WorkerPool::noteBound() {
+    boundReportDue_ = !std::exchange(boundReported_, true) || boundReportDue_;
 }
 
 void WorkerPool::leave(Members::iterator self) {
@@ -173,8 +180,9 @@ void WorkerPool::keep(Members::iterator self) {
             lock.lock();
             alarm_ = std::min(alarm_, next);
         } else if (std::exchange(boundReportDue_, false)) {
+            const size_t callbacks = workers_ - available();
             lock.unlock();
-            reportBound(limits_.messageTasks);
+            reportBound(callbacks);
             lock.lock();
         } else if (stallCheck_ <= now) {
             growWhileStalled(now);
@@ -217,7 +225,7 @@ void WorkerPool::growWhileStalled(Time now) {
         return;
     if (takeable() == 0) {
         // The next thread that ends a message takes what waits.
-        boundReportDue_ = !std::exchange(boundReported_, true) || boundReportDue_;
+        noteBound();
         return;
     }
     if (takeable() > available()) {

@@ -57,6 +57,8 @@ private:
 
     void start(void (WorkerPool::*body)(Members::iterator)) REQUIRES(mutex_);
     bool startWorker() REQUIRES(mutex_);
+    // Has the keeper say once that the pool cannot grow, until it has shrunk again.
+    void noteBound() REQUIRES(mutex_);
     void leave(Members::iterator self) REQUIRES(mutex_);
     void work(Members::iterator self);
     void keep(Members::iterator self);

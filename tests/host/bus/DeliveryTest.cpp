@@ -6,6 +6,7 @@
 
 #include "BusFixture.h"
 #include "host/bus/BusLimits.h"
+#include "platform/DebuggerOutput.h"
 
 namespace {
 
@@ -141,10 +142,17 @@ TEST(Delivery, ToOneSubscriptionLeavesThreadsToTheOthers) {
     Gate gate;
     Log others(u"Other");
     Peer receiver;
-    receiver.onName(u"Blocks", [&](const BusMessage&) { return gate.pass(), MODULE_STATUS_SUCCESS; });
+    receiver.onName(u"\x1B", [&](const BusMessage&) { return gate.pass(), MODULE_STATUS_SUCCESS; });
     std::deque<Peer> publishers(senders);
+    testing::internal::CaptureStderr();
+    Platform::writeToDebugger(u"here\n");
     for (Peer& publisher : publishers)
-        publisher.publish(u"Blocks");
+        publisher.publish(u"\x1B");
+    // Said once, unless debugger output goes elsewhere on this system.
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(said.empty() || (std::ranges::count(said, '\n') == 2 && said.ends_with("has to wait.\n")))
+        << said;
+    EXPECT_EQ(said.find('\x1B'), said.npos);
     ASSERT_TRUE(gate.waitForArrivals(static_cast<int>(EmbeddedBus::subscriptionCallbacks)));
     publishers.front().publish(u"Other");
     EXPECT_TRUE(others.waitFor(u"Other"));
