@@ -42,7 +42,6 @@ public:
             gone.swap(found->second);
             targets_.erase(found);
         }
-        lock.unlock();
     }
     std::shared_ptr<const Target> find(void* context) {
         Platform::MutexLock lock(mutex_);

@@ -92,9 +92,10 @@ uint32_t ConsoleViewer::onDelete(const BusMessage& request) {
                                                  [&](const Item& item) { return item.instance != instance; });
         std::move(first, waiting_.end(), std::back_inserter(dropped));
         waiting_.erase(first, waiting_.end());
-        if (showing_ && shownInstance_ == instance) {
+        if (shownInstance_ == instance) {
             deleted_ = true;
-            showing_->takeDown();
+            if (showing_)
+                showing_->takeDown();
         }
     }
     for (const Item& item : dropped)
@@ -123,6 +124,8 @@ void ConsoleViewer::run() {
             return;
         const Item item = std::move(waiting_.front());
         waiting_.pop_front();
+        shownInstance_ = item.instance;
+        deleted_ = false;
         const bool refuse = closing_;
         lock.unlock();
         if (refuse)
@@ -130,6 +133,7 @@ void ConsoleViewer::run() {
         else
             present(item);
         lock.lock();
+        shownInstance_.clear();
     }
 }
 
@@ -138,9 +142,7 @@ void ConsoleViewer::present(const Item& item) {
     {
         Platform::MutexLock lock(mutex_);
         showing_ = showing.get();
-        shownInstance_ = item.instance;
-        deleted_ = false;
-        if (closing_)
+        if (closing_ || deleted_)
             showing_->takeDown();
     }
     connection_.reply(item.request, outcome(item.alert.id, u"Shown", item.instance));
@@ -149,7 +151,6 @@ void ConsoleViewer::present(const Item& item) {
     {
         Platform::MutexLock lock(mutex_);
         showing_ = nullptr;
-        shownInstance_.clear();
         deleted = deleted_;
     }
     // Deleted: the answer to the delete request is the outcome.

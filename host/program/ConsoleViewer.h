@@ -57,9 +57,9 @@ private:
     Platform::ConditionVariable changed_;
     bool closing_ GUARDED_BY(mutex_) = false;
     std::deque<Item> waiting_ GUARDED_BY(mutex_);
-    std::u16string shownInstance_ GUARDED_BY(mutex_);
+    std::u16string shownInstance_ GUARDED_BY(mutex_);  // from its turn on; showing_ follows
     Showing* showing_ GUARDED_BY(mutex_) = nullptr;
-    bool deleted_ GUARDED_BY(mutex_) = false;  // a delete request took down what is shown
+    bool deleted_ GUARDED_BY(mutex_) = false;  // a delete request takes down what is shown
     // Alert ids of the last instances: a delete request names the instance alone.
     std::map<std::u16string, std::u16string> ids_ GUARDED_BY(mutex_);
     std::deque<std::u16string> remembered_ GUARDED_BY(mutex_);

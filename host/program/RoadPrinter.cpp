@@ -52,7 +52,8 @@ uint32_t RoadPrinter::onMessage(const BusMessage& message) {
     if (printed_.size() > mostRemembered)
         printed_.pop_front();
     changed_.notifyAll();
-    return MODULE_STATUS_SUCCESS;
+    // It answers nothing: a request that nobody else takes must not wait for it.
+    return MODULE_STATUS_NO_SUBSCRIBERS;
 }
 
 bool RoadPrinter::waitFor(const std::u16string& name, std::chrono::milliseconds timeout) {

@@ -81,6 +81,17 @@ TEST_F(ConsoleViewerTest, TakesAnAlertDownOnADeleteRequestWithoutASecondOutcome)
     display.end({Showing::Ending::dismissed, {}});
 }
 
+TEST_F(ConsoleViewerTest, TakesAnAlertDownThatIsDeletedOnItsWayToTheDisplay) {
+    ConsoleViewer viewer(bus(), display);
+    display.beforeShowing = [&] {
+        display.beforeShowing = nullptr;
+        EXPECT_EQ(remove(u"1"), u"Brevant.Alert.a.Dismissed.1");
+    };
+    show(u"1", description(u"a"));
+    EXPECT_EQ(show(u"2", description(u"b")), u"Brevant.Alert.b.Shown.2");
+    display.end({Showing::Ending::dismissed, {}});
+}
+
 TEST_F(ConsoleViewerTest, RefusesWhatItCannotShowAtOnce) {
     ConsoleViewer viewer(bus(), display);
     EXPECT_EQ(show(u"1", u"no JSON"), u"Brevant.Alert..Failed.1");
@@ -113,8 +124,8 @@ TEST_F(ConsoleViewerTest, ThePrinterKeepsTheOrderOfTheRoadAndStandsInForNoViewer
     EXPECT_LT(output.str().find("Brevant.Alert.Show.1"), output.str().find(".Queued.1"));
     EXPECT_EQ(output.str().find('\x1B'), std::string::npos);
     EXPECT_NE(output.str().find("Brevant.Viewer.console.Registered"), std::string::npos);
-    EXPECT_EQ(broker.request(u"Brevant.Viewer.other.Show.1", u"", patience).status,
-              MODULE_STATUS_NO_SUBSCRIBERS);
+    for (const char16_t* unheard : {u"Brevant.Viewer.other.Show.1", u"Brevant.Viewer.console.Show.1"})
+        EXPECT_EQ(broker.request(unheard, u"", patience).status, MODULE_STATUS_NO_SUBSCRIBERS);
 }
 
 TEST(BusConnectionTest, ALateCallbackIsTurnedAway) {

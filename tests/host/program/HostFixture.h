@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <set>
@@ -42,6 +43,8 @@ private:
 class FakeDisplay final : public AlertDisplay {
 public:
     std::unique_ptr<Showing> show(const DisplayedAlert& alert) override {
+        if (beforeShowing)
+            beforeShowing();
         std::lock_guard lock(mutex_);
         shown_.push_back(alert);
         changed_.notify_all();
@@ -62,6 +65,8 @@ public:
         changed_.wait_for(lock, std::chrono::seconds(20), [&] { return shown_.size() >= count; });
         return shown_;
     }
+
+    std::function<void()> beforeShowing;
 
 private:
     struct Fake final : Showing {
