@@ -3,8 +3,8 @@
  *
  * A bus library ("MessageBus.dll") exports CreateObject, ReleaseObject, GetVersionNum and GetVersionStr
  * (library.h). CreateObject(BREVANT_BUS_VERSION) returns the table below, or null when the library does not
- * offer that version. A host may instead hand over a handle and a table of its own (InitializeModuleV2 in
- * module.h): then no bus library need exist.
+ * offer that version. A host may hand over a handle and a table of its own besides (InitializeModuleV2 in
+ * module.h); the bus library must be there all the same, for NewModule opens connections through it.
  *
  * What the broker guarantees to the bus:
  *  - It releases every handle that it acquired, and before that unsubscribes every subscription of the handle

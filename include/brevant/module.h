@@ -39,8 +39,9 @@ typedef uint32_t (*BrevantModuleManagerFunction)(void* context, void* argument, 
 typedef struct BrevantModuleFunctions {
     /*
      * Creates a module and stores its handle in *handle. logGroup names the subfolder of the log files; null
-     * or empty leaves it unset. The group is the process's, not the module's: the last one set holds.
-     * MODULE_STATUS_INVALID_PARAMETER when handle is null. [host thread & loaded]
+     * or empty leaves it unset. The group is the process's, not the module's, and fixed by the first log
+     * record. MODULE_STATUS_INVALID_PARAMETER when handle is null, MODULE_STATUS_UNKNOWN_EXCEPTION when
+     * "MessageBus.dll" cannot be loaded or gives no handle. [host thread & loaded]
      */
     uint32_t (*NewModule)(ModuleHandle** handle, const char16_t* logGroup);
 
