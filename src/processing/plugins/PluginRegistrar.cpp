@@ -4,6 +4,7 @@
 
 #include <brevant/status.h>
 
+#include "platform/Thread.h"
 #include "processing/plugins/AlertPluginLib.h"
 #include "processing/plugins/PluginSettings.h"
 #include "settings/SettingsManagerClient.h"
@@ -35,23 +36,46 @@ void PluginRegistrar::stop() {
 
 uint32_t PluginRegistrar::processAlert(const std::u16string& product, const std::u16string& alertText,
                                        std::u16string& processed, uint32_t* suppress, std::u16string& extra) {
-    Platform::MutexLock lock(mutex_);
-    const std::shared_ptr<AlertPluginLib> plugin = findOrCreate(product);
-    return plugin ? plugin->processAlert(alertText, processed, suppress, extra)
-                  : MODULE_STATUS_BUFFER_TOO_SMALL;
+    return call(product, [&](AlertPluginLib& plugin) {
+        return plugin.processAlert(alertText, processed, suppress, extra);
+    });
 }
 
 uint32_t PluginRegistrar::getAlertContent(const std::u16string& product, const std::u16string& alertText,
                                           const std::u16string& viewerId, std::u16string& content) {
+    return call(product,
+                [&](AlertPluginLib& plugin) { return plugin.getAlertContent(alertText, viewerId, content); });
+}
+
+template <class Function>
+uint32_t PluginRegistrar::call(const std::u16string& product, Function function) {
     Platform::MutexLock lock(mutex_);
+    struct Caller {
+        explicit Caller(std::atomic<uint32_t>& thread) : thread_(thread) {
+            thread_ = Platform::currentThreadId();
+        }
+        ~Caller() { thread_ = 0; }
+        std::atomic<uint32_t>& thread_;
+    } const caller(caller_);
     const std::shared_ptr<AlertPluginLib> plugin = findOrCreate(product);
-    return plugin ? plugin->getAlertContent(alertText, viewerId, content) : MODULE_STATUS_BUFFER_TOO_SMALL;
+    const uint32_t status = plugin ? function(*plugin) : MODULE_STATUS_BUFFER_TOO_SMALL;
+    for (const std::u16string& deleted : std::exchange(deletedMeanwhile_, {}))
+        invalidate(deleted);
+    return status;
 }
 
 void PluginRegistrar::onProductDeleted(const std::u16string& propertyName) {
     const size_t slash = propertyName.rfind(u'/');  // npos + 1 is 0: the whole name
-    const std::u16string product = propertyName.substr(slash + 1);
+    std::u16string product = propertyName.substr(slash + 1);
+    if (caller_ == Platform::currentThreadId()) {
+        deletedMeanwhile_.push_back(std::move(product));
+        return;
+    }
     Platform::MutexLock lock(mutex_);
+    invalidate(product);
+}
+
+void PluginRegistrar::invalidate(const std::u16string& product) {
     if (const auto found = plugins_.find(product); found != plugins_.end())
         found->second->setState(PluginState::invalidated);
 }

@@ -1,11 +1,13 @@
 // The plugins of all products, loaded at a product's first alert.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "bus/CallbackGate.h"
 #include "platform/Sync.h"
@@ -47,7 +49,11 @@ public:
                                      const std::u16string& viewerId, std::u16string& content);
 
 private:
+    // Runs function on the product's plugin, while nobody else runs one.
+    template <class Function>
+    uint32_t call(const std::u16string& product, Function function);
     void onProductDeleted(const std::u16string& propertyName);
+    void invalidate(const std::u16string& product) REQUIRES(mutex_);
     std::shared_ptr<AlertPluginLib> findOrCreate(const std::u16string& product) REQUIRES(mutex_);
 
     const std::shared_ptr<Tavix::SettingsManagerClient> settings_;
@@ -59,6 +65,11 @@ private:
     // taken after it.
     Platform::Mutex mutex_;
     std::unordered_map<std::u16string, std::shared_ptr<AlertPluginLib>> plugins_ GUARDED_BY(mutex_);
+
+    // The thread that makes a call, 0 between calls. A bus that delivers from inside the call's own requests
+    // tells of deletions on that thread, which holds the mutex; they take effect when the call ends.
+    std::atomic<uint32_t> caller_{0};
+    std::vector<std::u16string> deletedMeanwhile_;  // the caller's alone
 };
 
 }  // namespace Vok

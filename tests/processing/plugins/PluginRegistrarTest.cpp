@@ -1,5 +1,6 @@
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
@@ -24,6 +25,7 @@ struct Journal {
     std::atomic<int> running{0};
     std::atomic<int> mostRunning{0};
     std::atomic<int> invalidations{0};
+    std::function<void()> duringCall;
 };
 
 class FakePlugin : public Vok::AlertPluginLib {
@@ -45,6 +47,8 @@ public:
         *suppress = 1;
         extra = u"extra";
         std::this_thread::yield();
+        if (journal_.duringCall)
+            journal_.duringCall();
         --journal_.running;
         return 7;
     }
@@ -129,6 +133,24 @@ TEST_F(PluginRegistrarTest, InvalidatesTheProductWhoseDefinitionIsDeleted) {
     registrar->stop();
     deleted(u"Brevant/Product/B");
     EXPECT_EQ(plugins[u"B"]->state(), Vok::PluginState::loaded);
+}
+
+TEST_F(PluginRegistrarTest, InvalidatesAfterACallWhatIsDeletedFromInsideIt) {
+    process(u"B");
+    registrar->start();
+    Vok::PluginState during{};
+    journal.duringCall = [&] {
+        deleted(u"Brevant/Product/A");
+        deleted(u"Brevant/Product/B");
+        during = plugins[u"B"]->state();
+    };
+    EXPECT_EQ(process(u"A"), 7u);
+    EXPECT_EQ(during, Vok::PluginState::loaded);
+    EXPECT_EQ(plugins[u"A"]->state(), Vok::PluginState::invalidated);
+    EXPECT_EQ(plugins[u"B"]->state(), Vok::PluginState::invalidated);
+    journal.duringCall = nullptr;
+    process(u"A");
+    EXPECT_EQ(journal.invalidations, 2);
 }
 
 TEST_F(PluginRegistrarTest, CallsOnePluginAtATimeWhateverTheProduct) {
