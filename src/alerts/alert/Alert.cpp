@@ -49,12 +49,10 @@ struct Alert::Outcome {
     std::atomic<bool> received{false};  // written under the mutex; may be read without
 };
 
-Alert::Alert(AlertInfo info, std::shared_ptr<Tavix::MessageBusClient> busClient, const Platform::Clock& clock,
-             std::chrono::seconds grace)
+Alert::Alert(AlertInfo info, std::shared_ptr<Tavix::MessageBusClient> busClient, const Platform::Clock& clock)
     : info_(std::move(info)),
       outcomePattern_(outcomePatternOf(info_)),
       clock_(clock),
-      grace_(grace),
       outcome_(std::make_shared<Outcome>()),
       busClient_(busClient ? std::move(busClient) : std::make_shared<Tavix::MessageBusClient>()) {
     context_.fromJson(info_.context);
@@ -135,7 +133,7 @@ bool Alert::dismiss() {
         return false;
     if (outcome_->received)
         return true;
-    return viewer_->dismiss(info_.id, info_.instanceId) && waitForOutcome(grace_.count());
+    return viewer_->dismiss(info_.id, info_.instanceId) && waitForOutcome(dismissalGrace.count());
 }
 
 bool Alert::isStarted() const {

@@ -23,12 +23,10 @@ class AlertViewer;
 // Always held by shared pointer. Its outcome is a "Dismissed" or "Failed" message on the bus, whoever
 // published it.
 //
-//                  | new             | started                  | outcome known      | closed (a wait has
-//                  ended)
-//   show           | asks the viewer | true                     | true               | true
-//   waitForOutcome | false           | waits, closes            | true               | waits; nothing can
-//   come dismiss        | false           | asks the viewer, waits   | true               | asks the viewer,
-//   waits
+//                  | new             | started                | outcome known | closed: a wait has ended
+//   show           | asks the viewer | true                   | true          | true
+//   waitForOutcome | false           | waits, closes          | true          | waits, for nothing
+//   dismiss        | false           | asks the viewer, waits | true          | asks the viewer, waits
 //
 // A closed alert whose outcome is known answers as one whose outcome is known. show without a viewer fails
 // and leaves the alert new.
@@ -45,8 +43,7 @@ public:
     // An empty bus client is replaced by one of its own, whose constructor throws ModuleException. A context
     // that does not parse is kept as far as it was read. The clock must outlive the alert.
     explicit Alert(AlertInfo info, std::shared_ptr<Tavix::MessageBusClient> busClient = nullptr,
-                   const Platform::Clock& clock = Platform::Clock::wall(),
-                   std::chrono::seconds grace = dismissalGrace);
+                   const Platform::Clock& clock = Platform::Clock::wall());
     // Leaves its subscription to the end of its bus client. An outcome callback that is still running is
     // harmless.
     virtual ~Alert();
@@ -85,18 +82,20 @@ public:
 private:
     struct Outcome;
 
+    // Constant once shown.
     AlertInfo info_;
+    std::shared_ptr<AlertViewer> viewer_;
+
     // Constant once built.
     const std::u16string outcomePattern_;
     AlertContext context_;
     size_t duplicateHash_ = 0;
     const Platform::Clock& clock_;
-    const std::chrono::seconds grace_;
-    std::shared_ptr<AlertViewer> viewer_;
-    std::atomic<bool> started_{false};
     // Shared with the callback, which owns nothing else: it may run after the alert is gone.
     const std::shared_ptr<Outcome> outcome_;
     const std::shared_ptr<Tavix::MessageBusClient> busClient_;
+
+    std::atomic<bool> started_{false};
 };
 
 }  // namespace Vok

@@ -40,8 +40,8 @@ ViewerRegistrar::ViewerRegistrar(std::shared_ptr<Tavix::MessageBusClient> busCli
       gate_(std::make_shared<Tavix::CallbackGate>()) {}
 
 ViewerRegistrar::~ViewerRegistrar() {
-    stop();
     gate_->close();
+    stop();
 }
 
 void ViewerRegistrar::start() {

@@ -25,7 +25,7 @@ public:
     // client throws ModuleException.
     explicit ViewerRegistrar(std::shared_ptr<Tavix::MessageBusClient> busClient = nullptr,
                              std::shared_ptr<Tavix::SettingsManagerClient> settings = nullptr);
-    // Stops, and waits for settings notifications that are running on other threads.
+    // Waits for settings notifications that are running on other threads, and stops.
     virtual ~ViewerRegistrar();
     ViewerRegistrar(const ViewerRegistrar&) = delete;
     ViewerRegistrar& operator=(const ViewerRegistrar&) = delete;
