@@ -1,5 +1,7 @@
 #include "SettingsProtocol.h"
 
+#include <brevant/settings.h>
+
 #include "json/JSONFormatter.h"
 
 namespace Host {
@@ -8,59 +10,55 @@ namespace {
 using Tavix::JSONFormatter;
 using Tavix::JSONView;
 
-constexpr const char16_t* keyName = u"name";
-constexpr const char16_t* keyValue = u"value";
-constexpr const char16_t* keyStatus = u"status";
-constexpr const char16_t* keyResponses = u"responses";
-
 JSONFormatter response(const std::u16string& name, bool status) {
     JSONFormatter formatter;
-    formatter.setString(keyName, name);
-    formatter.setBool(keyStatus, status);
+    formatter.setString(BREVANT_SETTINGS_NAME, name);
+    formatter.setBool(BREVANT_SETTINGS_STATUS, status);
     return formatter;
 }
 
 JSONFormatter response(const std::u16string& name, const std::optional<std::u16string>& value) {
     JSONFormatter formatter = response(name, value.has_value());
     if (value)
-        formatter.setString(keyValue, *value);
+        formatter.setString(BREVANT_SETTINGS_VALUE, *value);
     return formatter;
 }
 
 void announceSet(SettingsAnswer& answer, const Property& property) {
     JSONFormatter payload;
-    payload.setString(keyName, property.name);
-    answer.notices.push_back({std::u16string(SettingsTopic::wasSet), payload.toString()});
-    payload.setString(keyValue, property.value);
-    answer.notices.push_back({std::u16string(SettingsTopic::setPrefix) + property.name, payload.toString()});
+    payload.setString(BREVANT_SETTINGS_NAME, property.name);
+    answer.notices.push_back({BREVANT_SETTINGS_WAS_SET, payload.toString()});
+    payload.setString(BREVANT_SETTINGS_VALUE, property.value);
+    answer.notices.push_back({BREVANT_SETTINGS_NOTIFY_SET + property.name, payload.toString()});
 }
 
 void announceRemoved(SettingsAnswer& answer, const std::u16string& name) {
     JSONFormatter payload;
-    payload.setString(keyName, name);
-    answer.notices.push_back({std::u16string(SettingsTopic::wasRemoved), payload.toString()});
-    answer.notices.push_back({std::u16string(SettingsTopic::deletePrefix) + name, payload.toString()});
+    payload.setString(BREVANT_SETTINGS_NAME, name);
+    answer.notices.push_back({BREVANT_SETTINGS_WAS_REMOVED, payload.toString()});
+    answer.notices.push_back({BREVANT_SETTINGS_NOTIFY_DELETE + name, payload.toString()});
 }
 
 bool readProperty(const JSONView& item, Property& property) {
-    item.getBool(u"volatile", property.isVolatile);
-    return item.getString(keyName, property.name) && item.getString(keyValue, property.value);
+    item.getBool(BREVANT_SETTINGS_VOLATILE, property.isVolatile);
+    return item.getString(BREVANT_SETTINGS_NAME, property.name) &&
+           item.getString(BREVANT_SETTINGS_VALUE, property.value);
 }
 
 SettingsAnswer answerOne(SettingsStore& store, std::u16string_view topic, const JSONView& request) {
     SettingsAnswer answer;
     std::u16string name;
-    if (!request.getString(keyName, name)) {
+    if (!request.getString(BREVANT_SETTINGS_NAME, name)) {
         answer.payload = response({}, false).toString();
         return answer;
     }
     answer.understood = true;
-    if (topic == SettingsTopic::get) {
+    if (topic == BREVANT_SETTINGS_GET) {
         answer.payload = response(name, store.get(name)).toString();
         return answer;
     }
     bool done = false;
-    if (topic == SettingsTopic::set) {
+    if (topic == BREVANT_SETTINGS_SET) {
         Property property;
         answer.understood = readProperty(request, property);
         done = answer.understood && store.set({property}).front();
@@ -93,8 +91,8 @@ void getMany(SettingsStore& store, const std::vector<JSONView>& items, Responses
     for (const JSONView& item : items) {
         std::u16string name;
         bool isPrefix = false;
-        item.getBool(u"isPrefix", isPrefix);
-        if (!item.getString(keyName, name)) {
+        item.getBool(BREVANT_SETTINGS_IS_PREFIX, isPrefix);
+        if (!item.getString(BREVANT_SETTINGS_NAME, name)) {
             answer.understood = false;
         } else if (!isPrefix) {
             respond(name, store.get(name));
@@ -133,8 +131,8 @@ void removeMany(SettingsStore& store, const std::vector<JSONView>& items, Respon
     for (const JSONView& item : items) {
         std::u16string name;
         bool isPrefix = false;
-        item.getBool(u"isPrefix", isPrefix);
-        if (!item.getString(keyName, name))
+        item.getBool(BREVANT_SETTINGS_IS_PREFIX, isPrefix);
+        if (!item.getString(BREVANT_SETTINGS_NAME, name))
             answer.understood = false;
         else
             (isPrefix ? prefixes : names).push_back(std::move(name));
@@ -159,23 +157,23 @@ SettingsAnswer answerSettingsRequest(SettingsStore& store, std::u16string_view t
                                      const std::u16string& payload) {
     JSONFormatter request;
     const bool parsed = request.parse(payload);
-    if (topic == SettingsTopic::get || topic == SettingsTopic::set || topic == SettingsTopic::remove)
+    if (topic == BREVANT_SETTINGS_GET || topic == BREVANT_SETTINGS_SET || topic == BREVANT_SETTINGS_REMOVE)
         return answerOne(store, topic, parsed ? request.view() : JSONView());
 
     SettingsAnswer answer;
     Responses responses;
     std::vector<JSONView> items;
-    if (parsed && request.view().getObjectArray(u"properties", items)) {
+    if (parsed && request.view().getObjectArray(BREVANT_SETTINGS_PROPERTIES, items)) {
         answer.understood = true;
-        if (topic == SettingsTopic::getMany)
+        if (topic == BREVANT_SETTINGS_GET_BATCH)
             getMany(store, items, responses, answer);
-        else if (topic == SettingsTopic::setMany)
+        else if (topic == BREVANT_SETTINGS_SET_BATCH)
             setMany(store, items, responses, answer);
         else
             removeMany(store, items, responses, answer);
     }
     JSONFormatter whole;
-    whole.setObjectArray(keyResponses, responses);
+    whole.setObjectArray(BREVANT_SETTINGS_RESPONSES, responses);
     answer.payload = whole.toString();
     return answer;
 }

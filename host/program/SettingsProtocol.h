@@ -1,4 +1,5 @@
-// The settings manager's messages: what each request's payload asks of the store, and what answers it.
+// The settings manager's side of include/brevant/settings.h: what each request's payload asks of the store,
+// and what answers it.
 #pragma once
 
 #include <string>
@@ -8,19 +9,6 @@
 #include "SettingsStore.h"
 
 namespace Host {
-
-namespace SettingsTopic {
-constexpr std::u16string_view get = u"SETTINGS_MANAGER_GET_PROPERTY";
-constexpr std::u16string_view set = u"SETTINGS_MANAGER_SET_PROPERTY";
-constexpr std::u16string_view remove = u"SETTINGS_MANAGER_REMOVE_PROPERTY";
-constexpr std::u16string_view getMany = u"SettingsManager.GetProperties.Request";
-constexpr std::u16string_view setMany = u"SettingsManager.SetProperties.Request";
-constexpr std::u16string_view removeMany = u"SettingsManager.RemoveProperties.Request";
-constexpr std::u16string_view wasSet = u"SETTINGS_MANAGER_PROPERTY_SET";
-constexpr std::u16string_view wasRemoved = u"SETTINGS_MANAGER_PROPERTY_REMOVED";
-constexpr std::u16string_view setPrefix = u"SettingsManager.Notify.Set.";
-constexpr std::u16string_view deletePrefix = u"SettingsManager.Notify.Delete.";
-}  // namespace SettingsTopic
 
 // A message that tells everybody of a change.
 struct SettingsNotice {

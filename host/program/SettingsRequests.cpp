@@ -1,6 +1,7 @@
 #include "SettingsRequests.h"
 
-#include "SettingsProtocol.h"
+#include <brevant/settings.h>
+
 #include "json/JSONFormatter.h"
 
 namespace Host {
@@ -15,30 +16,30 @@ bool ask(BusConnection& connection, std::u16string_view topic, const std::u16str
     std::u16string answered;
     bool status = false;
     return answer.status == MODULE_STATUS_SUCCESS && reply.parse(answer.message.payload) &&
-           reply.getString(u"name", answered) && answered == name && reply.getBool(u"status", status) &&
-           status;
+           reply.getString(BREVANT_SETTINGS_NAME, answered) && answered == name &&
+           reply.getBool(BREVANT_SETTINGS_STATUS, status) && status;
 }
 
 }  // namespace
 
 bool setVolatileProperty(BusConnection& connection, const std::u16string& name, const std::u16string& value) {
     Tavix::JSONFormatter request;
-    request.setString(u"name", name);
-    request.setString(u"value", value);
-    request.setBool(u"volatile", true);
-    return ask(connection, SettingsTopic::set, name, request);
+    request.setString(BREVANT_SETTINGS_NAME, name);
+    request.setString(BREVANT_SETTINGS_VALUE, value);
+    request.setBool(BREVANT_SETTINGS_VOLATILE, true);
+    return ask(connection, BREVANT_SETTINGS_SET, name, request);
 }
 
 bool removeProperty(BusConnection& connection, const std::u16string& name) {
     Tavix::JSONFormatter request;
-    request.setString(u"name", name);
-    return ask(connection, SettingsTopic::remove, name, request);
+    request.setString(BREVANT_SETTINGS_NAME, name);
+    return ask(connection, BREVANT_SETTINGS_REMOVE, name, request);
 }
 
 bool hasProperty(BusConnection& connection, const std::u16string& name) {
     Tavix::JSONFormatter request;
-    request.setString(u"name", name);
-    return ask(connection, SettingsTopic::get, name, request);
+    request.setString(BREVANT_SETTINGS_NAME, name);
+    return ask(connection, BREVANT_SETTINGS_GET, name, request);
 }
 
 }  // namespace Host

@@ -1,5 +1,7 @@
 #include "SettingsService.h"
 
+#include <brevant/settings.h>
+
 #include "HostError.h"
 
 namespace Host {
@@ -7,8 +9,8 @@ namespace Host {
 SettingsService::SettingsService(const BrevantBusFunctions& functions, SettingsStore& store)
     : store_(store), connection_(functions, u"SettingsManager") {
     for (const std::u16string_view topic :
-         {SettingsTopic::get, SettingsTopic::set, SettingsTopic::remove, SettingsTopic::getMany,
-          SettingsTopic::setMany, SettingsTopic::removeMany}) {
+         {BREVANT_SETTINGS_GET, BREVANT_SETTINGS_SET, BREVANT_SETTINGS_REMOVE, BREVANT_SETTINGS_GET_BATCH,
+          BREVANT_SETTINGS_SET_BATCH, BREVANT_SETTINGS_REMOVE_BATCH}) {
         const auto handler = [this, topic](const BusMessage& request) { return onRequest(request, topic); };
         if (!connection_.subscribe(std::u16string(topic), handler))
             throw HostError("the message bus refuses the settings manager's subscriptions");

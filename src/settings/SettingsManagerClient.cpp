@@ -6,11 +6,11 @@
 #include <string_view>
 #include <utility>
 
+#include <brevant/settings.h>
 #include <brevant/status.h>
 
 #include "logging/Log.h"
 #include "module/status/ModuleException.h"
-#include "module/status/ModuleStatus.h"
 #include "settings/SettingsManagerClientImpl.h"
 #include "settings/SettingsNotifications.h"
 #include "settings/SettingsProtocol.h"
@@ -24,6 +24,7 @@ using namespace SettingsProtocol;
 namespace {
 
 constexpr std::u16string_view logSource = u"SettingsManagerClient";
+constexpr std::u16string_view notRemoved = u"Settings Manager failed to remove property. Property Name: %ls";
 
 SettingsManager::ResultMap nothingDone(const std::vector<std::u16string>& names) {
     SettingsManager::ResultMap results;
@@ -153,89 +154,56 @@ SettingsManager::ResultMap SettingsManagerClient::setVolatileProperties(const Pr
 }
 
 bool SettingsManagerClient::getProperty(const std::u16string& name, double& value, Timeout timeout) {
-    std::u16string text;
-    return getProperty(name, text, timeout) && Impl::tryConvert(Ferrow::parseReal(text), value);
+    return impl_->getNumber(*this, name, value, timeout, Ferrow::parseReal);
 }
 
 bool SettingsManagerClient::getProperty(const std::u16string& name, uint32_t& value, Timeout timeout) {
-    std::u16string text;
-    return getProperty(name, text, timeout) && Impl::tryConvert(Ferrow::parseUnsigned32(text), value);
+    return impl_->getNumber(*this, name, value, timeout, Ferrow::parseUnsigned32);
 }
 
 bool SettingsManagerClient::getProperty(const std::u16string& name, uint64_t& value, Timeout timeout) {
-    std::u16string text;
-    return getProperty(name, text, timeout) && Impl::tryConvert(Ferrow::parseUnsigned64(text), value);
+    return impl_->getNumber(*this, name, value, timeout, Ferrow::parseUnsigned64);
 }
 
 bool SettingsManagerClient::getProperty(const std::u16string& name, UnsignedLong& value, Timeout timeout) {
-    std::u16string text;
-    return getProperty(name, text, timeout) && Impl::tryConvert(Ferrow::parseUnsigned32(text), value);
+    return impl_->getNumber(*this, name, value, timeout, Ferrow::parseUnsigned32);
 }
 
 bool SettingsManagerClient::getProperty(const std::u16string& name, int64_t& value, Timeout timeout) {
-    std::u16string text;
-    return getProperty(name, text, timeout) && Impl::tryConvert(Ferrow::parseSigned64(text), value);
+    return impl_->getNumber(*this, name, value, timeout, Ferrow::parseSigned64);
 }
 
 bool SettingsManagerClient::getProperty(const std::u16string& name, int32_t& value, Timeout timeout) {
-    std::u16string text;
-    return getProperty(name, text, timeout) && Impl::tryConvert(Ferrow::parseSigned32(text), value);
+    return impl_->getNumber(*this, name, value, timeout, Ferrow::parseSigned32);
 }
 
 bool SettingsManagerClient::getProperty(const std::u16string& name, bool& value, Timeout timeout) {
-    std::u16string text;
-    return getProperty(name, text, timeout) && Impl::tryConvert(Ferrow::parseSigned32(text), value);
+    return impl_->getNumber(*this, name, value, timeout, Ferrow::parseSigned32);
 }
 
 bool SettingsManagerClient::getProperty(const std::u16string& name, std::u16string& value, Timeout timeout) {
-    constexpr std::u16string_view function = u"Tavix::SettingsManagerClient::getProperty";
-    std::shared_ptr<Reply> reply;
-    const uint32_t requested = impl_->request(getPropertyRequest, nameRequest(name), timeout, reply);
-    if (requested != MODULE_STATUS_SUCCESS) {
-        LOG_FORMATTED(ETWLogging::levelWarning, function,
-                      u"Failed to make get property request. Error code: %ls(%lu)",
-                      moduleStatusName(requested), requested);
-        return false;
-    }
+    constexpr Impl::Asker asker{u"Tavix::SettingsManagerClient::getProperty", u"get property"};
     JSONFormatter response;
-    return impl_->getSettingPropertyResponse(reply, response) &&
-           impl_->verifyPropertyName(response.view(), name) &&
-           impl_->getPropertyValue(response.view(), value);
+    return impl_->askAboutOne(asker, BREVANT_SETTINGS_GET, nameRequest(name), name, timeout, response) &&
+           Impl::getPropertyValue(response.view(), value);
 }
 
 SettingsManager::ResultMap SettingsManagerClient::getProperties(const std::vector<std::u16string>& names,
                                                                 ValueMap& values, Timeout timeout) {
-    constexpr std::u16string_view function = u"Tavix::SettingsManagerClient::getProperties";
+    constexpr Impl::Asker asker{u"Tavix::SettingsManagerClient::getProperties", u"get properties"};
     ResultMap results = nothingDone(names);
-    std::shared_ptr<Reply> reply;
-    const uint32_t requested =
-        impl_->request(getPropertiesRequest, namesRequest(names, false), timeout, reply);
-    if (requested != MODULE_STATUS_SUCCESS) {
-        LOG_FORMATTED(ETWLogging::levelWarning, function,
-                      u"Failed to make get properties request. Error code: %ls(%lu)",
-                      moduleStatusName(requested), requested);
-        return results;
-    }
     JSONFormatter response;
-    Impl::Responses responses;
-    if (!impl_->getSettingPropertyResponseList(reply, response) ||
-        !response.view().getObjectArray(responsesKey, responses))
+    std::vector<JSONView> items;
+    if (!impl_->askAboutMany(asker, BREVANT_SETTINGS_GET_BATCH, namesRequest(names, false), timeout,
+                             response) ||
+        !response.view().getObjectArray(BREVANT_SETTINGS_RESPONSES, items))
         return results;
-    for (const JSONView& item : responses) {
+    for (const JSONView& item : items) {
         std::u16string name, value;
-        if (!item.getString(nameKey, name)) {
-            LOG_MESSAGE(ETWLogging::levelWarning, function,
-                        u"Failed to read settings property response name.");
-            continue;
-        }
-        const auto result = results.find(name);
-        if (result == results.end()) {
-            LOG_FORMATTED(ETWLogging::levelWarning, function,
-                          u"Received an unexpected setting property. Name: %ls.", name);
-            continue;
-        }
-        if (impl_->getPropertyValue(item, value)) {
-            result->second = true;
+        bool* const result = Impl::resultOf(
+            item, asker.function, u"Received an unexpected setting property. Name: %ls.", results, name);
+        if (result && Impl::getPropertyValue(item, value)) {
+            *result = true;
             values[name] = std::move(value);
         }
     }
@@ -244,29 +212,18 @@ SettingsManager::ResultMap SettingsManagerClient::getProperties(const std::vecto
 
 bool SettingsManagerClient::getPropertiesByPrefix(const std::vector<std::u16string>& prefixes,
                                                   ValueMap& values, Timeout timeout) {
-    constexpr std::u16string_view function = u"Tavix::SettingsManagerClient::getPropertiesByPrefix";
-    std::shared_ptr<Reply> reply;
-    const uint32_t requested =
-        impl_->request(getPropertiesRequest, namesRequest(prefixes, true), timeout, reply);
-    if (requested != MODULE_STATUS_SUCCESS) {
-        LOG_FORMATTED(ETWLogging::levelWarning, function,
-                      u"Failed to make get properties request. Error code: %ls(%lu)",
-                      moduleStatusName(requested), requested);
-        return false;
-    }
+    constexpr Impl::Asker asker{u"Tavix::SettingsManagerClient::getPropertiesByPrefix", u"get properties"};
     JSONFormatter response;
-    Impl::Responses responses;
-    if (!impl_->getSettingPropertyResponseList(reply, response) ||
-        !response.view().getObjectArray(responsesKey, responses))
+    std::vector<JSONView> items;
+    if (!impl_->askAboutMany(asker, BREVANT_SETTINGS_GET_BATCH, namesRequest(prefixes, true), timeout,
+                             response) ||
+        !response.view().getObjectArray(BREVANT_SETTINGS_RESPONSES, items))
         return false;
-    for (const JSONView& item : responses) {
+    for (const JSONView& item : items) {
         std::u16string name, value;
-        if (!item.getString(nameKey, name)) {
-            LOG_MESSAGE(ETWLogging::levelWarning, function,
-                        u"Failed to read settings property response name. Skipping");
-            continue;
-        }
-        if (impl_->getPropertyValue(item, value))
+        if (Impl::readName(item, asker.function, name,
+                           u"Failed to read settings property response name. Skipping") &&
+            Impl::getPropertyValue(item, value))
             values[name] = std::move(value);
     }
     return true;
@@ -278,78 +235,45 @@ bool SettingsManagerClient::getPropertiesByPrefix(const std::u16string& prefix, 
 }
 
 bool SettingsManagerClient::removeProperty(const std::u16string& name, Timeout timeout) {
-    constexpr std::u16string_view function = u"Tavix::SettingsManagerClient::removeProperty";
-    std::shared_ptr<Reply> reply;
-    const uint32_t requested = impl_->request(removePropertyRequest, nameRequest(name), timeout, reply);
-    if (requested != MODULE_STATUS_SUCCESS) {
-        LOG_FORMATTED(ETWLogging::levelWarning, function,
-                      u"Failed to make remove property request. Error code: %ls(%lu)",
-                      moduleStatusName(requested), requested);
-        return false;
-    }
+    constexpr Impl::Asker asker{u"Tavix::SettingsManagerClient::removeProperty", u"remove property"};
     JSONFormatter response;
-    if (!impl_->getSettingPropertyResponse(reply, response) ||
-        !impl_->verifyPropertyName(response.view(), name))
-        return false;
-    bool status = false;
-    if (!response.view().getBool(statusKey, status)) {
-        LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to read settings manager response status.");
-        return false;
-    }
-    if (!status)
-        LOG_MESSAGE(ETWLogging::levelWarning, function, u"Settings Manager failed to remove property.");
-    return status;
+    return impl_->askAboutOne(asker, BREVANT_SETTINGS_REMOVE, nameRequest(name), name, timeout, response) &&
+           Impl::confirmed(response.view(), asker.function, u"Settings Manager failed to remove property.");
 }
 
 SettingsManager::ResultMap SettingsManagerClient::removeProperties(const std::vector<std::u16string>& names,
                                                                    Timeout timeout) {
-    constexpr std::u16string_view function = u"Tavix::SettingsManagerClient::removeProperties";
+    constexpr Impl::Asker asker{u"Tavix::SettingsManagerClient::removeProperties", u"remove properties"};
     ResultMap results = nothingDone(names);
     JSONFormatter response;
-    Impl::Responses responses;
-    if (!impl_->requestRemoval(names, false, timeout, function,
-                               u"Failed to make remove properties request. Error code: %ls(%lu)", response,
-                               responses))
+    std::vector<JSONView> items;
+    if (!impl_->requestRemoval(asker, names, false, timeout, response, items))
         return results;
-    for (const JSONView& item : responses) {
+    for (const JSONView& item : items) {
         std::u16string name;
-        if (!item.getString(nameKey, name)) {
-            LOG_MESSAGE(ETWLogging::levelWarning, function,
-                        u"Failed to read settings property response name.");
-            continue;
-        }
-        const auto result = results.find(name);
-        if (result == results.end()) {
-            LOG_FORMATTED(ETWLogging::levelWarning, function,
-                          u"Received unexpected setting property. Name: %ls.", name);
-            continue;
-        }
+        bool* const result = Impl::resultOf(
+            item, asker.function, u"Received unexpected setting property. Name: %ls.", results, name);
         bool status = false;
-        if (Impl::readRemoval(item, name, function, status) && status)
-            result->second = true;
+        if (result && Impl::readStatus(item, name, asker.function, notRemoved, status))
+            *result = *result || status;
     }
     return results;
 }
 
 SettingsManager::ResultMap SettingsManagerClient::removePropertiesByPrefix(
     const std::vector<std::u16string>& prefixes, Timeout timeout) {
-    constexpr std::u16string_view function = u"Tavix::SettingsManagerClient::removePropertiesByPrefix";
+    constexpr Impl::Asker asker{u"Tavix::SettingsManagerClient::removePropertiesByPrefix",
+                                u"remove properties by prefix"};
     ResultMap results = nothingDone(prefixes);
     JSONFormatter response;
-    Impl::Responses responses;
-    if (!impl_->requestRemoval(prefixes, true, timeout, function,
-                               u"Failed to make remove properties by prefix request. Error code: %ls(%lu)",
-                               response, responses))
+    std::vector<JSONView> items;
+    if (!impl_->requestRemoval(asker, prefixes, true, timeout, response, items))
         return results;
-    for (const JSONView& item : responses) {
+    for (const JSONView& item : items) {
         std::u16string name;
-        if (!item.getString(nameKey, name)) {
-            LOG_MESSAGE(ETWLogging::levelWarning, function,
-                        u"Failed to read settings property response name.");
-            continue;
-        }
         bool status = false;
-        if (Impl::readRemoval(item, name, function, status))
+        if (Impl::readName(item, asker.function, name) &&
+            Impl::readStatus(item, name, asker.function, notRemoved, status))
             results[name] = status;
     }
     return results;
@@ -362,42 +286,45 @@ bool SettingsManagerClient::removePropertiesByPrefix(const std::u16string& prefi
 }
 
 bool SettingsManagerClient::registerPropertySetCallback(const std::u16string& name, NameCallback callback) {
-    return succeeded(
-        impl_->bus().subscribe(propertySet, SettingsNotifications::forBroadcast(name, std::move(callback))));
+    return succeeded(impl_->bus().subscribe(BREVANT_SETTINGS_WAS_SET,
+                                            SettingsNotifications::forBroadcast(name, std::move(callback))));
 }
 
 bool SettingsManagerClient::registerPropertySetCallback(NameCallback callback) {
     return succeeded(impl_->bus().subscribe(
-        propertySet, SettingsNotifications::forBroadcast(std::nullopt, std::move(callback))));
+        BREVANT_SETTINGS_WAS_SET, SettingsNotifications::forBroadcast(std::nullopt, std::move(callback))));
 }
 
 bool SettingsManagerClient::subscribeSet(ValueCallback callback, const std::u16string& name) {
-    return succeeded(impl_->bus().subscribeFilter(notifyPattern(notifySetPrefix, name),
+    return succeeded(impl_->bus().subscribeFilter(notifyPattern(BREVANT_SETTINGS_NOTIFY_SET, name),
                                                   SettingsNotifications::forSet(std::move(callback))));
 }
 
 bool SettingsManagerClient::unsubscribeSet(const std::u16string& name) {
-    return name.empty() || succeeded(impl_->bus().unsubscribe(notifyPattern(notifySetPrefix, name)));
+    return name.empty() ||
+           succeeded(impl_->bus().unsubscribe(notifyPattern(BREVANT_SETTINGS_NOTIFY_SET, name)));
 }
 
 bool SettingsManagerClient::subscribeDelete(NameCallback callback, const std::u16string& name) {
-    return succeeded(impl_->bus().subscribeFilter(notifyPattern(notifyDeletePrefix, name),
+    return succeeded(impl_->bus().subscribeFilter(notifyPattern(BREVANT_SETTINGS_NOTIFY_DELETE, name),
                                                   SettingsNotifications::forDelete(std::move(callback))));
 }
 
 bool SettingsManagerClient::unsubscribeDelete(const std::u16string& name) {
-    return name.empty() || succeeded(impl_->bus().unsubscribe(notifyPattern(notifyDeletePrefix, name)));
+    return name.empty() ||
+           succeeded(impl_->bus().unsubscribe(notifyPattern(BREVANT_SETTINGS_NOTIFY_DELETE, name)));
 }
 
 bool SettingsManagerClient::registerPropertyRemovedCallback(const std::u16string& name,
                                                             NameCallback callback) {
-    return succeeded(impl_->bus().subscribe(propertyRemoved,
+    return succeeded(impl_->bus().subscribe(BREVANT_SETTINGS_WAS_REMOVED,
                                             SettingsNotifications::forBroadcast(name, std::move(callback))));
 }
 
 bool SettingsManagerClient::registerPropertyRemovedCallback(NameCallback callback) {
-    return succeeded(impl_->bus().subscribe(
-        propertyRemoved, SettingsNotifications::forBroadcast(std::nullopt, std::move(callback))));
+    return succeeded(
+        impl_->bus().subscribe(BREVANT_SETTINGS_WAS_REMOVED,
+                               SettingsNotifications::forBroadcast(std::nullopt, std::move(callback))));
 }
 
 }  // namespace Tavix

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include <brevant/settings.h>
 #include <brevant/status.h>
 
 #include "logging/Log.h"
@@ -14,38 +15,8 @@ namespace {
 
 constexpr std::u16string_view logSource = u"SettingsManagerClient";
 
-}  // namespace
-
-using namespace SettingsProtocol;
-
-SettingsManagerClient::Impl::Impl(std::shared_ptr<MessageBusClient> bus)
-    : bus_(bus ? std::move(bus) : std::make_shared<MessageBusClient>()) {}
-
-uint32_t SettingsManagerClient::Impl::request(const char16_t* topic, std::u16string payload, Timeout timeout,
-                                              std::shared_ptr<Reply>& reply) {
-    const std::shared_ptr<Message> message = makeMessage(topic, senderName, std::move(payload));
-    if (!message)
-        return MODULE_STATUS_NO_MEMORY;
-    const uint32_t status = bus_->request(message, reply, timeout);
-    if (status == MODULE_STATUS_SUCCESS && reply)
-        reply->wait();
-    return status;
-}
-
-bool SettingsManagerClient::Impl::getSettingPropertyResponse(const std::shared_ptr<Reply>& reply,
-                                                             JSONFormatter& response) {
-    return readReply(reply, response, u"Tavix::SettingsManagerClient::Impl::getSettingPropertyResponse",
-                     u"Property request");
-}
-
-bool SettingsManagerClient::Impl::getSettingPropertyResponseList(const std::shared_ptr<Reply>& reply,
-                                                                 JSONFormatter& response) {
-    return readReply(reply, response, u"Tavix::SettingsManagerClient::Impl::getSettingPropertyResponseList",
-                     u"Property list request");
-}
-
-bool SettingsManagerClient::Impl::readReply(const std::shared_ptr<Reply>& reply, JSONFormatter& response,
-                                            std::u16string_view function, std::u16string_view what) {
+bool readReply(const std::shared_ptr<Reply>& reply, JSONFormatter& response, std::u16string_view function,
+               std::u16string_view what) {
     switch (reply ? reply->getState() : ReplyState::pending) {
         case ReplyState::timedOut:
             LOG_FORMATTED(ETWLogging::levelWarning, function, u"%ls timed out. Returning.", what);
@@ -69,11 +40,61 @@ bool SettingsManagerClient::Impl::readReply(const std::shared_ptr<Reply>& reply,
     return false;
 }
 
+}  // namespace
+
+using namespace SettingsProtocol;
+
+SettingsManagerClient::Impl::Impl(std::shared_ptr<MessageBusClient> bus)
+    : bus_(bus ? std::move(bus) : std::make_shared<MessageBusClient>()) {}
+
+bool SettingsManagerClient::Impl::request(const Asker& asker, const char16_t* topic, std::u16string payload,
+                                          Timeout timeout, std::shared_ptr<Reply>& reply) {
+    const std::shared_ptr<Message> message = makeMessage(topic, u"SettingsManagerClient", std::move(payload));
+    const uint32_t status = message ? bus_->request(message, reply, timeout) : MODULE_STATUS_NO_MEMORY;
+    if (status != MODULE_STATUS_SUCCESS) {
+        LOG_FORMATTED(ETWLogging::levelWarning, asker.function,
+                      u"Failed to make %ls request. Error code: %ls(%lu)", asker.what,
+                      moduleStatusName(status), status);
+        return false;
+    }
+    if (reply)
+        reply->wait();
+    return true;
+}
+
+bool SettingsManagerClient::Impl::askAboutOne(const Asker& asker, const char16_t* topic,
+                                              std::u16string payload, const std::u16string& name,
+                                              Timeout timeout, JSONFormatter& response) {
+    std::shared_ptr<Reply> reply;
+    return request(asker, topic, std::move(payload), timeout, reply) &&
+           getSettingPropertyResponse(reply, response) && verifyPropertyName(response.view(), name);
+}
+
+bool SettingsManagerClient::Impl::askAboutMany(const Asker& asker, const char16_t* topic,
+                                               std::u16string payload, Timeout timeout,
+                                               JSONFormatter& response) {
+    std::shared_ptr<Reply> reply;
+    return request(asker, topic, std::move(payload), timeout, reply) &&
+           getSettingPropertyResponseList(reply, response);
+}
+
+bool SettingsManagerClient::Impl::getSettingPropertyResponse(const std::shared_ptr<Reply>& reply,
+                                                             JSONFormatter& response) {
+    return readReply(reply, response, u"Tavix::SettingsManagerClient::Impl::getSettingPropertyResponse",
+                     u"Property request");
+}
+
+bool SettingsManagerClient::Impl::getSettingPropertyResponseList(const std::shared_ptr<Reply>& reply,
+                                                                 JSONFormatter& response) {
+    return readReply(reply, response, u"Tavix::SettingsManagerClient::Impl::getSettingPropertyResponseList",
+                     u"Property list request");
+}
+
 bool SettingsManagerClient::Impl::verifyPropertyName(const JSONView& response,
                                                      const std::u16string& expected) {
     constexpr std::u16string_view function = u"Tavix::SettingsManagerClient::Impl::verifyPropertyName";
     std::u16string name;
-    if (!response.getString(nameKey, name)) {
+    if (!response.getString(BREVANT_SETTINGS_NAME, name)) {
         LOG_MESSAGE(ETWLogging::levelWarning, function,
                     u"Failed to read settings manager response property name.");
         return false;
@@ -90,56 +111,42 @@ bool SettingsManagerClient::Impl::verifyPropertyName(const JSONView& response,
 bool SettingsManagerClient::Impl::getPropertyValue(const JSONView& response, std::u16string& value) {
     constexpr std::u16string_view function = u"Tavix::SettingsManagerClient::Impl::getPropertyValue";
     bool status = false;
-    if (!response.getBool(statusKey, status)) {
+    if (!response.getBool(BREVANT_SETTINGS_STATUS, status)) {
         LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to read settings manager response status.");
         return false;
     }
     if (!status)
         return false;
-    if (!response.getString(valueKey, value)) {
+    if (!response.getString(BREVANT_SETTINGS_VALUE, value)) {
         LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to read settings manager response value.");
         return false;
     }
     return true;
 }
 
+bool SettingsManagerClient::Impl::confirmed(const JSONView& response, std::u16string_view function,
+                                            std::u16string_view failure) {
+    bool status = false;
+    if (!response.getBool(BREVANT_SETTINGS_STATUS, status))
+        LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to read settings manager response status.");
+    else if (!status)
+        LOG_MESSAGE(ETWLogging::levelWarning, function, failure);
+    return status;
+}
+
 bool SettingsManagerClient::Impl::setProperty(const std::u16string& name, const std::u16string& value,
                                               bool isVolatile, Timeout timeout) {
-    constexpr std::u16string_view function = u"Tavix::SettingsManagerClient::Impl::setProperty";
-    std::shared_ptr<Reply> reply;
-    const uint32_t requested =
-        request(setPropertyRequest, setRequest(name, value, isVolatile), timeout, reply);
-    if (requested != MODULE_STATUS_SUCCESS) {
-        LOG_FORMATTED(ETWLogging::levelWarning, function,
-                      u"Failed to make set property request. Error code: %ls(%lu)",
-                      moduleStatusName(requested), requested);
-        return false;
-    }
+    constexpr Asker asker{u"Tavix::SettingsManagerClient::Impl::setProperty", u"set property"};
     JSONFormatter response;
-    if (!getSettingPropertyResponse(reply, response) || !verifyPropertyName(response.view(), name))
-        return false;
-    bool status = false;
-    if (!response.view().getBool(statusKey, status)) {
-        LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to read settings manager response status.");
-        return false;
-    }
-    if (!status)
-        LOG_MESSAGE(ETWLogging::levelWarning, function, u"Settings Manager failed to set property value.");
-    return status;
+    return askAboutOne(asker, BREVANT_SETTINGS_SET, setRequest(name, value, isVolatile), name, timeout,
+                       response) &&
+           confirmed(response.view(), asker.function, u"Settings Manager failed to set property value.");
 }
 
 bool SettingsManagerClient::Impl::sendSetPropertiesRequest(std::u16string payload, Timeout timeout,
                                                            JSONFormatter& response) {
-    constexpr std::u16string_view function = u"Tavix::SettingsManagerClient::Impl::sendSetPropertiesRequest";
-    std::shared_ptr<Reply> reply;
-    const uint32_t requested = request(setPropertiesRequest, std::move(payload), timeout, reply);
-    if (requested != MODULE_STATUS_SUCCESS) {
-        LOG_FORMATTED(ETWLogging::levelWarning, function,
-                      u"Failed to make set properties request. Error code: %ls(%lu)",
-                      moduleStatusName(requested), requested);
-        return false;
-    }
-    return getSettingPropertyResponseList(reply, response);
+    constexpr Asker asker{u"Tavix::SettingsManagerClient::Impl::sendSetPropertiesRequest", u"set properties"};
+    return askAboutMany(asker, BREVANT_SETTINGS_SET_BATCH, std::move(payload), timeout, response);
 }
 
 SettingsManager::ResultMap SettingsManagerClient::Impl::setProperties(const PropertyList& properties,
@@ -153,74 +160,78 @@ SettingsManager::ResultMap SettingsManagerClient::Impl::setProperties(const Prop
         LOG_MESSAGE(ETWLogging::levelError, function, u"Failed to set properties. Unable to make request.");
         return results;
     }
-    Responses responses;
-    if (!response.view().getObjectArray(responsesKey, responses)) {
+    std::vector<JSONView> items;
+    if (!response.view().getObjectArray(BREVANT_SETTINGS_RESPONSES, items)) {
         LOG_MESSAGE(ETWLogging::levelError, function,
                     u"Failed to set properties. Unable to parse responses.");
         return results;
     }
-    for (const JSONView& item : responses) {
+    for (const JSONView& item : items) {
         std::u16string name;
-        if (!item.getString(nameKey, name)) {
-            LOG_MESSAGE(ETWLogging::levelWarning, function,
-                        u"Failed to read settings property response name.");
-            continue;
-        }
-        const auto result = results.find(name);
-        if (result == results.end()) {
-            LOG_FORMATTED(ETWLogging::levelWarning, function,
-                          u"Received unexpected setting property response. Name: %ls.", name);
-            continue;
-        }
+        bool* const result = resultOf(
+            item, function, u"Received unexpected setting property response. Name: %ls.", results, name);
         bool status = false;
-        if (!item.getBool(statusKey, status))
-            LOG_FORMATTED(ETWLogging::levelWarning, function,
-                          u"Failed to read settings manager response status. Property Name: %ls", name);
-        else if (!status)
-            LOG_FORMATTED(ETWLogging::levelWarning, function,
-                          u"Settings Manager failed to set property value. Property Name: %ls", name);
-        else
-            result->second = true;
+        if (result &&
+            readStatus(item, name, function,
+                       u"Settings Manager failed to set property value. Property Name: %ls", status))
+            *result = *result || status;
     }
     return results;
 }
 
-bool SettingsManagerClient::Impl::requestRemoval(const std::vector<std::u16string>& names, bool arePrefixes,
-                                                 Timeout timeout, std::u16string_view function,
-                                                 std::u16string_view refusal, JSONFormatter& response,
-                                                 Responses& responses) {
+bool SettingsManagerClient::Impl::requestRemoval(const Asker& asker, const std::vector<std::u16string>& names,
+                                                 bool arePrefixes, Timeout timeout, JSONFormatter& response,
+                                                 std::vector<JSONView>& items) {
     std::shared_ptr<Reply> reply;
-    const uint32_t requested =
-        request(removePropertiesRequest, namesRequest(names, arePrefixes), timeout, reply);
-    if (requested != MODULE_STATUS_SUCCESS) {
-        LOG_FORMATTED(ETWLogging::levelWarning, function, refusal, moduleStatusName(requested), requested);
+    if (!request(asker, BREVANT_SETTINGS_REMOVE_BATCH, namesRequest(names, arePrefixes), timeout, reply))
         return false;
-    }
     if (!getSettingPropertyResponseList(reply, response)) {
-        LOG_FORMATTED(ETWLogging::levelWarning, function,
+        // The request itself succeeded.
+        constexpr uint32_t status = MODULE_STATUS_SUCCESS;
+        LOG_FORMATTED(ETWLogging::levelWarning, asker.function,
                       u"Failed to parse remove properties response. Error code: %ls(%lu)",
-                      moduleStatusName(requested), requested);
+                      moduleStatusName(status), status);
         return false;
     }
-    if (!response.view().getObjectArray(responsesKey, responses)) {
-        LOG_MESSAGE(ETWLogging::levelError, function,
+    if (!response.view().getObjectArray(BREVANT_SETTINGS_RESPONSES, items)) {
+        LOG_MESSAGE(ETWLogging::levelError, asker.function,
                     u"Failed to parse statuses from remove properties response.");
         return false;
     }
     return true;
 }
 
-bool SettingsManagerClient::Impl::readRemoval(const JSONView& item, const std::u16string& name,
-                                              std::u16string_view function, bool& status) {
-    if (!item.getBool(statusKey, status)) {
+bool SettingsManagerClient::Impl::readName(const JSONView& item, std::u16string_view function,
+                                           std::u16string& name, std::u16string_view nameless) {
+    if (item.getString(BREVANT_SETTINGS_NAME, name))
+        return true;
+    LOG_MESSAGE(ETWLogging::levelWarning, function, nameless);
+    return false;
+}
+
+bool SettingsManagerClient::Impl::readStatus(const JSONView& item, const std::u16string& name,
+                                             std::u16string_view function, std::u16string_view failure,
+                                             bool& status) {
+    if (!item.getBool(BREVANT_SETTINGS_STATUS, status)) {
         LOG_FORMATTED(ETWLogging::levelWarning, function,
                       u"Failed to read settings manager response status. Property Name: %ls", name);
         return false;
     }
     if (!status)
-        LOG_FORMATTED(ETWLogging::levelWarning, function,
-                      u"Settings Manager failed to remove property. Property Name: %ls", name);
+        LOG_FORMATTED(ETWLogging::levelWarning, function, failure, name);
     return true;
+}
+
+bool* SettingsManagerClient::Impl::resultOf(const JSONView& item, std::u16string_view function,
+                                            std::u16string_view unexpected, ResultMap& results,
+                                            std::u16string& name) {
+    if (!readName(item, function, name))
+        return nullptr;
+    const auto found = results.find(name);
+    if (found != results.end())
+        return &found->second;
+    LOG_FORMATTED(ETWLogging::levelWarning, function, unexpected, name);
+    return nullptr;
 }
 
 void SettingsManagerClient::Impl::logConversionFailure(Ferrow::NumberError error) {

@@ -3,9 +3,10 @@
 #include <string_view>
 #include <utility>
 
+#include <brevant/settings.h>
+
 #include "json/JSONFormatter.h"
 #include "logging/Log.h"
-#include "settings/SettingsProtocol.h"
 
 namespace Tavix::SettingsNotifications {
 
@@ -13,16 +14,13 @@ namespace {
 
 constexpr std::u16string_view logSource = u"SettingsManagerClient";
 
-using SettingsProtocol::nameKey;
-using SettingsProtocol::valueKey;
-
 bool readNotification(const Message& message, std::u16string_view function, JSONFormatter& json,
                       std::u16string& name) {
     if (!json.parse(message.payload())) {
         LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to parse setting property data.");
         return false;
     }
-    if (!json.view().getString(nameKey, name)) {
+    if (!json.view().getString(BREVANT_SETTINGS_NAME, name)) {
         LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to read setting property name.");
         return false;
     }
@@ -47,7 +45,7 @@ uint32_t onPropertyNotifySet(const Message& message, const SettingsManager::Valu
     std::u16string name, value;
     if (!readNotification(message, function, json, name))
         return MODULE_STATUS_DATA_ERROR;
-    if (!json.view().getString(valueKey, value)) {
+    if (!json.view().getString(BREVANT_SETTINGS_VALUE, value)) {
         LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to read setting value.");
         return MODULE_STATUS_DATA_ERROR;
     }

@@ -1,5 +1,7 @@
 #include "settings/SettingsProtocol.h"
 
+#include <brevant/settings.h>
+
 #include "json/JSONTextWriter.h"
 
 namespace Tavix::SettingsProtocol {
@@ -8,10 +10,10 @@ namespace {
 
 void writeName(JSONTextWriter& json, const std::u16string& name, bool isPrefix = false) {
     json.StartObject();
-    json.Key(nameKey);
+    json.Key(BREVANT_SETTINGS_NAME);
     json.String(name);
     if (isPrefix) {
-        json.Key(isPrefixKey);
+        json.Key(BREVANT_SETTINGS_IS_PREFIX);
         json.Bool(true);
     }
     json.EndObject();
@@ -20,11 +22,11 @@ void writeName(JSONTextWriter& json, const std::u16string& name, bool isPrefix =
 void writeProperty(JSONTextWriter& json, const std::u16string& name, const std::u16string& value,
                    bool isVolatile) {
     json.StartObject();
-    json.Key(nameKey);
+    json.Key(BREVANT_SETTINGS_NAME);
     json.String(name);
-    json.Key(valueKey);
+    json.Key(BREVANT_SETTINGS_VALUE);
     json.String(value);
-    json.Key(volatileKey);
+    json.Key(BREVANT_SETTINGS_VOLATILE);
     json.Bool(isVolatile);
     json.EndObject();
 }
@@ -35,7 +37,7 @@ std::u16string listRequest(const Elements& elements, Write write) {
     JSONTextSink sink;
     JSONTextWriter json(sink);
     json.StartObject();
-    json.Key(propertiesKey);
+    json.Key(BREVANT_SETTINGS_PROPERTIES);
     json.StartArray();
     for (const auto& element : elements)
         write(json, element);
