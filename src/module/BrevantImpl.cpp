@@ -42,11 +42,9 @@ BrevantImpl::BrevantImpl(std::shared_ptr<ViewerRegistrar> viewerRegistrar,
 BrevantImpl::~BrevantImpl() {
     gate_->close();
     deferred_.end();
-    decltype(userSessions_) sessions;
+    decltype(userSessions_) ending;  // destroyed outside the lock: their alerts may be on screen
     Platform::MutexLock lock(sessionsMutex_);
-    sessions.swap(userSessions_);
-    lock.unlock();
-    sessions.clear();
+    ending.swap(userSessions_);
 }
 
 uint32_t BrevantImpl::initialize() {
@@ -106,9 +104,11 @@ Tavix::MessageCallback BrevantImpl::lockingCallback(Handler handler) {
         if (!LockHolder::isCurrentThread())
             return (this->*handler)(*message);
         // A bus that delivers from inside a request of a session: the handler would wait for its own thread.
-        return deferred_.add([this, handler, message] { (this->*handler)(*message); })
-                   ? MODULE_STATUS_SUCCESS
-                   : MODULE_STATUS_UNSUCCESSFUL;
+        if (deferred_.add([this, handler, message] { (this->*handler)(*message); }))
+            return MODULE_STATUS_SUCCESS;
+        LOG_FORMATTED(ETWLogging::levelError, u"Vok::BrevantImpl::lockingCallback",
+                      u"Too many requests wait. Dropping %ls.", message->name());
+        return MODULE_STATUS_UNSUCCESSFUL;
     });
 }
 

@@ -12,37 +12,7 @@
 #include <brevant/module.h>
 #include <brevant/plugin.h>
 
-#if defined(_WIN32)
-#include <windows.h>
-#define MODULE_FILE "Brevant.dll"
-static void* openBeside(const char* program, const char* file) {
-    char path[4096];
-    const char* end = strrchr(program, '\\');
-    snprintf(path, sizeof path, "%.*s%s", end ? (int)(end - program + 1) : 0, program, file);
-    return (void*)LoadLibraryA(path);
-}
-static void* find(void* library, const char* name) {
-    return (void*)(uintptr_t)GetProcAddress((HMODULE)library, name);
-}
-static void closeLibrary(void* library) {
-    FreeLibrary((HMODULE)library);
-}
-#else
-#include <dlfcn.h>
-#define MODULE_FILE "libbrevant.so"
-static void* openBeside(const char* program, const char* file) {
-    char path[4096];
-    const char* end = strrchr(program, '/');
-    snprintf(path, sizeof path, "%.*s%s", end ? (int)(end - program + 1) : 0, program, file);
-    return dlopen(path, RTLD_NOW | RTLD_LOCAL);
-}
-static void* find(void* library, const char* name) {
-    return dlsym(library, name);
-}
-static void closeLibrary(void* library) {
-    dlclose(library);
-}
-#endif
+#include "Loader.h"
 
 static int failures;
 
@@ -218,12 +188,12 @@ int main(int count, char** arguments) {
         fprintf(stderr, "the libraries beside the program cannot be loaded\n");
         return 1;
     }
-    createModule = (BrevantModuleCreateObject)(uintptr_t)find(module, BREVANT_EXPORT_CREATE_OBJECT);
-    createBus = (BrevantCreateObject)(uintptr_t)find(busLibrary, BREVANT_EXPORT_CREATE_OBJECT);
-    check(((BrevantGetVersionNum)(uintptr_t)find(module, BREVANT_EXPORT_GET_VERSION_NUM))() ==
+    createModule = (BrevantModuleCreateObject)(uintptr_t)findFunction(module, BREVANT_EXPORT_CREATE_OBJECT);
+    createBus = (BrevantCreateObject)(uintptr_t)findFunction(busLibrary, BREVANT_EXPORT_CREATE_OBJECT);
+    check(((BrevantGetVersionNum)(uintptr_t)findFunction(module, BREVANT_EXPORT_GET_VERSION_NUM))() ==
               BREVANT_VERSION_NUMBER,
           "the version number is that of the header");
-    check(strcmp(((BrevantGetVersionStr)(uintptr_t)find(module, BREVANT_EXPORT_GET_VERSION_STR))(),
+    check(strcmp(((BrevantGetVersionStr)(uintptr_t)findFunction(module, BREVANT_EXPORT_GET_VERSION_STR))(),
                  BREVANT_VERSION_TEXT) == 0,
           "the version text is that of the header");
     bus = (const BrevantBusFunctions*)createBus(BREVANT_BUS_VERSION);
@@ -274,6 +244,7 @@ int main(int count, char** arguments) {
     bus->releaseHandle(moduleBus);
     bus->releaseHandle(peer);
     closeLibrary(module);
+    check(isLoaded(arguments[0], MODULE_FILE) == KEEPS_LIBRARY, "the library leaves the process");
     closeLibrary(busLibrary);
     if (failures == 0)
         puts("the whole road was seen");

@@ -7,41 +7,101 @@
 
 namespace Support {
 
-// Shows on the screen; a dismissal is announced as the viewer's process would.
 class ScreenViewer : public Vok::AlertViewer {
 public:
-    ScreenViewer(std::shared_ptr<Tavix::MessageBusClient> client, std::shared_ptr<Screen> screen);
-    bool show(const std::u16string& payload, const std::u16string& alertId,
-              const std::u16string& instanceId) override;
-    bool dismiss(const std::u16string& alertId, const std::u16string& instanceId) override;
+    ScreenViewer(std::shared_ptr<Tavix::MessageBusClient> client, std::shared_ptr<Screen> screen)
+        : AlertViewer(u"v", std::move(client)), screen_(std::move(screen)) {}
+    bool show(const std::u16string&, const std::u16string&, const std::u16string& instance) override {
+        return screen_->show(instance);
+    }
 
 private:
     const std::shared_ptr<Screen> screen_;
-    Tavix::MessageBusClient embeddedBus_;
 };
 
-class BrevantFixture : public SessionFixture {
-protected:
-    BrevantFixture();
-    ~BrevantFixture() override;
+class ScreenViewers : public AnyViewer {
+public:
+    ScreenViewers(const std::shared_ptr<Tavix::MessageBusClient>& client, std::shared_ptr<Screen> screen)
+        : AnyViewer(client), viewer_(std::make_shared<ScreenViewer>(client, std::move(screen))) {}
+    std::shared_ptr<Vok::AlertViewer> findViewer(const std::u16string&) const override {
+        if (whenSought)
+            whenSought();
+        return viewer_;
+    }
 
-    // A show request as the bus delivers it; the handler's status.
-    uint32_t showWith(const AlertWords& words, uint32_t session = 1);
-    uint32_t show(const std::u16string& instance, uint32_t session = 1);
-    uint32_t logoff(uint32_t session);
-    void takeIds(size_t count);
-    // The viewer's process reports that the alert of that instance has been dismissed.
-    void dismissedByUser(const std::u16string& instance);
-    bool published(const std::u16string& name);
-    size_t publishedCount();
-    std::set<uint32_t> createdSessions();
+    std::function<void()> whenSought;  // on the thread that queues an alert, which holds the session map
+
+private:
+    const std::shared_ptr<Vok::AlertViewer> viewer_;
+};
+
+class BrevantFixture : public SessionFixture, protected Vok::AlertSessionFactory {
+protected:
+    BrevantFixture() {
+        viewers = screenViewers;
+        global = std::make_shared<Vok::AlertGlobalSession>(viewers, plugins, dispatcher());
+        // Without ownership: the fixture outlives the module.
+        const std::shared_ptr<AlertSessionFactory> factory(std::shared_ptr<void>(), this);
+        module = std::make_unique<Vok::BrevantImpl>(viewers, plugins, factory, sessions.enumerator());
+        const auto manager = std::make_shared<Tavix::internal::ModuleManagerShim>(nullptr, nullptr);
+        module->baseInitialize(u"Brevant", u"", {}, manager, bus.makeClient());
+        module->initialize();
+    }
+
+    // Requests as the bus delivers them; the handler's status.
+    uint32_t request(const std::u16string& topic, const std::u16string& payload = u"") {
+        return bus.deliver(u"Brevant.Alert." + topic, payload);
+    }
+    uint32_t showWith(const AlertWords& words, uint32_t session) {
+        Vok::AlertInfo info = alertInfo(words);
+        info.sessionId = session;
+        return request(u"Show." + words.instance, info.toJson());
+    }
+    uint32_t show(const std::u16string& instance, uint32_t session = 1) {
+        return showWith({.instance = instance, .title = instance}, session);
+    }
+    uint32_t remove(const std::u16string& instance) { return request(u"Delete." + instance); }
+    uint32_t logoffWith(const std::u16string& payload) {
+        return bus.deliver(u"SystemMonitor.UserSession.Logoff", payload);
+    }
+    uint32_t logoff(uint32_t session) {
+        return logoffWith(u"{\"sessionId\":" + Ferrow::decimal(session) + u"}");
+    }
+    void takeIds(size_t count) {
+        for (size_t i = 0; i < count; ++i)
+            EXPECT_EQ(request(u"GetId"), MODULE_STATUS_SUCCESS);
+    }
+    void dismissedByUser(const std::u16string& instance) {
+        Tavix::MessageBusClient().publish(
+            Tavix::makeMessage(u"Brevant.Alert.id.Dismissed." + instance, u"viewer", u""));
+    }
+    void expectShownAndDismiss(const std::u16string& instance) {
+        EXPECT_EQ(screen->next(), instance);
+        dismissedByUser(instance);
+    }
+    std::u16string lastPublished() { return bus.published().back().name; }
+    void waitForLog(uint32_t level, const std::u16string& message, size_t count = 1) {
+        while (log.count(level, message) < count)
+            std::this_thread::yield();
+    }
 
     LogCapture log;
+    std::vector<uint32_t> createdSessions;
+    const std::shared_ptr<ScreenViewers> screenViewers = std::make_shared<ScreenViewers>(client, screen);
     std::unique_ptr<Vok::BrevantImpl> module;
 
 private:
-    class Factory;
-    std::shared_ptr<Factory> factory_;
+    std::shared_ptr<Vok::AlertUserSession> createUserSession(
+        uint32_t id, const std::shared_ptr<Vok::ViewerRegistrar>&,
+        const std::shared_ptr<Vok::PluginRegistrar>&,
+        const std::shared_ptr<Vok::AlertGlobalSession>&) override {
+        createdSessions.push_back(id);
+        return userSession(id);
+    }
+    std::shared_ptr<Vok::AlertGlobalSession> createGlobalSession(
+        const std::shared_ptr<Vok::ViewerRegistrar>&, const std::shared_ptr<Vok::PluginRegistrar>&) override {
+        return global;
+    }
 };
 
 }  // namespace Support

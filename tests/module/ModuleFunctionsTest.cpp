@@ -1,7 +1,9 @@
+#include <functional>
 #include <gtest/gtest.h>
-#include <stdexcept>
+#include <new>
 
 #include "bus/MessageBusClient.h"
+#include "logging/LoggingIdentity.h"
 #include "module/BaseModule.h"
 #include "module/ModuleFunctions.h"
 #include "module/ModuleHandle.h"
@@ -13,26 +15,20 @@ namespace {
 
 constexpr uint32_t initialized = 0x10, started = 0x11, stopped = 0x12, uninitialized = 0x13;
 
-class PlainModule : public Tavix::Module {
-public:
-    uint32_t initialize() override { return initialized; }
-    uint32_t start() override { return started; }
-    uint32_t stop() override { return stopped; }
-    uint32_t uninitialize() override { return uninitialized; }
+struct PlainModule : Tavix::Module {
+    uint32_t initialize() override { return result(initialized); }
+    uint32_t start() override { return result(started); }
+    uint32_t stop() override { return result(stopped); }
+    uint32_t uninitialize() override { return result(uninitialized); }
+    uint32_t result(uint32_t status) const { return throws ? throw std::bad_alloc() : status; }
+
+    bool throws = false;
 };
 
-class ThrowingModule : public Tavix::Module {
-public:
-    uint32_t initialize() override { throw std::runtime_error("initialize"); }
-    uint32_t start() override { throw 1; }
-    uint32_t stop() override { throw std::bad_alloc(); }
-    uint32_t uninitialize() override { throw std::runtime_error("uninitialize"); }
-};
-
-class RecordingModule : public Tavix::BaseModule {
-public:
+struct RecordingModule : Tavix::BaseModule {
+    using BaseModule::publish;
     uint32_t initialize() override {
-        calls += u"initialize ";
+        ++initializations;
         return subscribe(u"Topic", [this](const std::shared_ptr<Tavix::Message>& message) {
             received = message;
             return MODULE_STATUS_UNSUCCESSFUL;
@@ -40,85 +36,89 @@ public:
     }
     uint32_t baseInitialize(const std::u16string& name, const std::u16string& identifier,
                             const Tavix::ModuleProperties& given,
-                            std::shared_ptr<Tavix::internal::ModuleManagerShim> manager,
+                            std::shared_ptr<Tavix::internal::ModuleManagerShim> itsManager,
                             std::shared_ptr<Tavix::MessageBus> bus) override {
-        calls += u"baseInitialize ";
-        moduleManager = manager;
-        return fails ? MODULE_STATUS_DATA_ERROR
-                     : BaseModule::baseInitialize(name, identifier, given, manager, bus);
+        manager = losesManager ? nullptr : itsManager;
+        return BaseModule::baseInitialize(name, identifier, given, manager, losesBus ? nullptr : bus);
     }
 
-    bool fails = false;
-    std::u16string calls;
-    std::shared_ptr<Tavix::internal::ModuleManagerShim> moduleManager;
+    bool losesManager = false, losesBus = false;
+    int initializations = 0;
+    std::shared_ptr<Tavix::internal::ModuleManagerShim> manager;
     std::shared_ptr<Tavix::Message> received;
 };
 
 class ModuleFunctionsTest : public testing::Test {
 protected:
+    ~ModuleFunctionsTest() override {
+        EXPECT_EQ(table.DestroyModule(recorder), MODULE_STATUS_SUCCESS);
+        EXPECT_EQ(bus.subscriptionCount(), 0u);
+    }
     static ModuleHandle* handleOf(Tavix::Module* module) {
         return new ModuleHandle{[](Tavix::Module* owned) { delete owned; }, module};
     }
-    uint32_t initializeV2(ModuleHandle* handle) {
+    uint32_t initializeOver(ModuleHandle* handle, BrevantBusHandle busHandle) {
         return table.InitializeModuleV2(handle, u"Name", u"Identifier", 0, nullptr, nullptr, nullptr, nullptr,
-                                        bus.handle(), bus.functions());
+                                        busHandle, bus.functions());
     }
 
     const BrevantModuleFunctions& table = Tavix::moduleFunctions;
     FakeBus bus;
     LogCapture log;
+    RecordingModule* const module = new RecordingModule;
+    ModuleHandle* const recorder = handleOf(module);
+    const std::pair<const char16_t*, std::function<uint32_t(ModuleHandle*)>> entries[6] = {
+        {u"InitializeModule",
+         [&](auto* h) { return table.InitializeModule(h, u"", u"", 0, nullptr, nullptr, nullptr, nullptr); }},
+        {u"InitializeModuleV2", [&](auto* h) { return initializeOver(h, bus.handle()); }},
+        {u"StartModule", table.StartModule},
+        {u"StopModule", table.StopModule},
+        {u"UninitializeModule", table.UninitializeModule},
+        {u"DirectMessage",
+         [&](auto* h) { return table.DirectMessage(h, nullptr, nullptr, nullptr, nullptr); }},
+    };
 };
 
 TEST_F(ModuleFunctionsTest, RefuseAHandleThatIsNullOrWithoutAModule) {
-    ModuleHandle* empty = handleOf(nullptr);
-    std::vector<std::u16string> expected;
-    const auto refused = [&](const char16_t* function, uint32_t status) {
+    const auto expectRefused = [&](const char16_t* function, uint32_t status, const char16_t* reason) {
         EXPECT_EQ(status, MODULE_STATUS_INVALID_PARAMETER);
-        expected.emplace_back(function);
+        EXPECT_TRUE(log.has(4, reason) && log.records().back().function == function);
+        log.clear();
     };
-    for (ModuleHandle* handle : {static_cast<ModuleHandle*>(nullptr), empty}) {
-        refused(u"InitializeModule",
-                table.InitializeModule(handle, nullptr, nullptr, 1, nullptr, nullptr, nullptr, nullptr));
-        refused(u"StartModule", table.StartModule(handle));
-        refused(u"StopModule", table.StopModule(handle));
-        refused(u"UninitializeModule", table.UninitializeModule(handle));
-        refused(u"DirectMessage", table.DirectMessage(handle, nullptr, nullptr, nullptr, nullptr));
-        refused(u"InitializeModuleV2", initializeV2(handle));
+    ModuleHandle* empty = handleOf(nullptr);
+    for (const auto& [name, call] : entries) {
+        expectRefused(name, call(nullptr), u"Invalid handle.");
+        expectRefused(name, call(empty), u"Invalid handle.");
     }
-    refused(u"DestroyModule", table.DestroyModule(nullptr));
-    const auto records = log.records();
-    ASSERT_EQ(records.size(), expected.size());
-    for (size_t i = 0; i < records.size(); ++i) {
-        EXPECT_EQ(records[i].level, 4u);
-        EXPECT_EQ(records[i].message, u"Invalid handle.");
-        EXPECT_EQ(records[i].function, expected[i]);
-    }
+    expectRefused(u"DestroyModule", table.DestroyModule(nullptr), u"Invalid handle.");
     EXPECT_EQ(table.DestroyModule(empty), MODULE_STATUS_SUCCESS);
-
-    EXPECT_EQ(table.NewModule(nullptr, u"group"), MODULE_STATUS_INVALID_PARAMETER);
-    EXPECT_EQ(log.records().back().message, u"Invalid handle address.");
-    EXPECT_EQ(log.records().back().function, u"NewModule");
+    expectRefused(u"NewModule", table.NewModule(nullptr, u"group"), u"Invalid handle address.");
 }
 
 TEST_F(ModuleFunctionsTest, ForwardToTheModuleAndLetNoExceptionOut) {
-    ModuleHandle* plain = handleOf(new PlainModule);
+    auto* plain = new PlainModule;
+    ModuleHandle* handle = handleOf(plain);
     // A module that is no base module takes neither a bus nor messages.
-    EXPECT_EQ(table.InitializeModuleV2(plain, nullptr, nullptr, 1, nullptr, nullptr, nullptr, nullptr,
-                                       nullptr, nullptr),
-              initialized);
-    EXPECT_EQ(table.StartModule(plain), started);
-    EXPECT_EQ(table.DirectMessage(plain, nullptr, u"Topic", nullptr, nullptr), MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(table.StopModule(plain), stopped);
-    EXPECT_EQ(table.UninitializeModule(plain), uninitialized);
-    EXPECT_EQ(table.DestroyModule(plain), MODULE_STATUS_SUCCESS);
-
-    ModuleHandle* throwing = handleOf(new ThrowingModule);
-    EXPECT_EQ(initializeV2(throwing), MODULE_STATUS_UNKNOWN_EXCEPTION);
-    EXPECT_EQ(table.StartModule(throwing), MODULE_STATUS_UNKNOWN_EXCEPTION);
-    EXPECT_EQ(table.StopModule(throwing), MODULE_STATUS_UNKNOWN_EXCEPTION);
-    EXPECT_EQ(table.UninitializeModule(throwing), MODULE_STATUS_UNKNOWN_EXCEPTION);
+    const uint32_t results[] = {initialized, initialized, started, stopped, uninitialized, 0};
+    for (const bool throws : {false, true}) {
+        plain->throws = throws;
+        for (size_t i = 0; i < std::size(entries); ++i)
+            EXPECT_EQ(entries[i].second(handle),
+                      throws && results[i] ? MODULE_STATUS_UNKNOWN_EXCEPTION : results[i]);
+    }
+    EXPECT_EQ(table.DestroyModule(handle), MODULE_STATUS_SUCCESS);
     EXPECT_TRUE(log.records().empty());
-    EXPECT_EQ(table.DestroyModule(throwing), MODULE_STATUS_SUCCESS);
+}
+
+TEST_F(ModuleFunctionsTest, NewModuleSetsTheLogGroupWhenOneIsGiven) {
+    const std::pair<const char16_t*, const char16_t*> cases[] = {
+        {u"first", u"first"}, {u"second", u"second"}, {nullptr, u"second"}, {u"", u"second"}};
+    for (const auto& [given, group] : cases) {
+        ModuleHandle* handle = nullptr;
+        EXPECT_EQ(table.NewModule(&handle, given), MODULE_STATUS_SUCCESS);
+        EXPECT_EQ(table.DestroyModule(handle), MODULE_STATUS_SUCCESS);
+        EXPECT_EQ(ETWLogging::loggingIdentity().group, group);
+    }
 }
 
 uint32_t hostFunction(void* context, void* argument, uint32_t reserved) {
@@ -126,113 +126,62 @@ uint32_t hostFunction(void* context, void* argument, uint32_t reserved) {
     return *static_cast<uint32_t*>(context) + *static_cast<uint32_t*>(argument);
 }
 
-TEST_F(ModuleFunctionsTest, HandTheHostsTextsPropertiesAndModuleManagerToTheModule) {
-    auto* module = new RecordingModule;
-    ModuleHandle* handle = handleOf(module);
+TEST_F(ModuleFunctionsTest, HandWhatTheHostGivesToTheModule) {
     const char16_t* keys[] = {u"a", u"b", u"a", nullptr};
     const char16_t* values[] = {u"first", nullptr, u"second", u"of the empty key"};
     uint32_t context = 40, argument = 2;
-    EXPECT_EQ(table.InitializeModuleV2(handle, nullptr, u"Identifier", 4, keys, values, &context,
-                                       hostFunction, bus.handle(), bus.functions()),
-              MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(module->calls, u"baseInitialize initialize ");
+    const auto initializeWith = [&](const char16_t** k, const char16_t** v) {
+        return table.InitializeModuleV2(recorder, nullptr, u"Identifier", 4, k, v, &context, hostFunction,
+                                        bus.handle(), bus.functions());
+    };
+    EXPECT_EQ(initializeWith(keys, nullptr), MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(initializeWith(nullptr, values), MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(initializeWith(keys, values), MODULE_STATUS_SUCCESS);
     EXPECT_EQ(module->moduleName(), u"");
     EXPECT_EQ(module->moduleIdentifier(), u"Identifier");
     EXPECT_EQ(module->properties(),
               (Tavix::ModuleProperties{{u"a", u"first"}, {u"b", u""}, {u"", u"of the empty key"}}));
-    EXPECT_EQ(module->moduleManager->call(&argument), 42u);
-    EXPECT_NE(module->container()->resolve<Tavix::MessageBus>(), nullptr);
+    EXPECT_EQ(module->manager->call(&argument), 42u);
+    const auto registered = [&] { return module->container()->resolve<Tavix::MessageBus>(); };
+    const auto firstBus = registered();
+    EXPECT_NE(firstBus, nullptr);
+    EXPECT_EQ(module->container()->resolve<Tavix::MessageBus>(u"other"), nullptr);
 
-    for (const auto& [k, v] : {std::pair(keys, static_cast<const char16_t**>(nullptr)),
-                               std::pair(static_cast<const char16_t**>(nullptr), values)})
-        EXPECT_EQ(table.InitializeModuleV2(handle, u"", u"", 1, k, v, nullptr, nullptr, bus.handle(),
-                                           bus.functions()),
-                  MODULE_STATUS_INVALID_PARAMETER);
-    EXPECT_EQ(initializeV2(handle), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(initializeOver(recorder, bus.handle()), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(module->moduleName(), u"Name");
     EXPECT_TRUE(module->properties().empty());
-    EXPECT_EQ(module->moduleManager->call(&argument), MODULE_STATUS_NOT_SUPPORTED);
-    EXPECT_EQ(table.DestroyModule(handle), MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(bus.subscriptionCount(), 0u);
-}
+    EXPECT_EQ(module->manager->call(&argument), MODULE_STATUS_NOT_SUPPORTED);
+    EXPECT_NE(registered(), firstBus);
+    EXPECT_EQ(module->initializations, 2);
 
-TEST_F(ModuleFunctionsTest, ReportABaseThatCannotBeInitialised) {
-    auto* module = new RecordingModule;
-    ModuleHandle* handle = handleOf(module);
-    EXPECT_EQ(table.InitializeModuleV2(handle, u"", u"", 0, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                       bus.functions()),
-              MODULE_STATUS_UNKNOWN_EXCEPTION);
-    EXPECT_EQ(table.InitializeModuleV2(handle, u"", u"", 0, nullptr, nullptr, nullptr, nullptr, bus.handle(),
-                                       nullptr),
-              MODULE_STATUS_UNKNOWN_EXCEPTION);
-    EXPECT_EQ(module->calls, u"");
-    module->fails = true;
-    EXPECT_EQ(initializeV2(handle), MODULE_STATUS_DATA_ERROR);
-    EXPECT_EQ(module->calls, u"baseInitialize ");
-    EXPECT_EQ(log.records().back().message, u"Failed to initialize base module. Error code 2147483654.");
-    EXPECT_EQ(log.records().back().function,
-              u"InitializeModuleV2::<lambda_2dcfad368efacf21c1f4d353aa5da521>::operator ()");
-    EXPECT_EQ(table.DestroyModule(handle), MODULE_STATUS_SUCCESS);
-}
-
-TEST_F(ModuleFunctionsTest, DeliverADirectMessageToItsSubscriptionOnTheCallingThread) {
-    auto* module = new RecordingModule;
-    ModuleHandle* handle = handleOf(module);
-    EXPECT_EQ(table.DirectMessage(handle, nullptr, u"Topic", nullptr, nullptr), MODULE_STATUS_INVALID_STATE);
-    EXPECT_TRUE(log.has(4, u"Failed to process direct message. Invalid message bus client."));
-
-    EXPECT_EQ(initializeV2(handle), MODULE_STATUS_SUCCESS);
     MessageHeader header{};
     header.version = 1;
     header.totalSize = 100;
-    header.requestCookie = 7;
-    EXPECT_EQ(table.DirectMessage(handle, &header, u"Topic", u"me", u"payload"), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(table.DirectMessage(recorder, &header, u"Topic", u"me", u"text"), MODULE_STATUS_SUCCESS);
     ASSERT_NE(module->received, nullptr);
-    EXPECT_EQ(module->received->sender(), u"me");
-    EXPECT_EQ(module->received->payload(), u"payload");
+    EXPECT_EQ(module->received->sender() + module->received->payload(), u"metext");
     // The header is packed: its fields are copied before they are bound to a reference.
-    const MessageHeader& received = *module->received->header();
-    EXPECT_EQ(+received.version, BREVANT_MESSAGE_VERSION);
-    EXPECT_EQ(+received.totalSize, 108u);
-    EXPECT_EQ(+received.requestCookie, 7u);
-    module->received = nullptr;
-    EXPECT_EQ(table.DirectMessage(handle, nullptr, u"Topi", nullptr, nullptr), MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(table.DirectMessage(handle, nullptr, nullptr, nullptr, nullptr), MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(module->received, nullptr);
-    EXPECT_EQ(table.DestroyModule(handle), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(+module->received->header()->totalSize, 108u);
 }
 
-TEST(BaseModuleTest, IsBoundOnlyToAModuleManagerAndABus) {
-    FakeBus bus;
-    LogCapture log;
-    auto container = std::make_shared<Ferrow::IOCContainer>();
-    class Bare : public Tavix::BaseModule {
-    public:
-        using BaseModule::BaseModule;
-        using BaseModule::publish;
+TEST_F(ModuleFunctionsTest, ReportABaseThatCannotBeInitialisedAndThatHasNoBus) {
+    EXPECT_EQ(initializeOver(recorder, nullptr), MODULE_STATUS_UNKNOWN_EXCEPTION);
+    const auto expectFailure = [&](size_t entry, const char16_t* reason, const char16_t* function) {
+        EXPECT_EQ(entries[entry].second(recorder), MODULE_STATUS_INVALID_PARAMETER);
+        EXPECT_TRUE(log.has(4, reason));
+        EXPECT_EQ(log.records().back().message, u"Failed to initialize base module. Error code 2147483656.");
+        EXPECT_EQ(log.records().back().function, function);
     };
-    Bare module(container);
-    EXPECT_EQ(module.baseInitialize(u"Name", u"", {}, nullptr, bus.makeClient()),
-              MODULE_STATUS_INVALID_PARAMETER);
-    EXPECT_TRUE(log.has(4, u"Invalid module manager object passed to base initialize."));
-    EXPECT_EQ(module.moduleName(), u"Name");
-    const auto manager = std::make_shared<Tavix::internal::ModuleManagerShim>(nullptr, nullptr);
-    EXPECT_EQ(module.baseInitialize(u"", u"", {}, manager, nullptr), MODULE_STATUS_INVALID_PARAMETER);
-    EXPECT_TRUE(log.has(4, u"Invalid message bus object passed to base initialize."));
-    const auto message = Tavix::makeMessage(u"Name", u"", u"");
-    EXPECT_EQ(module.publish(message), MODULE_STATUS_INVALID_STATE);
-    EXPECT_EQ(container->resolve<Tavix::MessageBus>(), nullptr);
-
-    for (int i = 0; i < 2; ++i) {
-        const std::shared_ptr<Tavix::MessageBus> client = bus.makeClient();
-        EXPECT_EQ(module.baseInitialize(u"", u"", {}, manager, client), MODULE_STATUS_SUCCESS);
-        EXPECT_EQ(container->resolve<Tavix::MessageBus>(), client);
-    }
-    EXPECT_EQ(container->resolve<Tavix::MessageBus>(u"Unnamed registration"),
-              container->resolve<Tavix::MessageBus>());
-    EXPECT_EQ(container->resolve<Tavix::MessageBus>(u"other"), nullptr);
-    EXPECT_EQ(container->resolve<Tavix::Module>(), nullptr);
-    EXPECT_EQ(module.publish(message), MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(bus.published().size(), 1u);
+    module->losesBus = true;
+    expectFailure(0, u"Invalid message bus object passed to base initialize.",
+                  u"InitializeModule::<lambda_567a2fd9a9bf1416732cf3aaf10fa79b>::operator ()");
+    module->losesManager = true;
+    expectFailure(1, u"Invalid module manager object passed to base initialize.",
+                  u"InitializeModuleV2::<lambda_2dcfad368efacf21c1f4d353aa5da521>::operator ()");
+    EXPECT_EQ(module->initializations, 0);
+    EXPECT_EQ(module->publish(Tavix::makeMessage(u"Name", u"", u"")), MODULE_STATUS_INVALID_STATE);
+    EXPECT_EQ(entries[5].second(recorder), MODULE_STATUS_INVALID_STATE);
+    EXPECT_TRUE(log.has(4, u"Failed to process direct message. Invalid message bus client."));
 }
 
 }  // namespace
