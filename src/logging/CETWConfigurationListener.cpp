@@ -74,7 +74,7 @@ constinit Platform::ProcessWide<ProcessConfiguration> configuration;
 
 }  // namespace
 
-void acquireConfigurationListener() {
+void acquireConfigurationListener() noexcept {
     try {
         configuration.get().acquire();
     } catch (...) {
@@ -82,7 +82,7 @@ void acquireConfigurationListener() {
     }
 }
 
-void releaseConfigurationListener() {
+void releaseConfigurationListener() noexcept {
     try {
         configuration.get().release();
     } catch (...) {

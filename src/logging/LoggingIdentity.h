@@ -22,7 +22,7 @@ LoggingIdentity loggingIdentity();
 
 // The configuration listener runs while at least one module holds it: the first acquire starts it, the last
 // release ends it and waits for its thread.
-void acquireConfigurationListener();
-void releaseConfigurationListener();
+void acquireConfigurationListener() noexcept;
+void releaseConfigurationListener() noexcept;
 
 }  // namespace ETWLogging

@@ -40,12 +40,7 @@ uint32_t withModule(ModuleHandle* handle, std::u16string_view function, Work&& w
 
 void joinLibrary() {
     Platform::LibraryUse::enter();
-    try {
-        ETWLogging::acquireConfigurationListener();
-    } catch (...) {
-        Platform::LibraryUse::leave();
-        throw;
-    }
+    ETWLogging::acquireConfigurationListener();
 }
 
 // The host may free the library when this returns for the last module.
