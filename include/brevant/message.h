@@ -1,4 +1,7 @@
-/* The fixed header that travels with every bus message. */
+/*
+ * The fixed header that travels with every bus message. It belongs to who passes it; who receives it copies
+ * what it keeps.
+ */
 #ifndef BREVANT_MESSAGE_H
 #define BREVANT_MESSAGE_H
 
@@ -31,17 +34,17 @@ enum {
 typedef struct MessageHeader {
     uint16_t headerKind; /* 1; not interpreted by the broker */
     uint32_t totalSize;  /* bytes of header, name, sender and payload, each text with its terminating zero */
-    uint32_t flags;
-    uint16_t version;
+    uint32_t flags;      /* the bits above */
+    uint16_t version;    /* 2; 1 for the older layout */
     uint8_t requestIdentity[24];  /* opaque, on requests */
     uint8_t inReplyTo[24];        /* on replies: the request's requestIdentity */
     uint8_t replyRoute[12];       /* opaque, on requests */
     uint8_t replyDestination[12]; /* on replies: the request's replyRoute */
     uint64_t requestCookie;       /* opaque, on requests */
     uint64_t replyCookie;         /* on replies: the request's requestCookie; 0 in a broadcast copy */
-    uint16_t extensionTag;        /* from here on in version 2 only */
-    uint16_t extensionLength;
-    uint32_t sessionId; /* user session that the message belongs to; 0 for none */
+    uint16_t extensionTag;        /* 11; from here on in version 2 only */
+    uint16_t extensionLength;     /* 8: bytes of the extension, this and the tag included */
+    uint32_t sessionId;           /* user session that the message belongs to; 0 for none */
 } MessageHeader;
 #pragma pack(pop)
 
