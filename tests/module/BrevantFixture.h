@@ -14,6 +14,14 @@ public:
     bool show(const std::u16string&, const std::u16string&, const std::u16string& instance) override {
         return screen_->show(instance);
     }
+    // Refuses: the alert stays until its user is done.
+    bool dismiss(const std::u16string&, const std::u16string&) override {
+        if (whenDismissed)
+            whenDismissed();
+        return false;
+    }
+
+    std::function<void()> whenDismissed;  // on the thread of a delete request, which holds the session map
 
 private:
     const std::shared_ptr<Screen> screen_;
@@ -22,17 +30,15 @@ private:
 class ScreenViewers : public AnyViewer {
 public:
     ScreenViewers(const std::shared_ptr<Tavix::MessageBusClient>& client, std::shared_ptr<Screen> screen)
-        : AnyViewer(client), viewer_(std::make_shared<ScreenViewer>(client, std::move(screen))) {}
+        : AnyViewer(client), viewer(std::make_shared<ScreenViewer>(client, std::move(screen))) {}
     std::shared_ptr<Vok::AlertViewer> findViewer(const std::u16string&) const override {
         if (whenSought)
             whenSought();
-        return viewer_;
+        return viewer;
     }
 
+    const std::shared_ptr<ScreenViewer> viewer;
     std::function<void()> whenSought;  // on the thread that queues an alert, which holds the session map
-
-private:
-    const std::shared_ptr<Vok::AlertViewer> viewer_;
 };
 
 class BrevantFixture : public SessionFixture, protected Vok::AlertSessionFactory {

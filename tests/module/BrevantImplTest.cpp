@@ -156,6 +156,14 @@ TEST_F(BrevantImplTest, HandlesLaterWhatTheBusDeliversOnAThreadThatHoldsASession
     EXPECT_EQ(show(u"1"), done);
     waitForLog(3, allHandled, 2);
     expectShownAndDismiss(u"1");
+
+    screen->whenShown = nullptr;
+    screenViewers->viewer->whenDismissed = everyRequest;
+    EXPECT_EQ(show(u"1z"), done);
+    EXPECT_EQ(screen->next(), u"1z");
+    EXPECT_EQ(remove(u"1z"), done);
+    waitForLog(3, allHandled, 3);
+    dismissedByUser(u"1z");
 }
 
 TEST_F(BrevantImplTest, IsDestroyedSafelyWithMessagesInFlight) {
