@@ -1,10 +1,16 @@
 #include "alerts/sessions/AlertQueue.h"
 
-#include <algorithm>
+#include <functional>
 #include <iterator>
 #include <utility>
 
 namespace Vok {
+
+namespace {
+size_t hashOf(const std::u16string& id) {
+    return std::hash<std::u16string>()(id);
+}
+}  // namespace
 
 bool AlertQueue::insert(std::shared_ptr<Alert>&& alert) {
     if (!alert)
@@ -29,34 +35,38 @@ bool AlertQueue::insert(std::shared_ptr<Alert>&& alert) {
     return true;
 }
 
-bool AlertQueue::hasDuplicateOf(const Alert& alert) const {
-    if (!alert.canBeDuplicate())
-        return false;
-    const auto [first, last] = byTexts_.equal_range(alert.duplicateHash());
-    return std::any_of(first, last,
-                       [&](const auto& queued) { return queued.second->alert->isDuplicateOf(alert); });
+bool AlertQueue::hasDuplicateOf(const Alert& alert) {
+    return alert.canBeDuplicate() && byTexts_.find(alert.duplicateHash(), [&](Lane::iterator queued) {
+        return queued->alert->isDuplicateOf(alert);
+    });
+}
+
+AlertQueue::OfOneId* AlertQueue::find(const std::u16string& id, size_t hash) {
+    return byId_.find(
+        hash, [&](const OfOneId& alerts) { return alerts.begin()->second->alert->getInfo().id == id; });
 }
 
 void AlertQueue::index(Lane::iterator entry) {
-    const Alert& alert = *entry->alert;
     ++count_;
-    OfOneId& sameId = byId_[alert.getInfo().id];
-    sameId.emplace_hint(sameId.end(), entry->position, entry);
+    const Alert& alert = *entry->alert;
+    const size_t hash = hashOf(alert.getInfo().id);
+    if (OfOneId* sameId = find(alert.getInfo().id, hash))
+        sameId->emplace_hint(sameId->end(), entry->position, entry);
+    else
+        byId_.insert(hash, {{entry->position, entry}});
     if (alert.canBeDuplicate())
-        byTexts_.emplace(alert.duplicateHash(), entry);
+        byTexts_.insert(alert.duplicateHash(), entry);
 }
 
 std::shared_ptr<Alert> AlertQueue::unlink(Lane::iterator entry) {
-    std::shared_ptr<Alert> alert = std::move(entry->alert);
-    const auto [first, last] = byTexts_.equal_range(alert->duplicateHash());
-    const auto texts = std::find_if(first, last, [&](const auto& queued) { return queued.second == entry; });
-    if (texts != last)
-        byTexts_.erase(texts);
-    if (const auto sameId = byId_.find(alert->getInfo().id); sameId != byId_.end()) {
-        sameId->second.erase(entry->position);
-        if (sameId->second.empty())
-            byId_.erase(sameId);
-    }
+    std::shared_ptr<Alert> alert = entry->alert;
+    byTexts_.erase(alert->duplicateHash(), [&](Lane::iterator queued) { return queued == entry; });
+    const size_t hash = hashOf(alert->getInfo().id);
+    OfOneId* sameId = find(alert->getInfo().id, hash);
+    if (sameId && sameId->size() == 1 && sameId->begin()->second == entry)
+        byId_.erase(hash, [&](const OfOneId& alerts) { return &alerts == sameId; });
+    else if (sameId)
+        sameId->erase(entry->position);
     const auto lane = lanes_.find(entry->position.priority);
     lane->second.erase(entry);
     if (lane->second.empty())
@@ -67,8 +77,8 @@ std::shared_ptr<Alert> AlertQueue::unlink(Lane::iterator entry) {
 
 std::shared_ptr<Alert> AlertQueue::takeById(const std::u16string& id) {
     Platform::MutexLock lock(mutex_);
-    const auto sameId = byId_.find(id);
-    return sameId == byId_.end() ? nullptr : unlink(sameId->second.begin()->second);
+    const OfOneId* sameId = find(id, hashOf(id));
+    return sameId ? unlink(sameId->begin()->second) : nullptr;
 }
 
 std::shared_ptr<Alert> AlertQueue::front() const {

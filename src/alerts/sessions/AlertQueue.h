@@ -7,16 +7,16 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <unordered_map>
 
 #include "alerts/alert/Alert.h"
+#include "alerts/sessions/HashIndex.h"
 #include "platform/Sync.h"
 
 namespace Vok {
 
-// Each operation is atomic and costs the same however many alerts wait (but for the number of different
-// priorities, and of alerts of one id, of which it costs the logarithm). Unbounded: refusing an alert would
-// lose it.
+// Each operation is atomic and costs the same however many alerts wait, the longest as well as the usual one
+// (but for the number of different priorities, and of alerts of one id, of which it costs the logarithm).
+// Unbounded: refusing an alert would lose it.
 class AlertQueue {
 public:
     AlertQueue() = default;
@@ -47,18 +47,19 @@ private:
         Position position;
     };
     using Lane = std::list<Entry>;
-    using OfOneId = std::map<Position, Lane::iterator>;
+    using OfOneId = std::map<Position, Lane::iterator>;  // never empty
 
-    bool hasDuplicateOf(const Alert& alert) const REQUIRES(mutex_);
+    bool hasDuplicateOf(const Alert& alert) REQUIRES(mutex_);
+    OfOneId* find(const std::u16string& id, size_t hash) REQUIRES(mutex_);
     void index(Lane::iterator entry) REQUIRES(mutex_);
     std::shared_ptr<Alert> unlink(Lane::iterator entry) REQUIRES(mutex_);
 
     mutable Platform::Mutex mutex_;  // guards everything below; nothing else is taken under it
     // One lane a priority, each in order of arrival; none is empty.
     std::map<int32_t, Lane> lanes_ GUARDED_BY(mutex_);
-    std::unordered_map<std::u16string, OfOneId> byId_ GUARDED_BY(mutex_);
+    HashIndex<OfOneId> byId_ GUARDED_BY(mutex_);  // by hashOf(id)
     // By duplicate hash, without the alerts that never are duplicates.
-    std::unordered_multimap<size_t, Lane::iterator> byTexts_ GUARDED_BY(mutex_);
+    HashIndex<Lane::iterator> byTexts_ GUARDED_BY(mutex_);
     uint64_t count_ GUARDED_BY(mutex_) = 0;
     uint64_t arrivals_ GUARDED_BY(mutex_) = 0;
 };
