@@ -2,14 +2,9 @@
 
 #include <vector>
 
-#include "alerts/sessions/SuppressedDuplicate.h"
-#include "logging/Log.h"
+#include "alerts/sessions/Enqueue.h"
 
 namespace Vok {
-
-namespace {
-constexpr std::u16string_view logSource = u"AlertGlobalSession";
-}
 
 AlertGlobalSession::AlertGlobalSession(std::shared_ptr<ViewerRegistrar> viewerRegistrar,
                                        std::shared_ptr<PluginRegistrar> pluginRegistrar,
@@ -21,32 +16,16 @@ AlertGlobalSession::AlertGlobalSession(std::shared_ptr<ViewerRegistrar> viewerRe
                       : std::make_shared<AlertDispatcher>(viewerRegistrar_, pluginRegistrar_, nullptr)) {}
 
 void AlertGlobalSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppressed) {
-    constexpr std::u16string_view function = u"Vok::AlertGlobalSession::queueAlert";
-    suppressed = true;
-    if (!dispatcher_->process(alert)) {
-        const AlertInfo& info = alert->getInfo();
-        LOG_FORMATTED(ETWLogging::levelInformation, function,
-                      u"Plugin suppressed the alert. Alert id: %ls, Instance: %ls.", info.id,
-                      info.instanceId);
+    suppressed = !enqueue(std::move(alert), *dispatcher_, mutex_, queue_, u"AlertGlobalSession",
+                          u"Vok::AlertGlobalSession::queueAlert");
+    if (suppressed)
         return;
-    }
-    std::vector<std::function<void()>> wakeUps;
+    std::vector<std::function<void()>> wakeUps;  // those registered now; later ones look at the queue first
     {
         Platform::MutexLock lock(mutex_);
-        wakeUps.reserve(wakeUps_.size());
         for (const auto& [id, wakeUp] : wakeUps_)
             wakeUps.push_back(wakeUp);
-        if (!queue_.insert(std::move(alert))) {
-            // A refused alert stays with the caller.
-            const AlertInfo& info = alert->getInfo();  // NOLINT(bugprone-use-after-move)
-            LOG_FORMATTED(ETWLogging::levelError, function,
-                          u"Failed to queue alert. Alert will be suppressed. Alert id: %ls, Instance: %ls.",
-                          info.id, info.instanceId);
-            reportSuppressedDuplicate(*alert);
-            return;
-        }
     }
-    suppressed = false;
     for (const auto& wakeUp : wakeUps)
         wakeUp();
 }

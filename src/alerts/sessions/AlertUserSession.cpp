@@ -1,7 +1,7 @@
 #include "alerts/sessions/AlertUserSession.h"
 
+#include "alerts/sessions/Enqueue.h"
 #include "alerts/sessions/LockHolder.h"
-#include "alerts/sessions/SuppressedDuplicate.h"
 #include "logging/Log.h"
 
 namespace Vok {
@@ -68,29 +68,10 @@ void AlertUserSession::leaveGlobalSession() {
 }
 
 void AlertUserSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppressed) {
-    constexpr std::u16string_view function = u"Vok::AlertUserSession::queueAlert";
-    suppressed = true;
-    if (!dispatcher_->process(alert)) {
-        const AlertInfo& info = alert->getInfo();
-        LOG_FORMATTED(ETWLogging::levelInformation, function,
-                      u"Plugin suppressed the alert. Alert id: %ls, Instance: %ls.", info.id,
-                      info.instanceId);
-        return;
-    }
-    {
-        Platform::MutexLock lock(mutex_);
-        if (!queue_.insert(std::move(alert))) {
-            // A refused alert stays with the caller.
-            const AlertInfo& info = alert->getInfo();  // NOLINT(bugprone-use-after-move)
-            LOG_FORMATTED(ETWLogging::levelError, function,
-                          u"Failed to queue alert. Alert will be suppressed. Alert id: %ls, Instance: %ls.",
-                          info.id, info.instanceId);
-            reportSuppressedDuplicate(*alert);
-            return;
-        }
-    }
-    suppressed = false;
-    wakeUp_->wake();
+    suppressed = !enqueue(std::move(alert), *dispatcher_, mutex_, queue_, logSource,
+                          u"Vok::AlertUserSession::queueAlert");
+    if (!suppressed)
+        wakeUp_->wake();
 }
 
 bool AlertUserSession::deleteAlert(const std::u16string& key) {

@@ -1,0 +1,36 @@
+#include "alerts/sessions/Enqueue.h"
+
+#include <utility>
+
+#include "alerts/viewers/AlertEvent.h"
+#include "logging/Log.h"
+#include "processing/dispatcher/AlertDispatcher.h"
+
+namespace Vok {
+
+bool enqueue(std::shared_ptr<Alert> alert, AlertDispatcher& dispatcher, Platform::Mutex& mutex,
+             AlertQueue& queue, std::u16string_view source, std::u16string_view function) {
+    const AlertInfo& info = alert->getInfo();
+    if (!dispatcher.process(alert)) {
+        ETWLogging::logFormatted(ETWLogging::levelInformation, source, function, __LINE__,
+                                 u"Plugin suppressed the alert. Alert id: %ls, Instance: %ls.", info.id,
+                                 info.instanceId);
+        return false;
+    }
+    Platform::MutexLock lock(mutex);
+    if (queue.insert(std::move(alert)))
+        return true;
+    // A refused alert stays here, and with it its info.
+    ETWLogging::logFormatted(
+        ETWLogging::levelError, source, function, __LINE__,
+        u"Failed to queue alert. Alert will be suppressed. Alert id: %ls, Instance: %ls.", info.id,
+        info.instanceId);
+    sendAlertEvent({.identifier = u"Brevant.Alert.SuppressedDuplicate",
+                    .action = u"SuppressedDuplicate",
+                    .tertiaryCategory = u"SuppressedDuplicate",
+                    .alertId = info.id,
+                    .hitLabel = info.product});
+    return false;
+}
+
+}  // namespace Vok

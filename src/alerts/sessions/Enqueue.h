@@ -1,0 +1,19 @@
+// How a session of either kind takes an alert in.
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "alerts/sessions/AlertQueue.h"
+#include "platform/Sync.h"
+
+namespace Vok {
+
+class AlertDispatcher;
+
+// Asks the dispatcher about the alert and inserts it under the session's mutex. False when it is suppressed
+// or a duplicate, which is logged under the caller's source and function; a duplicate is also an event.
+bool enqueue(std::shared_ptr<Alert> alert, AlertDispatcher& dispatcher, Platform::Mutex& mutex,
+             AlertQueue& queue, std::u16string_view source, std::u16string_view function);
+
+}  // namespace Vok
