@@ -113,7 +113,7 @@ void AlertUserSession::dispatchThread() {
             lock.unlock();
             wakeUp_->waitWhile(wakeUps);
             lock.lock();
-        } else if (showNext()) {
+        } else if (!stopRequested_ && showNext()) {  // listing the sessions takes its time
             lock.unlock();
             awaitOutcome();
             lock.lock();
