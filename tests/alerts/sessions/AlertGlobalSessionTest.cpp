@@ -1,9 +1,4 @@
-#include <thread>
-
-#include "alerts/sessions/AlertGlobalSession.h"
-#include "alerts/sessions/LockHolder.h"
 #include "alerts/sessions/SessionFixture.h"
-#include "support/TelemetryCapture.h"
 
 namespace Support {
 namespace {
@@ -29,53 +24,27 @@ TEST_F(AlertGlobalSessionTest, PrefersTheGreaterPriorityValueThenTheGreaterInsta
     EXPECT_EQ(global->popAlert(), nullptr);
 }
 
-TEST_F(AlertGlobalSessionTest, WakesEverySessionForAQueuedAlertAndNoneForASuppressedOne) {
+TEST_F(AlertGlobalSessionTest, WakesTheFirstCallbackOfEverySessionForAQueuedAlertAlone) {
     LogCapture log;
-    TelemetryCapture telemetry;
     int first = 0, second = 0, discarded = 0;
     // A callback may use the session: it runs outside the lock.
     global->registerSession(1, [&] { first += global->isEmpty() ? 0 : 1; });
     global->registerSession(1, [&] { ++discarded; });
     global->registerSession(2, [&] { ++second; });
-    EXPECT_TRUE(queue(*global, alertWith({.instance = u"1"})));
+    EXPECT_TRUE(queue(*global, alertWith({.instance = u"1", .id = u"one"})));
     EXPECT_FALSE(queue(*global, alertWith({.instance = u"2"})));
-    EXPECT_FALSE(queue(*global, alertWith({.instance = u"3", .title = u"3", .product = u"suppressed"})));
     EXPECT_EQ(first, 1);
-    EXPECT_EQ(second, 1);
-    EXPECT_TRUE(telemetry.waitFor(u"Brevant.Alert.SuppressedDuplicate"));
-    EXPECT_TRUE(log.has(4, u"Failed to queue alert. Alert will be suppressed. Alert id: id, Instance: 2."));
-    EXPECT_TRUE(log.has(3, u"Plugin suppressed the alert. Alert id: id, Instance: 3."));
-    for (const auto& record : log.records()) {
-        EXPECT_EQ(record.source, u"AlertGlobalSession");
-        EXPECT_EQ(record.function, u"Vok::AlertGlobalSession::queueAlert");
-    }
-
     global->unregisterSession(1);
     global->unregisterSession(9);
-    EXPECT_TRUE(queue(*global, alert(u"4")));
-    EXPECT_EQ(first, 1);
-    EXPECT_EQ(second, 2);
-    EXPECT_EQ(discarded, 0);
-}
-
-TEST_F(AlertGlobalSessionTest, DeletesByAlertIdInSilence) {
-    LogCapture log;
-    EXPECT_TRUE(queue(*global, alertWith({.instance = u"1", .id = u"one"})));
+    log.clear();
     EXPECT_FALSE(global->deleteAlert(u"1"));
     EXPECT_TRUE(global->deleteAlert(u"one"));
     EXPECT_TRUE(global->isEmpty());
     EXPECT_TRUE(log.records().empty());
-}
-
-TEST(LockHolderTest, MarksItsThreadOnlyAndNests) {
-    EXPECT_FALSE(Vok::LockHolder::isCurrentThread());
-    {
-        const Vok::LockHolder outer;
-        { const Vok::LockHolder inner; }
-        EXPECT_TRUE(Vok::LockHolder::isCurrentThread());
-        std::thread([] { EXPECT_FALSE(Vok::LockHolder::isCurrentThread()); }).join();
-    }
-    EXPECT_FALSE(Vok::LockHolder::isCurrentThread());
+    EXPECT_TRUE(queue(*global, alert(u"4")));
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(second, 2);
+    EXPECT_EQ(discarded, 0);
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 // Sessions without viewers and plugins: alerts show themselves on a screen that the test watches.
 #pragma once
 
+#include <algorithm>
 #include <condition_variable>
-#include <deque>
 #include <gtest/gtest.h>
+#include <map>
 #include <mutex>
 #include <set>
 
@@ -19,30 +20,62 @@ namespace Support {
 
 constexpr std::chrono::seconds patience{20};
 
-// Keeps what was shown, in order, until the test takes it, and each alert on it until the test ends it.
+// Keeps what was shown, in order, and each alert on it until the test ends it.
 class Screen {
 public:
     // For alerts.
-    bool show(const std::u16string& instance);
-    bool waitForOutcome(const std::u16string& instance);
-    bool dismiss(const std::u16string& instance);
+    bool show(const std::u16string& instance) {
+        if (whenShown)
+            whenShown(instance);
+        std::lock_guard lock(mutex_);
+        shown_.push_back(instance);
+        if (fleeting)
+            ended_[instance] = true;
+        changed_.notify_all();
+        return !refuses;
+    }
+    bool waitForOutcome(const std::u16string& instance) {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return ended_.contains(instance); });
+        return ended_[instance];
+    }
+    bool dismiss(const std::u16string& instance) {
+        std::lock_guard lock(mutex_);
+        if (ended_.try_emplace(instance, true).second || !ended_[instance])
+            ++dismissals_;
+        changed_.notify_all();
+        return true;
+    }
 
     // The instance id of the next alert that was shown; empty when none comes.
-    std::u16string next(std::chrono::milliseconds timeout = patience);
-    void end(const std::u16string& instance, bool outcome = true);
-    bool shownBefore(const std::u16string& instance);
-    size_t dismissals();
+    std::u16string next() {
+        std::unique_lock lock(mutex_);
+        const bool come = changed_.wait_for(lock, patience, [&] { return taken_ < shown_.size(); });
+        return come ? shown_[taken_++] : u"";
+    }
+    void end(const std::u16string& instance, bool outcome = true) {
+        std::lock_guard lock(mutex_);
+        ended_[instance] = outcome;
+        changed_.notify_all();
+    }
+    bool shownBefore(const std::u16string& instance) {
+        std::lock_guard lock(mutex_);
+        return std::ranges::find(shown_, instance) != shown_.end();
+    }
+    size_t dismissals() {
+        std::lock_guard lock(mutex_);
+        return dismissals_;
+    }
 
     std::atomic<bool> refuses{false};
-    // Alerts end as soon as they are shown.
-    std::atomic<bool> fleeting{false};
+    std::atomic<bool> fleeting{false};                              // alerts end as soon as they are shown
     std::function<void(const std::u16string& instance)> whenShown;  // on the dispatch thread
 
 private:
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<std::u16string> shown_;
-    std::set<std::u16string> everShown_;
+    std::vector<std::u16string> shown_;
+    size_t taken_ = 0;
     std::map<std::u16string, bool> ended_;
     size_t dismissals_ = 0;
 };
@@ -87,13 +120,22 @@ private:
     const std::shared_ptr<Vok::AlertViewer> viewer_;
 };
 
-// The list of user sessions as the test wants it.
+// The list of user sessions as the test wants it. Several may be active: the first one counts.
 class SessionList {
 public:
     std::atomic<uint32_t> active{1};  // 0: none
     std::atomic<bool> fails{false};
     std::function<void()> whenListed;  // on the asking thread, once the list has been made
-    Vok::SessionEnumerator enumerator();
+    Vok::SessionEnumerator enumerator() {
+        return [this](std::vector<Platform::UserSession>& list) {
+            using State = Platform::UserSessionState;
+            const State state = active ? State::active : State::connected;
+            list = {{7, State::disconnected}, {active, state}, {8, state}};
+            if (whenListed)
+                whenListed();
+            return !fails;
+        };
+    }
 };
 
 struct AlertWords {
@@ -104,19 +146,45 @@ struct AlertWords {
     std::u16string product = u"product";
     size_t actions = 0;
 };
-Vok::AlertInfo alertInfo(const AlertWords& words);
+
+inline Vok::AlertInfo alertInfo(const AlertWords& words) {
+    Vok::AlertInfo info;
+    info.id = words.id;
+    info.instanceId = words.instance;
+    info.priority = words.priority;
+    info.product = words.product;
+    info.preferredViewer = {u"v"};
+    std::u16string actions;
+    for (size_t i = 0; i < words.actions; ++i)
+        actions += (i ? u"," : u"") + std::u16string(u"{\"text\":\"a\",\"id\":\"a\",\"defaultmessage\":{}}");
+    info.context = u"{\"title\":\"" + words.title + u"\",\"actions\":[" + actions + u"]}";
+    return info;
+}
 
 class SessionFixture : public testing::Test {
 protected:
-    SessionFixture();
-
-    std::shared_ptr<Vok::Alert> alertWith(const AlertWords& words);
+    std::shared_ptr<Vok::Alert> alertWith(const AlertWords& words) {
+        return std::make_shared<ScreenAlert>(alertInfo(words), client, screen);
+    }
     // An alert of that instance, unlike all others.
-    std::shared_ptr<Vok::Alert> alert(const std::u16string& instance, int32_t priority = 2);
-    std::shared_ptr<Vok::AlertDispatcher> dispatcher();
-    std::shared_ptr<Vok::AlertUserSession> userSession(uint32_t id = 1);
+    std::shared_ptr<Vok::Alert> alert(const std::u16string& instance, int32_t priority = 2) {
+        return alertWith(
+            {.instance = instance, .id = u"id of " + instance, .priority = priority, .title = instance});
+    }
+    std::shared_ptr<Vok::AlertDispatcher> dispatcher() {
+        return std::make_shared<Vok::AlertDispatcher>(viewers, plugins, client);
+    }
+    std::shared_ptr<Vok::AlertUserSession> userSession(uint32_t id = 1) { return userSession(id, sessions); }
+    std::shared_ptr<Vok::AlertUserSession> userSession(uint32_t id, SessionList& list) {
+        return std::make_shared<Vok::AlertUserSession>(id, viewers, plugins, global, dispatcher(),
+                                                       bus.makeClient(), list.enumerator());
+    }
     // Whether it was queued.
-    static bool queue(Vok::AlertSession& session, std::shared_ptr<Vok::Alert> alert);
+    static bool queue(Vok::AlertSession& session, std::shared_ptr<Vok::Alert> alert) {
+        bool suppressed = false;
+        session.queueAlert(std::move(alert), suppressed);
+        return !suppressed;
+    }
 
     FakeBus bus;
     std::shared_ptr<Tavix::MessageBusClient> client = bus.makeClient();
@@ -125,7 +193,8 @@ protected:
     std::shared_ptr<AnyViewer> viewers = std::make_shared<AnyViewer>(client);
     std::shared_ptr<PassingPlugins> plugins =
         std::make_shared<PassingPlugins>(std::make_shared<Tavix::SettingsManagerClient>(client));
-    std::shared_ptr<Vok::AlertGlobalSession> global;
+    std::shared_ptr<Vok::AlertGlobalSession> global =
+        std::make_shared<Vok::AlertGlobalSession>(viewers, plugins, dispatcher());
 };
 
 }  // namespace Support
