@@ -74,7 +74,11 @@ bool CLegacyTransport::Send(const DimensionMap& dimensions) {
     const ComponentText before(u"");
     const ComponentText text(json);
     const ComponentText after(u"");
-    return sink->functions->SubmitEvent(sink.get(), before.get(), text.get(), after.get()) >= 0;
+    try {
+        return sink->functions->SubmitEvent(sink.get(), before.get(), text.get(), after.get()) >= 0;
+    } catch (...) {
+        return false;  // the component's own exception must not end the thread that reports an alert
+    }
 }
 
 }  // namespace Tavix::Analytics
