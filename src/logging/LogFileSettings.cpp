@@ -15,7 +15,7 @@ constexpr std::u16string_view indexKey = u"LastLogIdx";
 struct Range {
     int64_t least, greatest;
 };
-constexpr Range anyNumber{std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max()};
+constexpr Range anyNumber{std::numeric_limits<int32_t>::min(), std::numeric_limits<uint32_t>::max()};
 
 struct Files {
     const Platform::IniFiles& ini;
