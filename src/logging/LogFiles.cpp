@@ -15,20 +15,22 @@ LogFiles::LogFiles(const Platform::IniFiles& settings, std::u16string folder, st
       folder_(std::move(folder)),
       stem_(std::move(stem)),
       configurationFile_(std::move(configurationFile)),
-      maximumSize_(maximumSize),
-      maximumFiles_(std::clamp(maximumFiles, fewestLogFiles, mostLogFiles)),
-      index_(readLogIndex(settings_, configurationFile_)) {}
+      maximumSize_(maximumSize) {
+    setMaximumFiles(maximumFiles);
+    select(readLogIndex(settings_, configurationFile_));
+}
 
 void LogFiles::setMaximumFiles(uint32_t count) noexcept {
     maximumFiles_ = std::clamp(count, fewestLogFiles, mostLogFiles);
 }
 
-std::u16string LogFiles::fileName(uint32_t index) const {
-    return Ferrow::formatText(u"%s\\%s%03lu.log", folder_, stem_, index);
+void LogFiles::select(uint32_t index) {
+    file_ = Ferrow::formatText(u"%s\\%s%03lu.log", folder_, stem_, index);
+    index_ = index;
 }
 
 LogFiles::Room LogFiles::room() const {
-    const auto size = Platform::fileSize(fileName(index_));
+    const auto size = Platform::fileSize(file_);
     return !size ? Room::missing : *size < maximumSize_ ? Room::left : Room::full;
 }
 
@@ -37,7 +39,7 @@ bool LogFiles::append(std::string_view text) {
     if (index_ < maximumFiles_)
         found = room();
     if (found != Room::left) {
-        index_ = readLogIndex(settings_, configurationFile_);
+        select(readLogIndex(settings_, configurationFile_));
         if (index_ >= maximumFiles_)
             return startFile(0, text);
         found = room();
@@ -48,16 +50,15 @@ bool LogFiles::append(std::string_view text) {
 }
 
 bool LogFiles::startFile(uint32_t index, std::string_view text) {
-    index_ = index;
+    select(index);
     const bool written = write(text, true);
     writeLogIndex(settings_, configurationFile_, index_);
     return written;
 }
 
 bool LogFiles::write(std::string_view text, bool emptyFirst) {
-    const std::u16string file = fileName(index_);
-    return Platform::appendToFile(file, text, emptyFirst) ||
-           (Platform::createFolders(folder_) && Platform::appendToFile(file, text, emptyFirst));
+    return Platform::appendToFile(file_, text, emptyFirst) ||
+           (Platform::createFolders(folder_) && Platform::appendToFile(file_, text, emptyFirst));
 }
 
 }  // namespace ETWLogging::internal

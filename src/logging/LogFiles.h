@@ -26,15 +26,13 @@ public:
 
     // Clamped to 2..100.
     void setMaximumFiles(uint32_t count) noexcept;
-    uint32_t maximumFiles() const noexcept { return maximumFiles_; }
 
     // False when the text could not be written.
     bool append(std::string_view text);
 
-    std::u16string fileName(uint32_t index) const;
-
 private:
     enum class Room { missing, left, full };
+    void select(uint32_t index);
     Room room() const;
     bool write(std::string_view text, bool emptyFirst);
     bool startFile(uint32_t index, std::string_view text);
@@ -44,8 +42,9 @@ private:
     const std::u16string stem_;
     const std::u16string configurationFile_;
     const uint32_t maximumSize_;
-    uint32_t maximumFiles_;
-    uint32_t index_;
+    uint32_t maximumFiles_ = 0;
+    uint32_t index_ = 0;
+    std::u16string file_;  // of that index
 };
 
 }  // namespace ETWLogging::internal

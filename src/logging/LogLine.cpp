@@ -50,7 +50,7 @@ uint32_t buildLogLine(const LineContext& context, const LogRecord& record, uint3
         return lineInvalidParameter;
     try {
         line.reserve(256 + record.message.size());
-        line = Ferrow::formatText(u"%s -- (%s)$", timeText(time), severity);
+        line += Ferrow::formatText(u"%s -- (%s)$", timeText(time), severity);
         const auto add = [&line](const std::u16string& field) { (line += u' ') += field; };
         if (context.options & lineLogName)
             add(Ferrow::formatText(u"[%s]$", padded(context.logName, logNameWidth)));
