@@ -18,10 +18,7 @@ constexpr uint32_t eventTracing = 1;
 CDefaultLogBuilder::CDefaultLogBuilder(CETWLogging::LevelsChanged levelsChanged,
                                        const Platform::Registry& registry,
                                        CETWLogging::ProviderMaker makeProvider)
-    : levelsChanged_(levelsChanged),
-      registry_(registry),
-      makeProvider_(std::move(makeProvider)),
-      identity_(loggingIdentity()) {}
+    : levelsChanged_(levelsChanged), registry_(registry), makeProvider_(std::move(makeProvider)) {}
 
 void CDefaultLogBuilder::setIdentity(const LoggingIdentity& identity) {
     identity_ = identity;

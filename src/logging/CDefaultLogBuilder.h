@@ -12,8 +12,8 @@ namespace ETWLogging {
 // serve whatever is asked for.
 class CDefaultLogBuilder : public CLogBuilderIf_ex {
 public:
-    // Starts with the process's identity. The registry outlives the loggers that are built. levelsChanged is
-    // called when a logger's enabledLevels() have changed by themselves.
+    // The registry outlives the loggers that are built. levelsChanged is called when a logger's
+    // enabledLevels() have changed by themselves.
     explicit CDefaultLogBuilder(CETWLogging::LevelsChanged levelsChanged,
                                 const Platform::Registry& registry = Platform::Registry::protectedReader(),
                                 CETWLogging::ProviderMaker makeProvider = Platform::TraceProvider::create);

@@ -16,7 +16,7 @@ public:
 
 class CLogBuilderIf_ex : public CLogBuilderIf {
 public:
-    // Whose records the logger writes; before build().
+    // Whose records the logger writes; before build(), which otherwise takes the identity that is unset.
     virtual void setIdentity(const LoggingIdentity& identity) = 0;
 };
 

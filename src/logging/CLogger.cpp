@@ -1,6 +1,7 @@
 #include "logging/CLogger.h"
 
 #include "logging/CDefaultLoggingHandler.h"
+#include "platform/ProcessWide.h"
 #include "text/Format.h"
 
 namespace Ferrow {
@@ -19,7 +20,13 @@ void report(CLogger& logger, const char16_t* function, uint32_t line, std::u16st
     }
 }
 
+constinit Platform::ProcessWide<CLogger> process;
+
 }  // namespace
+
+CLogger& coreLogger() {
+    return process.get();
+}
 
 std::shared_ptr<CLoggingHandlerIf> CLogger::handler() {
     Platform::MutexLock lock(mutex_);

@@ -1,4 +1,5 @@
-// The log of the core library's own messages: one handler that may be replaced by nobody.
+// The log of the core library's own messages, for what the process's logger cannot carry: one handler that
+// may be replaced by nobody.
 #pragma once
 
 #include <cstdint>
@@ -41,5 +42,8 @@ private:
     Platform::Mutex mutex_;
     std::shared_ptr<CLoggingHandlerIf> handler_ GUARDED_BY(mutex_);
 };
+
+// The process's, made on first use.
+CLogger& coreLogger();
 
 }  // namespace Ferrow

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "logging/CDefaultLogBuilder.h"
+#include "logging/CLogger.h"
 #include "logging/ProcessLogger.h"
 #include "platform/Diagnostics.h"
 #include "platform/Process.h"
@@ -33,13 +34,29 @@ void logDiagnostic(uint32_t level, const char16_t* sourceFile, const char16_t* f
     logMessage(level, sourceFile, function, line, message);
 }
 
+// Without a logger every call does nothing.
+void reportNoLogger() noexcept {
+    try {
+        Ferrow::coreLogger().log(Ferrow::coreLogError, u"Log", __LINE__,
+                                 u"ETWLogging::internal::ProcessLogger::build",
+                                 u"The logger cannot be built. Nothing will be logged.");
+    } catch (...) {
+        // Not even that much memory is left.
+    }
+}
+
 class ProcessLogger {
 public:
     ProcessLogger() { Platform::setDiagnosticSink(logDiagnostic); }
     ~ProcessLogger() {
         Platform::setDiagnosticSink(nullptr);
-        // Static destructors that run later may still ask whether to log.
-        enabledLevels.store(0);
+        // Static destructors that run later may still ask whether to log, and a trace session may change what
+        // a logger enables until that logger is gone: it goes first, and leaves nothing enabled.
+        std::shared_ptr<CLoggingIf_ex> leaving;
+        Platform::MutexLock lock(mutex_);
+        built_ = true;
+        leaving.swap(logger_);
+        publishLevels();
     }
 
     // Null while this thread builds the logger, and when none can be built.
@@ -91,9 +108,11 @@ private:
         builder_.store(Platform::currentThreadId());
         std::shared_ptr<CLoggingIf_ex> logger;
         try {
-            logger = CDefaultLogBuilder(refreshEnabledLevels).build();
+            CDefaultLogBuilder builder(refreshEnabledLevels);
+            builder.setIdentity(loggingIdentity());
+            logger = builder.build();
         } catch (...) {
-            // Without a logger every call does nothing.
+            reportNoLogger();
         }
         builder_.store(0);
         {
