@@ -1,11 +1,18 @@
 #include "logging/CETWConfigurationListener.h"
 
+#include "logging/Log.h"
 #include "logging/LoggingIdentity.h"
 #include "logging/ProcessLogger.h"
 #include "platform/ProcessWide.h"
 #include "platform/Sync.h"
 
 namespace ETWLogging {
+
+namespace {
+
+constexpr std::u16string_view logSource = u"CETWConfigurationListener";
+
+}  // namespace
 
 LoggingConfig readLoggingConfig(const Platform::Registry& registry) {
     LoggingConfig config;
@@ -78,7 +85,8 @@ void acquireConfigurationListener() noexcept {
     try {
         configuration.get().acquire();
     } catch (...) {
-        // Without a thread the logger keeps the configuration that it started with.
+        LOG_MESSAGE(levelWarning, u"ETWLogging::acquireConfigurationListener",
+                    u"The log configuration cannot be watched. It stays as it is.");
     }
 }
 
