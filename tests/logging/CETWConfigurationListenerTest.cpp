@@ -1,6 +1,5 @@
-#include <condition_variable>
+#include <future>
 #include <gtest/gtest.h>
-#include <mutex>
 
 #include "FakeRegistry.h"
 #include "logging/CETWConfigurationListener.h"
@@ -9,90 +8,54 @@ namespace {
 
 using namespace ETWLogging;
 
-// Reports a change whenever the test says so.
-class FakeWatch : public Platform::RegistryWatch {
-public:
-    struct Bell {
-        std::mutex mutex;
-        std::condition_variable rung;
-        int changes = 0;
-        bool cancelled = false;
-
-        void ring() {
-            std::lock_guard lock(mutex);
-            ++changes;
-            rung.notify_all();
-        }
-    };
-
-    explicit FakeWatch(Bell& bell) : bell_(bell) {}
+// What the registry goes through, a change a wait; then nothing more until the watch is cancelled.
+struct ScriptedWatch : Platform::RegistryWatch {
+    ScriptedWatch(FakeRegistry& registry, std::promise<void>& finished)
+        : registry_(registry), finished_(finished) {}
     bool wait() override {
-        std::unique_lock lock(bell_.mutex);
-        bell_.rung.wait(lock, [&] { return bell_.cancelled || bell_.changes > 0; });
-        if (bell_.cancelled)
+        if (++waits_ == 1)
+            return true;  // there is no key yet
+        auto& values = registry_.keys[u"SOFTWARE\\Corvane\\Logging"];
+        if (waits_ == 2) {
+            values = {{u"Enable", 5u}};
+        } else if (waits_ == 3) {
+            values = {{u"Enable", 0u}, {u"Severity", 4u}};
+        } else {
+            finished_.set_value();
+            cancelled_.get_future().wait();
             return false;
-        --bell_.changes;
+        }
         return true;
     }
-    void cancel() override {
-        std::lock_guard lock(bell_.mutex);
-        bell_.cancelled = true;
-        bell_.rung.notify_all();
-    }
+    void cancel() override { cancelled_.set_value(); }
 
-private:
-    Bell& bell_;
+    FakeRegistry& registry_;
+    std::promise<void>& finished_;
+    std::promise<void> cancelled_;
+    int waits_ = 0;
 };
 
-class Receiver : public LoggingConfigListenerIf {
-public:
+using Config = std::pair<std::optional<bool>, std::optional<uint32_t>>;
+
+struct Receiver : LoggingConfigListenerIf {
     void configurationChanged(const LoggingConfig& config) noexcept override {
-        std::lock_guard lock(mutex_);
-        configs_.push_back(config);
-        arrived_.notify_all();
+        configs.emplace_back(config.enable, config.severity);
     }
-    LoggingConfig waitFor(size_t count) {
-        std::unique_lock lock(mutex_);
-        EXPECT_TRUE(
-            arrived_.wait_for(lock, std::chrono::seconds(20), [&] { return configs_.size() >= count; }));
-        return configs_.size() < count ? LoggingConfig() : configs_[count - 1];
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable arrived_;
-    std::vector<LoggingConfig> configs_;
+    std::vector<Config> configs;
 };
 
-TEST(CETWConfigurationListener, HandsOnWhatCanBeReadAtEveryChange) {
-    const std::u16string key = u"SOFTWARE\\Corvane\\Logging";
+TEST(CETWConfigurationListener, HandsOnWhatCanBeReadAtEveryChangeUntilItEnds) {
     FakeRegistry registry;
     Receiver receiver;
-    FakeWatch::Bell bell;
-    const CETWConfigurationListener listener(receiver, registry, std::make_unique<FakeWatch>(bell));
-
-    bell.ring();
-    LoggingConfig config = receiver.waitFor(1);
-    EXPECT_FALSE(config.enable || config.severity) << "there is no key yet";
-
-    registry.setNumber(key, u"Enable", 5);
-    bell.ring();
-    config = receiver.waitFor(2);
-    EXPECT_EQ(config.enable, true);
-    EXPECT_FALSE(config.severity);
-
-    registry.setNumber(key, u"Enable", 0);
-    registry.setNumber(key, u"Severity", 4);
-    bell.ring();
-    config = receiver.waitFor(3);
-    EXPECT_EQ(config.enable, false);
-    EXPECT_EQ(config.severity, 4u);
-}
-
-TEST(CETWConfigurationListener, DoesNothingWhereTheSystemCannotWatch) {
-    FakeRegistry registry;
-    Receiver receiver;
-    const CETWConfigurationListener listener(receiver, registry, nullptr);
+    std::promise<void> finished;
+    {
+        const CETWConfigurationListener whereTheSystemCannotWatch(receiver, registry, nullptr);
+        const CETWConfigurationListener listener(receiver, registry,
+                                                 std::make_unique<ScriptedWatch>(registry, finished));
+        finished.get_future().wait();
+    }
+    EXPECT_EQ(receiver.configs,
+              (std::vector<Config>{{std::nullopt, std::nullopt}, {true, std::nullopt}, {false, 4u}}));
 }
 
 }  // namespace

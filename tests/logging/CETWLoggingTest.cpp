@@ -1,10 +1,13 @@
+#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 
 #include "FakeRegistry.h"
-#include "logging/CETWLogging.h"
+#include "logging/CDefaultLogBuilder.h"
+#include "logging/CLogging.h"
 #include "logging/ETWAppProperties.h"
 #include "platform/Thread.h"
+#include "support/PlatformFolder.h"
 
 namespace {
 
@@ -13,9 +16,8 @@ using namespace ETWLogging::internal;
 
 const std::u16string loggingPath = u"SOFTWARE\\Corvane\\Logging";
 
-template <class T>
-T readAt(const uint8_t* bytes) {
-    T value;
+uint64_t numberAt(const uint8_t* bytes) {
+    uint64_t value;
     std::memcpy(&value, bytes, sizeof value);
     return value;
 }
@@ -23,16 +25,14 @@ T readAt(const uint8_t* bytes) {
 TEST(TraceEvent, HasTheClassicHeaderWithOneDataItem) {
     const uint8_t payload[3] = {};
     const auto header = traceEventHeader(4, payload, 3);
-    const uint8_t start[] = {64, 0, 0, 0, 1, 4, 1, 0};
-    EXPECT_EQ(std::memcmp(header.data(), start, sizeof start), 0);
-    const uint8_t eventClass[] = {0x19, 0x4E, 0x6F, 0x2A, 0x3C, 0x8B, 0xE0, 0x11,
-                                  0xC5, 0xD1, 0x08, 0x00, 0x20, 0x0C, 0x7E, 0x33};
-    EXPECT_EQ(std::memcmp(header.data() + 24, eventClass, sizeof eventClass), 0);
-    EXPECT_EQ(readAt<uint32_t>(&header[44]), 0x00120000u);
-    EXPECT_EQ(readAt<uint64_t>(&header[48]), reinterpret_cast<uintptr_t>(payload));
-    EXPECT_EQ(readAt<uint32_t>(&header[56]), 3u);
-    EXPECT_EQ(readAt<uint32_t>(&header[60]), 0u);
-    const uint32_t levels[][2] = {{0, 3}, {1, 1}, {5, 5}, {6, 3}, {7, 3}, {260, 3}};
+    const std::array<uint8_t, 48> start{64,   0,    0,    0,    1,    4,    1,    0,    0,    0,    0,    0,
+                                        0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,    0,
+                                        0x19, 0x4E, 0x6F, 0x2A, 0x3C, 0x8B, 0xE0, 0x11, 0xC5, 0xD1, 8,    0,
+                                        0x20, 0x0C, 0x7E, 0x33, 0,    0,    0,    0,    0,    0,    0x12, 0};
+    EXPECT_TRUE(std::equal(start.begin(), start.end(), header.begin()));
+    EXPECT_EQ(numberAt(&header[48]), reinterpret_cast<uintptr_t>(payload));
+    EXPECT_EQ(numberAt(&header[56]), 3u);
+    const uint32_t levels[][2] = {{0, 3}, {1, 1}, {5, 5}, {6, 3}, {260, 3}};
     for (const auto& [level, written] : levels)
         EXPECT_EQ(traceEventHeader(level, payload, 3)[5], written) << level;
 }
@@ -63,7 +63,6 @@ struct Session {
     Platform::TraceProvider::EnableCallback tell;
     Platform::Guid provider;
     std::vector<std::vector<uint8_t>> payloads;
-    std::vector<uint8_t> levels;
 
     CETWLogging::ProviderMaker maker() {
         return [this](const Platform::Guid& id, const Platform::Guid& eventClass,
@@ -79,9 +78,8 @@ struct Session {
         explicit Provider(Session& owner) : session(owner) {}
         uint32_t write(void* header) override {
             const auto* bytes = static_cast<const uint8_t*>(header);
-            const auto* payload = reinterpret_cast<const uint8_t*>(readAt<uint64_t>(bytes + 48));
-            session.levels.push_back(bytes[5]);
-            session.payloads.emplace_back(payload, payload + readAt<uint32_t>(bytes + 56));
+            const auto* payload = reinterpret_cast<const uint8_t*>(numberAt(bytes + 48));
+            session.payloads.emplace_back(payload, payload + numberAt(bytes + 56));
             return 0;
         }
         Session& session;
@@ -92,86 +90,96 @@ int levelChanges = 0;
 
 class EventLog : public testing::Test {
 protected:
-    std::shared_ptr<CETWLogging> start() {
-        levelChanges = 0;
-        return CETWLogging::create(
-            {1, 2, 3, {}}, {42, u"p", u"h", u"g", u"l"}, registry_, []() noexcept { ++levelChanges; },
-            session_.maker());
-    }
+    uint32_t levels() const { return logger_->enabledLevels() & 0b1111111u; }
+    void write(uint32_t level) { logger_->write({level, u"s", u"f", 1, u"m"}); }
 
     FakeRegistry registry_;
     Session session_;
+    std::shared_ptr<CETWLogging> logger_ = CETWLogging::create(
+        {1, 2, 3, {}}, {42, u"p", u"h", u"g", u"l"}, registry_, []() noexcept { ++levelChanges; },
+        session_.maker());
 };
 
 TEST_F(EventLog, WritesOnlyWhileASessionListens) {
-    const auto logger = start();
+    levelChanges = 0;
     EXPECT_EQ(session_.provider, (Platform::Guid{1, 2, 3, {}}));
-    EXPECT_EQ(logger->enabledLevels(), 0u);
-    logger->write({5, u"s", u"f", 1, u"m"});
+    EXPECT_EQ(levels(), 0u);
+    write(5);
     session_.tell(true, 4);
     EXPECT_EQ(levelChanges, 1);
-    const LogRecord record{6, u"s", u"f", 1, u"m"};
-    logger->write(record);
+    write(6);
     session_.tell(false, 0);
-    logger->write(record);
     EXPECT_EQ(levelChanges, 2);
+    write(6);
     ASSERT_EQ(session_.payloads.size(), 1u);
-    EXPECT_EQ(session_.levels[0], 3);
-    EXPECT_EQ(session_.payloads[0],
-              traceEventPayload({42, u"p", u"h", u"g", u"l"}, record, Platform::currentThreadId()));
+    EXPECT_EQ(session_.payloads[0], traceEventPayload({42, u"p", u"h", u"g", u"l"}, {6, u"s", u"f", 1, u"m"},
+                                                      Platform::currentThreadId()));
 }
 
-TEST_F(EventLog, AlwaysPassesInformation) {
-    const auto logger = start();
+TEST_F(EventLog, AlwaysPassesInformationAndLetsTheRegistryOverrideTheSession) {
     session_.tell(true, 5);
-    EXPECT_EQ(logger->enabledLevels() & 0b1111111u, 0b1101000u);
-    logger->configurationChanged({.enable = false, .severity = std::nullopt});
-    EXPECT_EQ(logger->enabledLevels(), 0b1000u);
+    EXPECT_EQ(levels(), 0b1101000u);
+    logger_->configurationChanged({.enable = false, .severity = std::nullopt});
+    EXPECT_EQ(levels(), 0b1000u);
     for (const uint32_t level : {1u, 3u, 5u})
-        logger->write({level, u"s", u"f", 1, u"m"});
-    logger->write({3, u"s", u"f", 1, {}});
-    EXPECT_EQ(session_.levels, std::vector<uint8_t>{3});
-}
+        write(level);
+    logger_->write({3, u"s", u"f", 1, {}});
+    EXPECT_EQ(session_.payloads.size(), 1u);
 
-TEST_F(EventLog, LetsTheRegistryOverrideTheSession) {
-    const auto logger = start();
-    registry_.setNumber(loggingPath, u"Severity", 2);
+    registry_.keys[loggingPath][u"Severity"] = 2u;
     session_.tell(true, 5);
-    EXPECT_EQ(logger->enabledLevels() & 0b1111111u, 0b1111100u);
-    registry_.setNumber(loggingPath, u"Enable", 0);
+    EXPECT_EQ(levels(), 0b1111100u);
+    registry_.keys[loggingPath][u"Enable"] = 0u;
     session_.tell(true, 5);
-    EXPECT_EQ(logger->enabledLevels(), 0b1000u);
-}
-
-TEST_F(EventLog, IsNotBuiltWithoutAProvider) {
-    EXPECT_EQ(CETWLogging::create(
-                  {}, {}, registry_, []() noexcept {}, [](auto&&...) { return nullptr; }),
-              nullptr);
+    EXPECT_EQ(levels(), 0b1000u);
 }
 
 TEST(ETWAppProperties, DefaultsGiveWayToTheRegistry) {
     FakeRegistry registry;
-    ETWAppProperties read = ETWAppProperties::read(registry, u"C:\\Data");
-    EXPECT_EQ(read.logPath, u"C:\\Data\\Corvane\\CVLOGS");
-    EXPECT_EQ(read.traceFile(), u"C:\\Data\\Corvane\\CVLOGS\\ETW\\cvlogs.etl");
-    EXPECT_EQ(Platform::guidText(read.sessionId), u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77}");
-    EXPECT_EQ(read.sessionName, u"Corvane.{3B9D2C41-7A5E-4f08-9C1D-52E8A0B7F6C3}");
-    EXPECT_EQ(Platform::guidText(read.provider), u"{5F83B2C4-61DA-11E0-9E37-0800200C4D58}");
-    EXPECT_EQ(read.controllerPath, u"");
-    EXPECT_EQ(read.ownerMutexName, u"Global\\Corvane.{A41F7E92-6C3B-48d1-9E5A-0B7C2D8F4E16}");
+    using Texts = std::vector<std::u16string>;
+    const auto texts = [&] {
+        const auto read = ETWAppProperties::read(registry, u"C:\\Data");
+        return Texts{read.logPath,        read.traceFile(),
+                     read.sessionName,    Platform::guidText(read.sessionId),
+                     read.controllerPath, Platform::guidText(read.provider),
+                     read.ownerMutexName};
+    };
+    EXPECT_EQ(texts(), (Texts{u"C:\\Data\\Corvane\\CVLOGS", u"C:\\Data\\Corvane\\CVLOGS\\ETW\\cvlogs.etl",
+                              u"Corvane.{3B9D2C41-7A5E-4f08-9C1D-52E8A0B7F6C3}",
+                              u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77}", u"",
+                              u"{5F83B2C4-61DA-11E0-9E37-0800200C4D58}",
+                              u"Global\\Corvane.{A41F7E92-6C3B-48d1-9E5A-0B7C2D8F4E16}"}));
 
-    registry.setText(loggingPath, u"ETL Path", u"D:\\t");
-    registry.setText(loggingPath + u"\\Session", u"Session ID Guid", u"no guid");
-    registry.setText(loggingPath + u"\\Session", u"Session Name", u"n");
-    registry.setText(loggingPath + u"\\Provider", u"Provider Guid",
-                     u"{00000001-0002-0003-0405-060708090a0b}");
-    registry.setText(loggingPath + u"\\Controller", u"Controller Path", u"c");
-    read = ETWAppProperties::read(registry, u"C:\\Data");
-    EXPECT_EQ(read.traceFile(), u"D:\\t\\cvlogs.etl");
-    EXPECT_EQ(Platform::guidText(read.sessionId), u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77}");
-    EXPECT_EQ(read.sessionName, u"n");
-    EXPECT_EQ(Platform::guidText(read.provider), u"{00000001-0002-0003-0405-060708090A0B}");
-    EXPECT_EQ(read.controllerPath, u"c");
+    const std::u16string guid = u"{00000001-0002-0003-0405-060708090A0B}";
+    registry.keys[loggingPath] = {{u"Log Path", u"l"}, {u"ETL Path", u"e"}};
+    registry.keys[loggingPath + u"\\Session"] = {{u"Session ID Guid", u"no guid"}, {u"Session Name", u"s"}};
+    registry.keys[loggingPath + u"\\Provider"] = {{u"Provider Guid", guid}};
+    registry.keys[loggingPath + u"\\Controller"] = {{u"Controller Path", u"c"}, {u"Owner Mutex Name", u"m"}};
+    EXPECT_EQ(texts(), (Texts{u"l", u"e\\cvlogs.etl", u"s", u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77}", u"c",
+                              guid, u"m"}));
+}
+
+TEST(CDefaultLogBuilder, BuildsWhatTheIdentityOrElseTheRegistryAsksForAndFilesWhereThereAreNoEvents) {
+    Support::PlatformFolder machine;
+    FakeRegistry registry;
+    Session session;
+    const auto buildsEvents = [&](uint32_t mechanism, const CETWLogging::ProviderMaker& makeProvider) {
+        CDefaultLogBuilder builder([]() noexcept {}, registry, makeProvider);
+        builder.setIdentity({.mechanism = mechanism});
+        const auto logger = builder.build();
+        const bool events = dynamic_cast<CETWLogging*>(logger.get()) != nullptr;
+        EXPECT_NE(events, dynamic_cast<CLogging*>(logger.get()) != nullptr);
+        return events;
+    };
+    const auto noProvider = [](auto&&...) { return nullptr; };
+    EXPECT_FALSE(buildsEvents(0, session.maker()));
+    EXPECT_TRUE(buildsEvents(1, session.maker()));
+    registry.keys[loggingPath][u"Logging Mechanism"] = 2u;
+    EXPECT_FALSE(buildsEvents(0, session.maker()));
+    registry.keys[loggingPath][u"Logging Mechanism"] = 1u;
+    EXPECT_TRUE(buildsEvents(0, session.maker()));
+    EXPECT_FALSE(buildsEvents(0, noProvider));
+    EXPECT_FALSE(buildsEvents(1, noProvider));
 }
 
 }  // namespace
