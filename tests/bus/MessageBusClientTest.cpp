@@ -202,33 +202,6 @@ TEST_F(MessageBusClientTest, DeliversLocallyToEveryMatch) {
     EXPECT_TRUE(bus.published().empty());
 }
 
-TEST_F(MessageBusClientTest, TakesNullTextsOfTheBusAsEmpty) {
-    static BrevantMessageFunction function;
-    static void* context;
-    BrevantBusFunctions table = *FakeBus::functions();
-    table.subscribe = [](BrevantBusHandle, void* its, BrevantMessageFunction theirs, const char16_t*) {
-        function = theirs;
-        context = its;
-        return 1u;
-    };
-    Tavix::MessageBusClient raw(std::make_shared<Tavix::MessageBusShimImpl>(bus.handle(), &table), nullptr);
-    std::shared_ptr<Tavix::Message> message;
-    raw.subscribe(u"N", [&](const std::shared_ptr<Tavix::Message>& received) {
-        message = received;
-        return 0u;
-    });
-    ASSERT_TRUE(context);
-    EXPECT_EQ(function(context, nullptr, nullptr, nullptr, nullptr), MODULE_STATUS_SUCCESS);
-    ASSERT_TRUE(message);
-    EXPECT_EQ(message->name() + message->payload(), u"");
-    EXPECT_EQ(+message->header()->version, 2u);
-    // What the bus never got as a context leads nowhere.
-    message = nullptr;
-    EXPECT_EQ(function(nullptr, nullptr, u"N", u"", u""), MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(function(reinterpret_cast<void*>(UINTPTR_MAX), nullptr, u"N", u"", u""), MODULE_STATUS_SUCCESS);
-    EXPECT_FALSE(message);
-}
-
 TEST(MessageBusShimImplTest, RefusesToBindToNothingAndFailsOnMissingEntries) {
     LogCapture log;
     int handle = 0;

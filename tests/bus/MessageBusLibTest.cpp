@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
@@ -7,7 +8,6 @@
 #include "bus/BusCallbacks.h"
 #include "bus/MessageBusClient.h"
 #include "bus/MessageBusLib.h"
-#include "bus/PerfTimer.h"
 #include "library/SharedLibrary.h"
 #include "module/status/ModuleException.h"
 #include "support/FakeBus.h"
@@ -60,11 +60,9 @@ protected:
         }
     }
     bool timed() const {
-        for (const LogCapture::Record& record : log.records()) {
-            if (record.message.starts_with(u"M12NPerfTimer|MessageBusLib::MessageBusLib|"))
-                return true;
-        }
-        return false;
+        return std::ranges::any_of(log.records(), [](const LogCapture::Record& record) {
+            return record.message.starts_with(u"M12NPerfTimer|MessageBusLib::MessageBusLib|");
+        });
     }
 
     FakeBus bus;
@@ -147,24 +145,6 @@ TEST_F(MessageBusLibTest, KeepsTheLibraryLoadedWhileACallbackRunsOnAnotherThread
     busThread.join();
     Tavix::waitForBusCallbacks();
     EXPECT_EQ(loader->frees, 1);
-}
-
-TEST(PerfTimerTest, LogsOnceInNanoseconds) {
-    struct CountingClock : Platform::Clock {
-        Time now() const override { return now_ += std::chrono::nanoseconds(5'000'000'000); }
-        bool waitUntil(Platform::ConditionVariable&, Platform::MutexLock&, Time) const override {
-            return false;
-        }
-        mutable Time now_{0};
-    } clock;
-    LogCapture log;
-    {
-        Tavix::internal::PerfTimer timer(u"T", clock);
-        timer.stop();
-        timer.stop();
-    }
-    ASSERT_EQ(log.records().size(), 1u);
-    EXPECT_TRUE(log.has(1, u"M12NPerfTimer|T|5000000000|10000000000|5000000000"));
 }
 
 }  // namespace

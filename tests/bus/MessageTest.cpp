@@ -49,7 +49,6 @@ TEST(MessageTest, TakesACurrentHeaderOverByteForByte) {
     const MessageHeader received = numberedHeader(2);
     Tavix::copyHeader(*message, &received);
     EXPECT_EQ(bytesOf(*message->header()), bytesOf(received));
-    ASSERT_TRUE(Tavix::messageExtension(*message->header()));
     EXPECT_EQ(Tavix::messageExtension(*message->header())->sessionId, received.sessionId);
 
     // Without a header the default one comes back.
@@ -75,14 +74,6 @@ TEST(MessageTest, BringsAnOlderHeaderToTheCurrentVersionWithoutReadingBeyondIt) 
         expected.sessionId = 0;
         EXPECT_EQ(bytesOf(*message->header()), bytesOf(expected));
     }
-}
-
-TEST(MessageTest, HasAnExtensionInTheCurrentVersionOnly) {
-    MessageHeader header = numberedHeader(1);
-    EXPECT_FALSE(Tavix::messageExtension(header));
-    header.version = 2;
-    EXPECT_EQ(reinterpret_cast<char*>(Tavix::messageExtension(header)),
-              reinterpret_cast<char*>(&header) + 100);
 }
 
 TEST(MessageTest, CorrelatesAReplyWithARequestThatAskedForOne) {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <limits>
-#include <thread>
 
 #include "json/JSONFormatter.h"
 #include "settings/SettingsManagerClient.h"
@@ -59,34 +58,35 @@ protected:
 
 TEST_F(SettingsManagerClientTest, SetsEveryTypeAsText) {
     answer(setTopic, u"{\"name\":\"n\",\"status\":true}");
-    const auto sent = [&](const std::u16string& value, bool isVolatile = false) {
-        return lastPayload() == u"{\"name\":\"n\",\"value\":\"" + value + u"\",\"volatile\":" +
-                                    (isVolatile ? u"true}" : u"false}");
+    const auto sent = [&](bool done, const std::u16string& value, bool isVolatile) {
+        EXPECT_TRUE(done);
+        EXPECT_EQ(lastPayload(), u"{\"name\":\"n\",\"value\":\"" + value + u"\",\"volatile\":" +
+                                     (isVolatile ? u"true}" : u"false}"));
     };
-    EXPECT_TRUE(settings.setProperty(u"n", 0.1, 5s) && sent(u"0.1"));
-    EXPECT_TRUE(settings.setProperty(u"n", 1.5, 5s) && sent(u"1.5"));
-    EXPECT_TRUE(settings.setProperty(u"n", 1e300, 5s) && sent(u"1e+300"));
-    EXPECT_TRUE(settings.setProperty(u"n", std::numeric_limits<uint32_t>::max(), 5s) && sent(u"4294967295"));
-    EXPECT_TRUE(settings.setProperty(u"n", std::numeric_limits<uint64_t>::max(), 5s) &&
-                sent(u"18446744073709551615"));
-    EXPECT_TRUE(settings.setProperty(u"n", Tavix::UnsignedLong{7}, 5s) && sent(u"7"));
-    EXPECT_TRUE(settings.setProperty(u"n", std::numeric_limits<int64_t>::min(), 5s) &&
-                sent(u"-9223372036854775808"));
-    EXPECT_TRUE(settings.setProperty(u"n", int32_t{-5}, 5s) && sent(u"-5"));
-    EXPECT_TRUE(settings.setProperty(u"n", true, 5s) && sent(u"1"));
-    EXPECT_TRUE(settings.setProperty(u"n", u"text", 5s) && sent(u"text"));
-    EXPECT_TRUE(settings.setProperty(u"n", static_cast<const char16_t*>(nullptr), 5s) && sent(u""));
-    EXPECT_TRUE(settings.setProperty(u"n", std::u16string(u"\""), 5s) && sent(u"\\\""));
-
-    EXPECT_TRUE(settings.setVolatileProperty(u"n", 1.5, 5s) && sent(u"1.500000", true));
-    EXPECT_TRUE(settings.setVolatileProperty(u"n", uint32_t{1}, 5s) && sent(u"1", true));
-    EXPECT_TRUE(settings.setVolatileProperty(u"n", uint64_t{2}, 5s) && sent(u"2", true));
-    EXPECT_TRUE(settings.setVolatileProperty(u"n", Tavix::UnsignedLong{3}, 5s) && sent(u"3", true));
-    EXPECT_TRUE(settings.setVolatileProperty(u"n", int64_t{-4}, 5s) && sent(u"-4", true));
-    EXPECT_TRUE(settings.setVolatileProperty(u"n", int32_t{5}, 5s) && sent(u"5", true));
-    EXPECT_TRUE(settings.setVolatileProperty(u"n", false, 5s) && sent(u"0", true));
-    EXPECT_TRUE(settings.setVolatileProperty(u"n", u"t", 5s) && sent(u"t", true));
-    EXPECT_TRUE(settings.setVolatileProperty(u"n", std::u16string(u"u"), 1234ms) && sent(u"u", true));
+    const auto kept = [&](auto value, const std::u16string& text) {
+        sent(settings.setProperty(u"n", value, 5s), text, false);
+    };
+    const auto passing = [&](auto value, const std::u16string& text) {
+        sent(settings.setVolatileProperty(u"n", value, 1234ms), text, true);
+    };
+    const auto both = [&](auto value, const std::u16string& text) {
+        kept(value, text);
+        passing(value, text);
+    };
+    kept(0.1, u"0.1");
+    kept(1.5, u"1.5");
+    kept(1e300, u"1e+300");
+    passing(1.5, u"1.500000");
+    both(std::numeric_limits<uint32_t>::max(), u"4294967295");
+    both(std::numeric_limits<uint64_t>::max(), u"18446744073709551615");
+    both(Tavix::UnsignedLong{7}, u"7");
+    both(std::numeric_limits<int64_t>::min(), u"-9223372036854775808");
+    both(int32_t{-5}, u"-5");
+    both(true, u"1");
+    both(false, u"0");
+    both(u"text", u"text");
+    both(static_cast<const char16_t*>(nullptr), u"");
+    both(std::u16string(u"\""), u"\\\"");
     const FakeBus::Sent last = bus.requests().back();
     EXPECT_EQ(last.sender, u"SettingsManagerClient");
     EXPECT_EQ(last.timeout, 1234u);
@@ -290,32 +290,6 @@ TEST_F(SettingsManagerClientTest, RemovesABatchByNamesOrPrefixes) {
     answer(removeListTopic, u"{\"responses\":[1]}");
     settings.removeProperties({u"p"}, 5s);
     EXPECT_TRUE(log.has(error, u"Failed to parse statuses from remove properties response."));
-}
-
-TEST_F(SettingsManagerClientTest, AnswersEachOfManyThreadsWithItsOwnProperty) {
-    bus.answer(
-        getTopic,
-        [](const FakeBus::Sent& request) {
-            Tavix::JSONFormatter reply;
-            std::u16string name;
-            EXPECT_TRUE(reply.parse(request.payload) && reply.getString(u"name", name));
-            reply.setBool(u"status", true);
-            reply.setString(u"value", name);
-            return FakeBus::Answer{u"reply", reply.toString()};
-        },
-        FakeBus::Answering::onThread);
-    std::vector<std::thread> threads;
-    for (int32_t thread = 0; thread < 4; ++thread)
-        threads.emplace_back([&, thread] {
-            for (int32_t i = thread; i < 100; i += 4) {
-                const std::string digits = std::to_string(i);
-                int32_t value = -1;
-                EXPECT_TRUE(settings.getProperty(std::u16string(digits.begin(), digits.end()), value, 5s));
-                EXPECT_EQ(value, i);
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
 }
 
 TEST(SettingsManagerClientInstance, IsNullAndLoggedWithoutABusLibrary) {

@@ -65,26 +65,25 @@ TEST(Delivery, ReadsNoFurtherThanAnOldHeaderGoes) {
 }
 
 TEST(Delivery, KeepsTheOrderOfEachPublisher) {
-    constexpr int publishers = 6;
-    constexpr int messagesEach = 400;
+    constexpr int publishers = 6, messagesEach = 400;
     std::mutex mutex;
-    std::condition_variable arrived;
-    std::map<std::u16string, std::vector<std::u16string>> received;
-    int total = 0;
-    Peer exact, pattern;
-    const auto record = [&](const std::u16string& subscription) {
+    std::map<std::u16string, int> next;  // by subscription and publisher
+    Gate received;
+    received.open();
+    const auto check = [&](const std::u16string& subscription) {
         return [&, subscription](const BusMessage& message) {
-            std::lock_guard lock(mutex);
-            const size_t end = message.payload.find(u'/');
-            received[subscription + message.payload.substr(0, end)].push_back(
-                message.payload.substr(end + 1));
-            ++total;
-            arrived.notify_all();
-            return MODULE_STATUS_SUCCESS;
+            {
+                std::lock_guard lock(mutex);
+                const size_t end = message.payload.find(u'/');
+                const int number = next[subscription + message.payload.substr(0, end)]++;
+                EXPECT_EQ(message.payload.substr(end), numbered(u"/", number));
+            }
+            return received.pass(), MODULE_STATUS_SUCCESS;
         };
     };
-    exact.onName(u"Order", record(u"exact"));
-    pattern.onPattern(u"Ord.*", record(u"pattern"));
+    Peer exact, pattern;
+    exact.onName(u"Order", check(u"exact"));
+    pattern.onPattern(u"Ord.*", check(u"pattern"));
     std::vector<std::thread> threads;
     for (int i = 0; i < publishers; ++i)
         threads.emplace_back([i] {
@@ -94,47 +93,28 @@ TEST(Delivery, KeepsTheOrderOfEachPublisher) {
         });
     for (auto& thread : threads)
         thread.join();
-
-    std::unique_lock lock(mutex);
-    ASSERT_TRUE(arrived.wait_for(lock, std::chrono::seconds(60),
-                                 [&] { return total == 2 * publishers * messagesEach; }));
-    ASSERT_EQ(received.size(), 2u * publishers);
-    for (const auto& [key, texts] : received)
-        for (int n = 0; n < messagesEach; ++n)
-            ASSERT_EQ(texts[static_cast<size_t>(n)], numbered(u"", n));
+    EXPECT_TRUE(received.waitForArrivals(2 * publishers * messagesEach));
+    std::lock_guard lock(mutex);
+    EXPECT_EQ(next.size(), 2u * publishers);
 }
 
 TEST(Delivery, OfOtherPublishersGoesOnWhileACallbackBlocks) {
-    Gate gate;
-    Log others(u"Other");
-    std::mutex mutex;
-    std::vector<std::u16string> seen;
+    Gate blocking, second, other;
+    second.open();
+    other.open();
     Peer receiver, blocked, free;
     receiver.onName(u"Topic", [&](const BusMessage& message) {
-        {
-            std::lock_guard lock(mutex);
-            seen.push_back(message.payload);
-        }
-        if (message.payload == u"first")
-            gate.pass();
-        if (message.payload == u"free")
-            free.publish(u"Other");
+        (message.payload == u"first" ? blocking : message.payload == u"second" ? second : other).pass();
         return MODULE_STATUS_SUCCESS;
     });
     blocked.publish(u"Topic", u"first");
-    ASSERT_TRUE(gate.waitForArrivals(1));
+    ASSERT_TRUE(blocking.waitForArrivals(1));
     blocked.publish(u"Topic", u"second");
     free.publish(u"Topic", u"free");
-    EXPECT_TRUE(others.waitFor(u"Other"));
-    {
-        std::lock_guard lock(mutex);
-        EXPECT_EQ(seen, (std::vector<std::u16string>{u"first", u"free"}));
-    }
-    gate.open();
-    EXPECT_TRUE(eventually([&] {
-        std::lock_guard lock(mutex);
-        return seen.size() == 3;
-    }));
+    EXPECT_TRUE(other.waitForArrivals(1));
+    EXPECT_EQ(second.arrived(), 0);
+    blocking.open();
+    EXPECT_TRUE(second.waitForArrivals(1));
 }
 
 TEST(Delivery, ToOneSubscriptionLeavesThreadsToTheOthers) {
@@ -235,8 +215,6 @@ TEST(Handles, TakeNoNullArgumentsAndNoMalformedPatterns) {
     RawHandle handle;
     EXPECT_EQ(bus->acquireHandle(nullptr), MODULE_STATUS_INVALID_PARAMETER);
     EXPECT_EQ(bus->publish(handle, nullptr, u"A", u"", u""), MODULE_STATUS_INVALID_PARAMETER);
-    EXPECT_EQ(bus->publish(handle, &header, nullptr, u"", u""), MODULE_STATUS_INVALID_PARAMETER);
-    EXPECT_EQ(bus->publish(handle, &header, u"A", nullptr, u""), MODULE_STATUS_INVALID_PARAMETER);
     EXPECT_EQ(bus->publish(handle, &header, u"A", u"", nullptr), MODULE_STATUS_INVALID_PARAMETER);
     EXPECT_EQ(bus->request(handle, 0, nullptr, nullptr, &header, u"A", u"", u"", 1),
               MODULE_STATUS_INVALID_PARAMETER);

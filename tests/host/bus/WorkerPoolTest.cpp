@@ -77,24 +77,4 @@ TEST(WorkerPool, RingsTheAlarmAtTheEarliestTimeSet) {
     EXPECT_TRUE(eventually([&] { return rings == 3; }));
 }
 
-TEST(WorkerPool, StopsFromItsOwnThreadAndDropsWhatHasNotBegun) {
-    Gate gate;
-    std::atomic<bool> ran{false};
-    WorkerPool pool({.base = 1, .messageTasks = 1, .replyReserve = 0},
-                    [] { return WorkerPool::Time::max(); });
-    pool.postMessage(std::make_shared<FunctionTask>([&] {
-        EXPECT_TRUE(pool.isOwnThread());
-        pool.beginStop();
-        gate.pass();
-    }));
-    pool.postMessage(std::make_shared<FunctionTask>([&] { ran = true; }));
-    ASSERT_TRUE(gate.waitForArrivals(1));
-    EXPECT_FALSE(pool.ended());
-    EXPECT_FALSE(pool.isOwnThread());
-    gate.open();
-    pool.join();
-    EXPECT_TRUE(pool.ended());
-    EXPECT_FALSE(ran);
-}
-
 }  // namespace
