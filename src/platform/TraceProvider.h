@@ -12,9 +12,8 @@ namespace Platform {
 
 class TraceProvider {
 public:
-    // Must not create or destroy a provider; not called any more once the destructor has returned.
     // Called on a thread of the system's when a trace session enables (with its level) or disables the
-    // provider.
+    // provider. Must not create or destroy a provider; not called any more once the destructor has returned.
     using EnableCallback = std::function<void(bool enabled, uint32_t level)>;
 
     // Null where the system has no event tracing, or refuses the registration.

@@ -53,11 +53,7 @@ public:
         MutexLock lock(mutex_);
         if (--threads_ > 0)
             return;
-        std::erase_if(libraries_, [](const auto& entry) {
-            const auto canUnload =
-                reinterpret_cast<CanUnloadNow>(libraryFunction(entry.second, "DllCanUnloadNow"));
-            return canUnload && canUnload() == mayUnload && freeLibrary(entry.second);
-        });
+        std::erase_if(libraries_, [](const auto& entry) { return unloads(entry.second); });
     }
 
     // Null, with lastError(), when the library is not there or not trusted.
@@ -73,6 +69,15 @@ public:
     }
 
 private:
+    static bool unloads(LibraryHandle library) noexcept {
+        const auto canUnload = reinterpret_cast<CanUnloadNow>(libraryFunction(library, "DllCanUnloadNow"));
+        try {
+            return canUnload && canUnload() == mayUnload && freeLibrary(library);
+        } catch (...) {
+            return false;
+        }
+    }
+
     // Guards the members below; libraries are loaded, asked and freed under it, and nothing of theirs but
     // DllCanUnloadNow and their initialisers runs under it.
     Mutex mutex_;

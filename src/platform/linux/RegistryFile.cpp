@@ -1,6 +1,5 @@
 #include "RegistryFile.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -44,9 +43,9 @@ private:
     // Returns the problem of a text that has not been reported yet.
     std::optional<std::u16string> read(std::string path, const FileState& state) REQUIRES(mutex_) {
         // Two writes within one tick of the file system's clock leave the same state behind, so a file that
-        // has only just changed is looked at again next time.
+        // has only just changed is looked at again next time. (Anybody can set the time of modification.)
         constexpr int64_t tick = 50'000'000;
-        settled_ = wallTime().count() - std::max(state.modified, state.changed) > tick;
+        settled_ = wallTime().count() - state.changed > tick;
         state_ = state;
         std::optional<std::u16string> problem;
         std::string text;

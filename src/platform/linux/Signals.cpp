@@ -14,16 +14,20 @@ namespace Platform {
 namespace {
 
 constexpr int endSignals[] = {SIGINT, SIGTERM};
-constexpr char asked = 'e', over = 'o';
+constexpr char asked = 'e';
 
 // What the handler may touch.
 std::atomic<int> handlerPipe{-1};
+std::atomic<bool> alreadyAsked{false};
 
-void onSignal(int) {
+void onSignal(int number) {
     const int error = errno;
-    if (write(handlerPipe.load(), &asked, 1) < 0) {
-        // A full pipe holds a request already.
-    }
+    // A user who asks twice, by whichever signals, wants the process gone: the system's own answer to this
+    // one is back in force by now.
+    if (alreadyAsked.exchange(true))
+        raise(number);
+    else if (write(handlerPipe.load(), &asked, 1) < 0)
+        alreadyAsked = false;
     errno = error;
 }
 
@@ -35,9 +39,9 @@ struct Signals::State {
             throw std::system_error(errno, std::generic_category(), "no pipe for signals");
         fcntl(ends[0], F_SETFL, 0);
         handlerPipe = ends[1];
+        alreadyAsked = false;
         struct sigaction action {};
         action.sa_handler = onSignal;
-        // Reset: a user who asks twice wants the process gone.
         action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
         for (size_t at = 0; at < std::size(endSignals); ++at) {
             sigaction(endSignals[at], nullptr, &before[at]);
@@ -50,23 +54,20 @@ struct Signals::State {
     ~State() {
         for (size_t at = 0; at < std::size(endSignals); ++at)
             sigaction(endSignals[at], &before[at], nullptr);
-        if (write(ends[1], &over, 1) < 0) {
-            // Full of requests: the watcher is awake anyway, and ends at the end of the pipe.
-        }
         handlerPipe = -1;
-        close(ends[1]);
+        close(ends[1]);  // which ends the watcher
         watcher.join();
         close(ends[0]);
     }
 
     void watch() {
         char what = 0;
-        bool called = false;
-        while (read(ends[0], &what, 1) == 1 && what != over) {
-            if (!called)
-                callback();
-            called = true;
-        }
+        ssize_t count = 0;
+        do {
+            count = read(ends[0], &what, 1);
+        } while (count < 0 && errno == EINTR);
+        if (count == 1)
+            callback();
     }
 
     const std::function<void()> callback;
