@@ -54,6 +54,32 @@ bool trusted(const std::u16string& systemPath, HANDLE file) {
     return verdict == 0;
 }
 
+// Where an open file lies, links resolved: none of them can lead elsewhere by the time the file is loaded.
+// Empty where the file system cannot tell.
+std::u16string finalPath(HANDLE file) {
+    const DWORD needed = GetFinalPathNameByHandleW(file, nullptr, 0, FILE_NAME_NORMALIZED);
+    std::u16string path(needed, u'\0');
+    const DWORD length =
+        needed ? GetFinalPathNameByHandleW(file, wide(path.data()), needed, FILE_NAME_NORMALIZED) : 0;
+    if (length == 0 || length >= needed)
+        return {};
+    path.resize(length);
+    // A library is known by the plain form where that is not too long.
+    constexpr std::u16string_view plain = u"\\\\?\\", share = u"\\\\?\\UNC\\";
+    if (length >= MAX_PATH)
+        return path;
+    if (path.starts_with(share))
+        return u"\\\\" + path.substr(share.size());
+    return path.starts_with(plain) ? path.substr(plain.size()) : path;
+}
+
+// The name that stands for this file alone: to one without an extension the loader would add its own.
+std::u16string loaderPath(std::u16string systemPath) {
+    if (systemPath.find(u'.', systemPath.find_last_of(u"\\/") + 1) == std::u16string::npos)
+        systemPath += u'.';
+    return systemPath;
+}
+
 HMODULE moduleOf(const void* address) {
     HMODULE module = nullptr;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
@@ -64,7 +90,7 @@ HMODULE moduleOf(const void* address) {
 }  // namespace
 
 LibraryHandle loadLibrary(const std::u16string& path) {
-    const std::u16string system = systemPath(path);
+    std::u16string system = systemPath(path);
     if (system.empty())
         return nullptr;
     Handle file;
@@ -72,14 +98,16 @@ LibraryHandle loadLibrary(const std::u16string& path) {
         file = openUnchanging(system);
         if (!file || !trusted(system, file.get()))
             return nullptr;
+        if (std::u16string final = finalPath(file.get()); !final.empty())
+            system = std::move(final);
     }
-    return LoadLibraryExW(wide(system), nullptr, 0);
+    return LoadLibraryExW(wide(loaderPath(std::move(system))), nullptr, 0);
 }
 
 LibraryHandle loadedLibrary(const std::u16string& path) {
     const std::u16string system = systemPath(path);
     HMODULE module = nullptr;
-    if (system.empty() || !GetModuleHandleExW(0, wide(system), &module))
+    if (system.empty() || !GetModuleHandleExW(0, wide(loaderPath(system)), &module))
         return nullptr;
     return module;
 }

@@ -11,7 +11,9 @@ std::u16string systemPath(const std::u16string& path) {
     }
     // A folder may have twelve characters less than a file; temporary names need some more.
     constexpr size_t longestShort = 200;
-    if (path.size() < longestShort || path.starts_with(u"\\\\?\\"))
+    const bool absolute =
+        path.starts_with(u"\\\\") || (path.size() > 2 && path[1] == u':' && path[2] == u'\\');
+    if (path.starts_with(u"\\\\?\\") || (absolute && path.size() < longestShort))
         return path;
     const DWORD needed = GetFullPathNameW(wide(path), 0, nullptr, nullptr);
     std::u16string full(needed, u'\0');
@@ -19,6 +21,8 @@ std::u16string systemPath(const std::u16string& path) {
     if (length == 0 || length >= needed)
         return path;
     full.resize(length);
+    if (full.size() < longestShort)
+        return full;
     return full.starts_with(u"\\\\") ? u"\\\\?\\UNC\\" + full.substr(2) : u"\\\\?\\" + full;
 }
 

@@ -21,8 +21,8 @@ inline const char16_t* narrow(const wchar_t* text) noexcept {
     return reinterpret_cast<const char16_t*>(text);
 }
 
-// The path for a system call: as it is while it is short, in the form without a length limit when it is long.
-// Empty, with the last error set, for a path that cannot name a file.
+// The full path for a system call: in the form without a length limit when it is long. Empty, with the last
+// error set, for a path that cannot name a file.
 std::u16string systemPath(const std::u16string& path);
 
 // Full path of a loaded library or, for null, of the program; empty on failure.
