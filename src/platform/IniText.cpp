@@ -1,6 +1,6 @@
 #include "platform/IniText.h"
 
-#include "platform/Encoding.h"
+#include "text/Utf.h"
 
 namespace Platform {
 namespace {
@@ -18,18 +18,18 @@ struct Place {
 };
 
 bool sameName(std::string_view name, std::u16string_view folded) {
-    return foldCase(utf16Of(trimmed(name))) == folded;
+    return Ferrow::toLowerAscii(Ferrow::toUtf16(Ferrow::trimmed(name))) == folded;
 }
 
 Place findPlace(std::string_view text, std::u16string_view section, std::u16string_view key) {
-    const std::u16string foldedSection = foldCase(section);
-    const std::u16string foldedKey = foldCase(key);
+    const std::u16string foldedSection = Ferrow::toLowerAscii(section);
+    const std::u16string foldedKey = Ferrow::toLowerAscii(key);
     Place place;
     bool inside = false;
     for (size_t begin = 0; begin < text.size();) {
         const size_t newline = text.find('\n', begin);
         const size_t end = newline == std::string_view::npos ? text.size() : newline + 1;
-        const std::string_view line = trimmed(text.substr(begin, end - begin));
+        const std::string_view line = Ferrow::trimmed(text.substr(begin, end - begin));
         const size_t equals = line.find('=');
         if (line.starts_with('[')) {
             inside = sameName(line.substr(1, line.find(']') - 1), foldedSection);
@@ -37,7 +37,7 @@ Place findPlace(std::string_view text, std::u16string_view section, std::u16stri
                 place.begin = place.end = end;
         } else if (inside && !line.empty() && !line.starts_with(';') && !line.starts_with('#')) {
             if (equals != std::string_view::npos && sameName(line.substr(0, equals), foldedKey))
-                return {begin, end, true, trimmed(line.substr(equals + 1))};
+                return {begin, end, true, Ferrow::trimmed(line.substr(equals + 1))};
             place.begin = place.end = end;
         }
         begin = end;
@@ -54,15 +54,15 @@ std::string_view withoutQuotes(std::string_view value) {
 // The text as UTF-8 without its mark.
 std::string decoded(std::string_view text) {
     if (text.starts_with(utf16Mark))
-        return utf8Of(utf16OfBytes(text.substr(utf16Mark.size())));
+        return Ferrow::toUtf8(Ferrow::fromLittleEndian(text.substr(utf16Mark.size())));
     if (text.starts_with(utf8Mark))
         text.remove_prefix(utf8Mark.size());
     return std::string(text);
 }
 
 bool readsBack(std::u16string_view name, std::u16string_view forbidden) {
-    const std::string text = utf8Of(name);
-    return !name.empty() && trimmed(text).size() == text.size() &&
+    const std::string text = Ferrow::toUtf8(name);
+    return !name.empty() && Ferrow::trimmed(text).size() == text.size() &&
            name.find_first_of(forbidden) == std::u16string_view::npos;
 }
 
@@ -74,7 +74,7 @@ std::optional<std::u16string> readIniValue(std::string_view text, std::u16string
     const Place place = findPlace(plain, section, key);
     if (!place.found)
         return std::nullopt;
-    return utf16Of(withoutQuotes(place.value));
+    return Ferrow::toUtf16(withoutQuotes(place.value));
 }
 
 std::optional<std::string> withIniValue(std::string_view text, std::u16string_view section,
@@ -85,15 +85,16 @@ std::optional<std::string> withIniValue(std::string_view text, std::u16string_vi
         value.find_first_of(u"\r\n\0"sv) != std::u16string_view::npos)
         return std::nullopt;
     std::string plain = decoded(text);
-    std::string valueText = utf8Of(value);
-    if (trimmed(valueText).size() != valueText.size() || withoutQuotes(valueText).size() != valueText.size())
+    std::string valueText = Ferrow::toUtf8(value);
+    if (Ferrow::trimmed(valueText).size() != valueText.size() ||
+        withoutQuotes(valueText).size() != valueText.size())
         valueText = '"' + valueText + '"';
 
     // The text's own line ends; those of Windows where it has none yet.
     const size_t newline = plain.find('\n');
     const bool bare = newline != std::string::npos && (newline == 0 || plain[newline - 1] != '\r');
     const std::string lineEnd = bare ? "\n" : "\r\n";
-    const std::string line = utf8Of(key) + "=" + valueText + lineEnd;
+    const std::string line = Ferrow::toUtf8(key) + "=" + valueText + lineEnd;
 
     const Place place = findPlace(plain, section, key);
     if (place.end != std::string_view::npos) {
@@ -102,10 +103,10 @@ std::optional<std::string> withIniValue(std::string_view text, std::u16string_vi
     } else {
         if (!plain.empty() && !plain.ends_with('\n'))
             plain += lineEnd;
-        plain += "[" + utf8Of(section) + "]" + lineEnd + line;
+        plain += "[" + Ferrow::toUtf8(section) + "]" + lineEnd + line;
     }
     if (text.starts_with(utf16Mark))
-        return std::string(utf16Mark) + bytesOfUtf16(utf16Of(plain));
+        return std::string(utf16Mark) + Ferrow::toLittleEndian(Ferrow::toUtf16(plain));
     return (text.starts_with(utf8Mark) ? std::string(utf8Mark) : std::string()) + plain;
 }
 

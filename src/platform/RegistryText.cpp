@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/Encoding.h"
+#include "text/Utf.h"
 
 namespace Platform {
 namespace {
@@ -57,7 +57,8 @@ public:
             const char16_t* problem = line.front() == u'[' ? parseKey(line) : parseValue(line);
             if (problem) {
                 result_.localMachine = {};
-                result_.error = problem + std::u16string(u", line ") + utf16Of(std::to_string(lineNumber_));
+                result_.error =
+                    problem + std::u16string(u", line ") + Ferrow::toUtf16(std::to_string(lineNumber_));
                 break;
             }
         }
@@ -87,7 +88,7 @@ private:
         const bool removes = takeStart(line, u"-");
         while (line.ends_with(u'\\'))
             line.remove_suffix(1);
-        const std::u16string folded = foldCase(line);
+        const std::u16string folded = Ferrow::toLowerAscii(line);
         std::u16string_view path = folded;
         section_ = Section::skipped;
         const std::u16string_view head = takeSegment(path);
@@ -170,9 +171,9 @@ private:
         if (section_ == Section::skipped)
             return nullptr;
         if (removes)
-            node_->values.erase(foldCase(name));
+            node_->values.erase(Ferrow::toLowerAscii(name));
         else
-            node_->values[foldCase(name)] = std::move(value);
+            node_->values[Ferrow::toLowerAscii(name)] = std::move(value);
         return nullptr;
     }
 
@@ -233,13 +234,13 @@ const RegistryNode* findRegistryKey(const RegistryNode& root, std::u16string_vie
 RegistryText parseRegistryText(std::string_view bytes) {
     std::u16string text;
     if (bytes.starts_with("\xFF\xFE")) {
-        text = utf16OfBytes(bytes.substr(2));
+        text = Ferrow::fromLittleEndian(bytes.substr(2));
     } else {
         if (bytes.starts_with("\xEF\xBB\xBF"))
             bytes.remove_prefix(3);
-        if (!isUtf8(bytes))
+        if (!Ferrow::isUtf8(bytes))
             return {{}, u"text that is not UTF-8"};
-        text = utf16Of(bytes);
+        text = Ferrow::toUtf16(bytes);
     }
     return Parser(text).run();
 }

@@ -1,6 +1,4 @@
-#include <atomic>
 #include <gtest/gtest.h>
-#include <limits>
 #include <thread>
 
 #include "platform/Clock.h"
@@ -19,16 +17,12 @@ protected:
 
 TEST_P(BothClocks, EndTheWaitOnlyWhenTheDeadlineHasPassed) {
     MutexLock lock(mutex);
+    EXPECT_FALSE(clock.waitUntil(condition, lock, clock.now()));
+    EXPECT_FALSE(clock.waitUntil(condition, lock, Clock::Time::min()));
     const Clock::Time deadline = deadlineAfter(clock.now(), 20ms);
     while (clock.waitUntil(condition, lock, deadline)) {
     }
     EXPECT_GE(clock.now(), deadline);
-}
-
-TEST_P(BothClocks, DoNotWaitForADeadlineOfThePast) {
-    MutexLock lock(mutex);
-    EXPECT_FALSE(clock.waitUntil(condition, lock, clock.now()));
-    EXPECT_FALSE(clock.waitUntil(condition, lock, Clock::Time::min()));
 }
 
 // A waiter that gave up on a far deadline would show as a false return before the notification.
@@ -58,23 +52,16 @@ TEST(Clocks, CountFromTheirOwnEpochs) {
     const Clock::Time before = Clock::steady().now();
     EXPECT_GE(before, 0ns);
     EXPECT_GE(Clock::steady().now(), before);
-}
-
-TEST(Clocks, CalendarTimesAreInRange) {
-    for (const CalendarTime& time : {localCalendarTime(), utcCalendarTime()}) {
-        EXPECT_GE(time.year, 2024);
-        EXPECT_TRUE(time.month >= 1 && time.month <= 12 && time.day >= 1 && time.day <= 31);
-        EXPECT_TRUE(time.hour <= 23 && time.minute <= 59 && time.second <= 60);
-    }
+    EXPECT_GE(utcCalendarTime().year, 2024);
+    EXPECT_TRUE(localCalendarTime().month >= 1 && localCalendarTime().month <= 12);
 }
 
 TEST(ConditionVariables, ReturnAtOnceForADurationThatIsNotAboveZero) {
     Mutex mutex;
     ConditionVariable condition;
     MutexLock lock(mutex);
-    EXPECT_FALSE(condition.waitFor(lock, 0ns));
-    EXPECT_FALSE(condition.waitFor(lock, -1h));
-    EXPECT_FALSE(condition.waitFor(lock, std::chrono::nanoseconds::min()));
+    for (const std::chrono::nanoseconds duration : {0ns, -1ns, std::chrono::nanoseconds::min()})
+        EXPECT_FALSE(condition.waitFor(lock, duration));
 }
 
 TEST(OnceFlags, AnExceptionLeavesTheWorkToTheNextCaller) {

@@ -2,7 +2,6 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <thread>
-#include <vector>
 
 #include "platform/Files.h"
 #include "platform/Folders.h"
@@ -71,12 +70,12 @@ TEST_F(Files, LargerThanAskedForAreNotRead) {
     EXPECT_EQ(readFile(file, 5), "12345");
     EXPECT_FALSE(readFile(file, 4));
     EXPECT_FALSE(readFile(folder.portable()));
+    EXPECT_EQ(lastError(), 5u);
 }
 
 TEST_F(Files, PathsThatNameNoFileFail) {
-    const std::u16string cut = file + std::u16string(1, u'\0') + u".txt";
     ASSERT_TRUE(writeFileAtomically(file, "text"));
-    for (const std::u16string& path : {std::u16string(), cut}) {
+    for (const std::u16string& path : {std::u16string(), file + std::u16string(1, u'\0') + u".txt"}) {
         EXPECT_FALSE(fileExists(path));
         EXPECT_FALSE(readFile(path));
         EXPECT_FALSE(writeFileAtomically(path, "x"));
@@ -90,12 +89,19 @@ TEST_F(Files, LieInFoldersOfAnyDepth) {
     std::u16string deep = folder.portable();
     for (int level = 0; level < 20; ++level)
         deep += u"\\a folder of twenty!!";
-    ASSERT_TRUE(createFolders(deep));
+    ASSERT_TRUE(createFolders(deep + u"\\"));
     EXPECT_TRUE(createFolders(deep));
     ASSERT_TRUE(writeFileAtomically(deep + u"\\file", "text"));
     EXPECT_EQ(readFile(deep + u"\\file"), "text");
     EXPECT_FALSE(createFolders(deep + u"\\file\\below"));
+    EXPECT_FALSE(createFolders(deep + u"\\file"));
+    EXPECT_EQ(lastError(), 183u);
     EXPECT_TRUE(removeFile(deep + u"\\file"));
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
+    EXPECT_TRUE(createFolders(u"relative\\folder"));
+    std::filesystem::current_path(before);
+    EXPECT_TRUE(fileExists(folder.portable() + u"\\relative\\folder"));
 }
 
 TEST_F(Files, TheCommonDataFolderExists) {

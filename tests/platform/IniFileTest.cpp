@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "platform/Encoding.h"
 #include "platform/Files.h"
 #include "platform/IniFile.h"
 #include "platform/IniText.h"
 #include "support/PlatformFolder.h"
+#include "text/Utf.h"
 
 using namespace Platform;
 
@@ -28,9 +28,8 @@ TEST(IniTexts, AreReadWithoutRegardToCaseBlanksAndComments) {
     EXPECT_EQ(readIniValue(sample, u"config", u"ENABLE"), u"1");
     EXPECT_EQ(readIniValue(sample, u"Config", u"MaxSize"), u" 5 ");
     EXPECT_EQ(readIniValue(sample, u"Last", u"x"), u"y");
-    EXPECT_FALSE(readIniValue(sample, u"Config", u"Severity"));
-    EXPECT_FALSE(readIniValue(sample, u"Config", u"x"));
-    EXPECT_FALSE(readIniValue(sample, u"None", u"x"));
+    for (const std::u16string_view missing : {u"Severity", u"x", u""})
+        EXPECT_FALSE(readIniValue(sample, u"Config", missing));
     EXPECT_FALSE(readIniValue("", u"Config", u"Enable"));
     EXPECT_EQ(readIniValue("[Config]\nEnable=1\n[Config]\nEnable=2\n", u"Config", u"Enable"), u"1");
 }
@@ -54,9 +53,9 @@ TEST(IniTexts, ChangeOnlyTheLineOfTheValue) {
 TEST(IniTexts, KeepTheirEncoding) {
     const std::string marked = "\xEF\xBB\xBF[A]\r\nb=1\r\n";
     EXPECT_EQ(withIniValue(marked, u"A", u"b", u"\u00e9"), "\xEF\xBB\xBF[A]\r\nb=\xC3\xA9\r\n");
-    const std::string wide = "\xFF\xFE" + bytesOfUtf16(u"[A]\r\nb=1\r\n");
+    const std::string wide = "\xFF\xFE" + Ferrow::toLittleEndian(u"[A]\r\nb=1\r\n");
     EXPECT_EQ(readIniValue(wide, u"A", u"b"), u"1");
-    EXPECT_EQ(withIniValue(wide, u"A", u"b", u"2"), "\xFF\xFE" + bytesOfUtf16(u"[A]\r\nb=2\r\n"));
+    EXPECT_EQ(withIniValue(wide, u"A", u"b", u"2"), "\xFF\xFE" + Ferrow::toLittleEndian(u"[A]\r\nb=2\r\n"));
 }
 
 TEST(IniTexts, GiveBackEveryValueThatTheyAccept) {
@@ -68,9 +67,8 @@ TEST(IniTexts, GiveBackEveryValueThatTheyAccept) {
     }
     EXPECT_FALSE(withIniValue("", u"S", u"k", u"a\nb=c"));
     EXPECT_FALSE(withIniValue("", u"S]\r\n", u"k", u"v"));
-    EXPECT_FALSE(withIniValue("", u"S", u"k=", u"v"));
-    EXPECT_FALSE(withIniValue("", u"S", u"[k", u"v"));
-    EXPECT_FALSE(withIniValue("", u"S", u"", u"v"));
+    for (const std::u16string_view key : {u"k=", u"[k", u""})
+        EXPECT_FALSE(withIniValue("", u"S", key, u"v"));
 }
 
 TEST(IniFilesOnDisk, AreCreatedWithTheirFoldersAndKeepWhatIsTooLarge) {

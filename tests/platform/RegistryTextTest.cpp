@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "platform/Encoding.h"
 #include "platform/RegistryText.h"
+#include "text/Utf.h"
 
 using namespace Platform;
 
@@ -37,10 +37,10 @@ constexpr std::string_view exported =
     "\"Path\"=\"another hive\"\r\n";
 
 TEST(RegistryTexts, AreReadAsTheEditorExportsThem) {
-    const std::string utf16 = "\xFF\xFE" + bytesOfUtf16(utf16Of(exported));
+    const std::string utf16 = "\xFF\xFE" + Ferrow::toLittleEndian(Ferrow::toUtf16(exported));
     for (const std::string& bytes : {std::string(exported), "\xEF\xBB\xBF" + std::string(exported), utf16}) {
         const RegistryText text = parseRegistryText(bytes);
-        ASSERT_FALSE(text.error) << utf8Of(*text.error);
+        ASSERT_FALSE(text.error) << Ferrow::toUtf8(*text.error);
         EXPECT_EQ(textOf(text, u"software\\corvane", u""), u"default");
         EXPECT_EQ(textOf(text, u"software\\corvane\\", u"path"), u"C:\\A \"B\" \u00e9");
         EXPECT_EQ(textOf(text, u"software\\corvane", u"a=b"), u"c");
@@ -51,22 +51,16 @@ TEST(RegistryTexts, AreReadAsTheEditorExportsThem) {
     }
 }
 
-TEST(RegistryTexts, NeedNoHeaderAndMergeRepeatedKeys) {
+TEST(RegistryTexts, NeedNoHeaderMergeRepeatedKeysAndTakeBackWhatTheyDelete) {
     const RegistryText text = parseRegistryText(
-        "[HKEY_LOCAL_MACHINE\\A]\n\"x\"=\"1\"\n\"y\"=dword:1\n"
-        "[hkey_local_machine\\a]\n\"X\"=\"2\"");
-    EXPECT_EQ(textOf(text, u"a", u"x"), u"2");
-    EXPECT_TRUE(find(text, u"a", u"y"));
-}
-
-TEST(RegistryTexts, TakeBackWhatTheyDelete) {
-    const RegistryText text = parseRegistryText(
+        "[HKEY_LOCAL_MACHINE\\A]\n\"x\"=\"1\"\n\"y\"=dword:1\n\"z\"=\"1\"\n"
         "[HKEY_LOCAL_MACHINE\\A\\B\\C]\n\"x\"=\"1\"\n"
-        "[HKEY_LOCAL_MACHINE\\A]\n\"x\"=\"1\"\n\"x\"=-\n"
+        "[hkey_local_machine\\a]\n\"Z\"=\"2\"\n\"x\"=-\n"
         "[-HKEY_LOCAL_MACHINE\\A\\B]\n\"ignored\"=\"1\"\n"
         "[-HKEY_LOCAL_MACHINE\\Never\\Was]\n");
     ASSERT_FALSE(text.error);
-    EXPECT_TRUE(findRegistryKey(text.localMachine, u"a"));
+    EXPECT_EQ(textOf(text, u"a", u"z"), u"2");
+    EXPECT_TRUE(find(text, u"a", u"y"));
     EXPECT_FALSE(find(text, u"a", u"x"));
     EXPECT_FALSE(findRegistryKey(text.localMachine, u"a\\b"));
 }
@@ -81,20 +75,21 @@ TEST(RegistryTexts, AreRefusedWholeWithTheLineThatIsWrong) {
         const RegistryText text = parseRegistryText(head + wrong + "\n[HKEY_LOCAL_MACHINE\\Good]");
         ASSERT_TRUE(text.error) << wrong;
         EXPECT_TRUE(text.localMachine.children.empty()) << wrong;
-        EXPECT_TRUE(!isUtf8(wrong) || text.error->ends_with(u", line 2")) << utf8Of(*text.error);
+        EXPECT_TRUE(!Ferrow::isUtf8(wrong) || text.error->ends_with(u", line 2"))
+            << Ferrow::toUtf8(*text.error);
     }
 }
 
 TEST(RegistryTexts, MayNestKeysOnlyAsDeepAsTheRegistryDoes) {
-    std::string key = "[HKEY_LOCAL_MACHINE";
-    for (int level = 0; level < 512; ++level)
-        key += "\\k";
-    EXPECT_FALSE(parseRegistryText(key + "]").error);
-    EXPECT_TRUE(parseRegistryText(key + "\\k]").error);
-    std::string endless = "[HKEY_LOCAL_MACHINE";
-    for (int level = 0; level < 1'000'000; ++level)
-        endless += "\\k";
-    EXPECT_TRUE(parseRegistryText(endless + "]").error);
+    const auto depth = [](size_t levels) {
+        std::string key = "[HKEY_LOCAL_MACHINE";
+        while (levels-- > 0)
+            key += "\\k";
+        return parseRegistryText(key + "]");
+    };
+    EXPECT_FALSE(depth(512).error);
+    EXPECT_TRUE(depth(513).error);
+    EXPECT_TRUE(depth(1'000'000).error);
 }
 
 }  // namespace

@@ -20,20 +20,12 @@ bool isDirect(std::u16string_view pattern) {
     return DirectPattern::parse(pattern).has_value();
 }
 
-void expectRefused(std::u16string_view pattern) {
-    try {
-        NamePattern{pattern};
-        FAIL() << "accepted: " << toUtf8(pattern.substr(0, 60));
-    } catch (const std::regex_error& error) {
-        EXPECT_EQ(error.code(), std::regex_constants::error_complexity);
-    }
-}
-
 TEST(NamePattern, MatchesTheSystemsOwnPatternsDirectly) {
-    EXPECT_TRUE(isDirect(u"Brevant.Alert.Show..+"));
-    EXPECT_TRUE(matches(u"Brevant.Alert.Show..+", u"Brevant.Alert.Show.{1}"));
-    EXPECT_FALSE(matches(u"Brevant.Alert.Show..+", u"Brevant.Alert.Show."));
-    EXPECT_FALSE(matches(u"Brevant.Alert.Show..+", u"x.Brevant.Alert.Show.{1}"));
+    constexpr std::u16string_view show = u"Brevant.Alert.Show..+";
+    EXPECT_TRUE(isDirect(show));
+    EXPECT_TRUE(matches(show, u"Brevant.Alert.Show.{1}"));
+    EXPECT_FALSE(matches(show, u"Brevant.Alert.Show."));
+    EXPECT_FALSE(matches(show, u"x.Brevant.Alert.Show.{1}"));
 
     constexpr std::u16string_view setting = u"^SettingsManager.Notify.Set.Brevant/Viewer.*";
     EXPECT_TRUE(isDirect(setting));
@@ -140,27 +132,22 @@ TEST(NamePattern, MatchesNamesAndPatternsOfAMillionUnits) {
     EXPECT_FALSE(matches(u"[^.]*[.]x", name)) << "through the engine";
 }
 
-TEST(NamePattern, SaysThatAPatternIsMalformed) {
-    for (const std::u16string_view pattern :
-         {u"(", u")", u"a(b", u"[a", u"*", u"a\\", u"{2}", u"(?<a>b)", u"a{2"})
-        EXPECT_THROW(NamePattern{pattern}, std::regex_error) << toUtf8(pattern);
-}
-
 TEST(NamePattern, RefusesWhatTheEngineIsNotTrustedWith) {
     const std::u16string many(100'000, u'(');
-    expectRefused(many);
-    expectRefused(many + u"a" + std::u16string(100'000, u')'));
-    expectRefused(std::u16string(million, u'a') + u"*");
-    expectRefused(u"(a{1000}){1000}");
-    expectRefused(u"a{100}{100}");
-    expectRefused(u"(a|b){99999999999999999999}");
-    expectRefused(u"([(]aaaaaaaa){500}");
-    expectRefused(u"(aaaaaaaaaaaaaaa[)]){100}");
-    expectRefused(u"(\\c)aaaaaaaaaaaaa){100}");
-    expectRefused(u"(aaaaaaa[[:alpha:])]){200}");
-    expectRefused(u"a*" + std::u16string(100, u'b'));
-    expectRefused(u"(a|(?=.*b)c)*");
-    expectRefused(u"(a)\\1");
+    for (const std::u16string& pattern :
+         {many, many + u"a" + std::u16string(100'000, u')'), std::u16string(million, u'a') + u"*",
+          std::u16string(u"(a{1000}){1000}"), std::u16string(u"a{100}{100}"),
+          std::u16string(u"(a|b){99999999999999999999}"), std::u16string(u"([(]aaaaaaaa){500}"),
+          std::u16string(u"(aaaaaaaaaaaaaaa[)]){100}"), std::u16string(u"(\\c)aaaaaaaaaaaaa){100}"),
+          std::u16string(u"(aaaaaaa[[:alpha:])]){200}"), u"a*" + std::u16string(100, u'b'),
+          std::u16string(u"(a|(?=.*b)c)*"), std::u16string(u"(a)\\1")}) {
+        try {
+            NamePattern{pattern};
+            ADD_FAILURE() << "accepted: " << toUtf8(pattern.substr(0, 60));
+        } catch (const std::regex_error& error) {
+            EXPECT_EQ(error.code(), std::regex_constants::error_complexity);
+        }
+    }
 }
 
 TEST(NamePattern, TakesOrdinaryExpressionsOfSomeSize) {

@@ -2,12 +2,12 @@
 
 #include <cstdio>
 
-#include "platform/Encoding.h"
+#include "text/Utf.h"
 
 namespace Platform {
 
 void writeToDebugger(const std::u16string& text) {
-    const std::string bytes = utf8Of(text);
+    const std::string bytes = Ferrow::toUtf8(text);
     std::fwrite(bytes.data(), 1, bytes.size(), stderr);
 }
 

@@ -10,10 +10,10 @@
 
 #include "FileDescriptor.h"
 #include "platform/Clock.h"
-#include "platform/Encoding.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/ProcessWide.h"
+#include "text/Utf.h"
 
 namespace Platform {
 namespace {
@@ -130,7 +130,7 @@ std::string fileNameFor(std::u16string_view name) {
     constexpr size_t readable = 100;
     uint64_t number = 14695981039346656037u;
     std::string file;
-    for (const char byte : utf8Of(name)) {
+    for (const char byte : Ferrow::toUtf8(name)) {
         number = (number ^ static_cast<uint8_t>(byte)) * 1099511628211u;
         const bool plain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
                            (byte >= '0' && byte <= '9') || byte == '-' || byte == '_';

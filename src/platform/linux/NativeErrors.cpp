@@ -13,7 +13,7 @@ void setLastSystemError(int systemError) noexcept {
         case ENOENT:
             return setLastError(errorFileNotFound);
         case ENOTDIR:
-            return setLastError(3);  // path not found
+            return setLastError(errorPathNotFound);
         case EMFILE:
         case ENFILE:
             return setLastError(4);  // too many open files

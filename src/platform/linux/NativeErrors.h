@@ -6,6 +6,7 @@
 namespace Platform {
 
 constexpr uint32_t errorFileNotFound = 2;
+constexpr uint32_t errorPathNotFound = 3;
 constexpr uint32_t errorAccessDenied = 5;
 constexpr uint32_t errorInvalidHandle = 6;
 constexpr uint32_t errorInvalidData = 13;

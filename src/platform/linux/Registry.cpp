@@ -1,7 +1,7 @@
 #include "platform/Registry.h"
 
 #include "RegistryFile.h"
-#include "platform/Encoding.h"
+#include "text/Utf.h"
 
 namespace Platform {
 namespace {
@@ -24,7 +24,7 @@ private:
         const RegistryNode* key = findRegistryKey(*registry, path_);
         if (!key)
             return std::nullopt;
-        const auto value = key->values.find(foldCase(name));
+        const auto value = key->values.find(Ferrow::toLowerAscii(name));
         if (value == key->values.end())
             return std::nullopt;
         const T* typed = std::get_if<T>(&value->second);
@@ -37,7 +37,7 @@ private:
 class FileRegistry final : public Registry {
 public:
     std::unique_ptr<RegistryKey> openKey(std::u16string_view path) const override {
-        std::u16string folded = foldCase(path);
+        std::u16string folded = Ferrow::toLowerAscii(path);
         if (!findRegistryKey(*currentRegistry(), folded))
             return nullptr;
         return std::make_unique<FileRegistryKey>(std::move(folded));

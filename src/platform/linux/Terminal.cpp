@@ -9,7 +9,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "platform/Encoding.h"
+#include "text/Utf.h"
 
 namespace Platform {
 namespace {
@@ -57,7 +57,7 @@ private:
         const ssize_t count = ::read(STDIN_FILENO, bytes, sizeof bytes);
         if (count <= 0)
             return Result::ended;
-        const std::u16string text = utf16Of({bytes, static_cast<size_t>(count)});
+        const std::u16string text = Ferrow::toUtf16({bytes, static_cast<size_t>(count)});
         key = bytes[0] == '\x1B' && count > 1 ? 0 : text[0];
         return Result::key;
     }
@@ -71,7 +71,7 @@ private:
 std::vector<std::u16string> programArguments(int argc, char** argv) {
     std::vector<std::u16string> arguments;
     for (int at = 1; at < argc; ++at)
-        arguments.push_back(utf16Of(argv[at]));
+        arguments.push_back(Ferrow::toUtf16(argv[at]));
     return arguments;
 }
 

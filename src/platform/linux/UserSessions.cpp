@@ -5,10 +5,10 @@
 #include <string_view>
 
 #include "NativeErrors.h"
-#include "platform/Encoding.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/Process.h"
+#include "text/Utf.h"
 
 namespace Platform {
 namespace {
@@ -21,7 +21,7 @@ std::optional<UserSession> parseSession(std::string_view line) {
     const auto [stopped, error] = std::from_chars(line.data(), end, session.id);
     if (error != std::errc() || stopped == end || (*stopped != ' ' && *stopped != '\t'))
         return std::nullopt;
-    const std::string_view state = trimmed({stopped, static_cast<size_t>(end - stopped)});
+    const std::string_view state = Ferrow::trimmed({stopped, static_cast<size_t>(end - stopped)});
     if (state == "active")
         session.state = UserSessionState::active;
     else if (state == "connected")
@@ -42,7 +42,7 @@ bool enumerateUserSessions(std::vector<UserSession>& sessions) {
     setLastError(0);
     const std::optional<std::string> text = readFile(platformFolder() + u"\\sessions", mostBytes);
     if (!text) {
-        if (lastError() != errorFileNotFound && lastError() != 3)
+        if (lastError() != errorFileNotFound && lastError() != errorPathNotFound)
             return false;
         setLastError(0);
         sessions.push_back({1, UserSessionState::active});
@@ -53,7 +53,7 @@ bool enumerateUserSessions(std::vector<UserSession>& sessions) {
         const size_t end = rest.find('\n');
         const std::string_view whole = rest.substr(0, end);
         rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-        const std::string_view line = trimmed(whole.substr(0, whole.find('#')));
+        const std::string_view line = Ferrow::trimmed(whole.substr(0, whole.find('#')));
         if (line.empty())
             continue;
         const std::optional<UserSession> session = parseSession(line);

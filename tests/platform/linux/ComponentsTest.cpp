@@ -1,70 +1,107 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include "../component/Beside.h"
 #include "../component/CountingComponent.h"
 #include "platform/Components.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
-#include "platform/Process.h"
 #include "support/PlatformFolder.h"
 
 using namespace Platform;
 
 namespace {
 
-class Components : public testing::Test {
+// A component library of the test's own, which its user alone may write.
+class LibraryTrust : public testing::Test {
 protected:
-    Components() {
-        std::filesystem::path source(nativePath(executablePath()));
-        std::filesystem::copy_file(source.replace_filename("test_component.dll"),
-                                   folder.path() / "component.dll");
+    LibraryTrust() {
+        std::filesystem::copy_file(nativePath(beside(u"test_component.dll")), file);
+        chmod(file.c_str(), 0755);
     }
-    void registerLibrary(std::string_view library = "component.dll") {
+    void expectRefused() {
+        for (const bool loads : {false, true}) {
+            setLastError(0);
+            EXPECT_FALSE(loads ? loadLibrary(path) != nullptr : verifyLibraryTrust(path));
+            EXPECT_EQ(lastError(), 5u);
+        }
+    }
+    void expectLoaded() {
+        EXPECT_TRUE(verifyLibraryTrust(path));
+        const LibraryHandle library = loadLibrary(path);
+        ASSERT_TRUE(library);
+        EXPECT_TRUE(freeLibrary(library));
+    }
+    void verify(int on) {
+        folder.writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVANE\\OSTREL]\n\"Verify Libraries\"=dword:" +
+                             std::to_string(on) + "\n");
+    }
+
+    Support::PlatformFolder folder;
+    std::filesystem::path file = folder.path() / "component.dll";
+    std::u16string path = folder.portable() + u"\\component.dll";
+};
+
+TEST_F(LibraryTrust, IsRefusedToFilesThatOthersMayWriteUnlessItIsNotAskedFor) {
+    expectLoaded();
+    for (const mode_t mode : {0775, 0757}) {
+        chmod(file.c_str(), mode);
+        expectRefused();
+        std::filesystem::create_symlink(file, folder.path() / "link.dll");
+        EXPECT_FALSE(loadLibrary(folder.portable() + u"\\link.dll"));
+        std::filesystem::remove(folder.path() / "link.dll");
+    }
+    EXPECT_FALSE(verifyLibraryTrust(folder.portable()));
+    EXPECT_FALSE(verifyLibraryTrust(path + u".missing"));
+    verify(0);
+    expectLoaded();
+    EXPECT_FALSE(verifyLibraryTrust(u""));
+    verify(1);
+    expectRefused();
+}
+
+TEST_F(LibraryTrust, IsRefusedToFilesOfOtherUsers) {
+    constexpr uid_t nobody = 65534;
+    if (chown(file.c_str(), nobody, nobody) != 0)
+        GTEST_SKIP() << "needs the right to give files away";
+    expectRefused();
+}
+
+class Components : public LibraryTrust {
+protected:
+    void registerLibrary(const std::string& library) {
         folder.writeRegistry(
             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\{5A1B2C3D-1111-2222-0102-030405060708}\\"
             "InprocServer32]\n@=\"" +
-            (folder.path() / library).string() + "\"\n");
+            library + "\"\n");
     }
     bool libraryLoaded() {
         const LibraryHandle library = loadedLibrary(path);
         return library && freeLibrary(library);
     }
-
-    Support::PlatformFolder folder;
-    std::u16string path = folder.portable() + u"\\component.dll";
     void* object = &folder;
 };
 
-TEST_F(Components, AreCreatedFromTheLibraryThatTheRegistryNames) {
-    registerLibrary();
-    const ComponentThread thread;
+TEST_F(Components, KeepTheLibraryThatTheRegistryNamesLoadedForAsLongAsTheyLive) {
+    registerLibrary(file.string());
     for (const auto create : {createTrustedComponent, createComponent}) {
-        ASSERT_EQ(create(countingClassId, textLengthId, &object), 0);
+        {
+            const ComponentThread thread;
+            ASSERT_EQ(create(countingClassId, textLengthId, &object), 0);
+        }
+        EXPECT_TRUE(libraryLoaded());
+        const ComponentThread thread;
         auto* component = static_cast<TextLength*>(object);
-        char16_t* text = allocateComponentText(std::u16string_view(u"a\0b", 3));
-        EXPECT_EQ(component->functions->lengthOf(component, text), 3);
-        freeComponentText(text);
-        text = allocateComponentText({});
-        EXPECT_EQ(component->functions->lengthOf(component, text), 0);
-        freeComponentText(text);
+        for (const std::u16string_view value : {std::u16string_view(u"a\0b", 3), std::u16string_view()}) {
+            char16_t* text = allocateComponentText(value);
+            EXPECT_EQ(component->functions->lengthOf(component, text), static_cast<int32_t>(value.size()));
+            freeComponentText(text);
+        }
         component->functions->release(component);
     }
     freeComponentText(nullptr);
-}
-
-TEST_F(Components, KeepTheirLibraryLoadedForAsLongAsTheyLive) {
-    registerLibrary();
-    {
-        const ComponentThread thread;
-        ASSERT_EQ(createComponent(countingClassId, textLengthId, &object), 0);
-    }
-    EXPECT_TRUE(libraryLoaded());
-    {
-        const ComponentThread thread;
-        auto* component = static_cast<TextLength*>(object);
-        component->functions->release(component);
-    }
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     EXPECT_FALSE(libraryLoaded());  // sanitizer builds keep every library
 #endif
@@ -78,12 +115,12 @@ TEST_F(Components, ThatCannotBeCreatedLeaveNoObject) {
         EXPECT_EQ(object, nullptr);
     };
     fails(componentNotRegistered);
-    registerLibrary("missing.dll");
+    registerLibrary((folder.path() / "missing.dll").string());
     fails(static_cast<ComponentResult>(0x800401F8u));
-    registerLibrary();
-    chmod((folder.path() / "component.dll").c_str(), 0666);
+    registerLibrary(file.string());
+    chmod(file.c_str(), 0666);
     fails(componentAccessDenied);
-    chmod((folder.path() / "component.dll").c_str(), 0644);
+    chmod(file.c_str(), 0644);
     object = &folder;
     EXPECT_LT(createComponent(countingClassId, countingClassId, &object), 0);
     EXPECT_EQ(object, nullptr);

@@ -16,33 +16,26 @@ namespace {
 
 class LockFiles : public testing::Test {
 protected:
-    // Another process that holds the lock on the mutex's file until it is told to let go, or dies.
+    // Another process that holds the lock on the mutex's file until it is killed.
     struct Holder {
         explicit Holder(const std::filesystem::path& file) {
+            int ready[2] = {};
             EXPECT_EQ(pipe(ready), 0);
-            EXPECT_EQ(pipe(release), 0);
             child = fork();
             if (child == 0) {
-                close(release[1]);
-                const int lock = open(file.c_str(), O_RDONLY);
-                char byte = flock(lock, LOCK_EX) == 0 ? 'y' : 'n';
-                if (write(ready[1], &byte, 1) == 1)
-                    byte = read(release[0], &byte, 1) == 1 ? byte : 0;
-                _exit(0);
+                alarm(60);  // not to outlive a test that dies
+                const char byte = flock(open(file.c_str(), O_RDONLY), LOCK_EX) == 0 ? 'y' : 'n';
+                while (write(ready[1], &byte, 1) == 1)
+                    pause();
+                _exit(1);
             }
             char byte = 'n';
             EXPECT_EQ(read(ready[0], &byte, 1), 1);
             EXPECT_EQ(byte, 'y');
-        }
-        ~Holder() {
-            close(release[1]);
-            waitpid(child, nullptr, 0);
-            close(release[0]);
             close(ready[0]);
             close(ready[1]);
         }
-        int ready[2] = {};
-        int release[2] = {};
+        ~Holder() { waitpid(child, nullptr, 0); }
         pid_t child = 0;
     };
 
@@ -54,25 +47,26 @@ protected:
         return {};
     }
 
+    // Until the mutex is released.
+    void expectHeld() {
+        const int other = open(lockFile().c_str(), O_RDONLY);
+        EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0);
+        mutex->release();
+        EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+        close(other);
+    }
+
     Support::PlatformFolder folder;
     std::unique_ptr<NamedMutex> mutex = NamedMutex::create(u"Global\\..\\..\\etc\\passwd");
 };
 
 TEST_F(LockFiles, AreHonouredAcrossProcessesAndFreedByTheirDeath) {
-    const std::filesystem::path file = lockFile();
-    ASSERT_FALSE(file.empty());
-    {
-        const Holder holder(file);
-        EXPECT_FALSE(mutex->acquire(5ms));
-        EXPECT_FALSE(mutex->acquire(0ms));
-        kill(holder.child, SIGKILL);
-        EXPECT_TRUE(mutex->acquire(60s));
-    }
-    const int other = open(file.c_str(), O_RDONLY);
-    EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0);
-    mutex->release();
-    EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
-    close(other);
+    const Holder holder(lockFile());
+    EXPECT_FALSE(mutex->acquire(5ms));
+    EXPECT_FALSE(mutex->acquire(0ms));
+    kill(holder.child, SIGKILL);
+    EXPECT_TRUE(mutex->acquire(60s));
+    expectHeld();
 }
 
 TEST_F(LockFiles, ThatWereRemovedAreMadeAnew) {
@@ -80,10 +74,7 @@ TEST_F(LockFiles, ThatWereRemovedAreMadeAnew) {
     std::filesystem::remove(file);
     ASSERT_TRUE(mutex->acquire(0ms));
     EXPECT_EQ(lockFile(), file);
-    const int other = open(file.c_str(), O_RDONLY);
-    EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0);
-    mutex->release();
-    close(other);
+    expectHeld();
 }
 
 TEST_F(LockFiles, AreDoneWithoutWhereThereCanBeNone) {

@@ -15,14 +15,11 @@ protected:
     std::vector<UserSession> sessions;
 };
 
-TEST_F(UserSessionFiles, MissingMeansOneActiveSession) {
+TEST_F(UserSessionFiles, ListTheSessionsInTheirOrderAndMissingMeansOneActiveOne) {
     ASSERT_TRUE(enumerateUserSessions(sessions));
     ASSERT_EQ(sessions.size(), 1u);
     EXPECT_EQ(sessions[0].id, 1u);
     EXPECT_EQ(sessions[0].state, UserSessionState::active);
-}
-
-TEST_F(UserSessionFiles, ListTheSessionsInTheirOrder) {
     folder.writeSessions(
         "# id state\n7 disconnected\r\n\n  2\tidle # nobody\n4294967295 connected\n3 active");
     ASSERT_TRUE(enumerateUserSessions(sessions));

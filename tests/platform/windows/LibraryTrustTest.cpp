@@ -2,12 +2,13 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "../component/Beside.h"
 #include "../component/CountingComponent.h"
 #include "platform/Components.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
-#include "platform/Process.h"
 #include "platform/VersionResource.h"
+#include "support/PlatformFolder.h"
 
 using namespace Platform;
 
@@ -15,47 +16,67 @@ namespace {
 
 constexpr const wchar_t* switchKey = L"SOFTWARE\\CORVANE\\OSTREL";
 
-// Turns the check on or off for one test, and back to what it was.
-class LibraryTrust : public testing::Test {
-protected:
-    LibraryTrust() {
-        DWORD size = sizeof before;
-        had = RegGetValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries", RRF_RT_REG_DWORD, nullptr,
-                           &before, &size) == ERROR_SUCCESS;
+void verify(DWORD value) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries", REG_DWORD, &value, sizeof value);
+}
+
+// The libraries of the tests are not signed: the check is off but for the tests that turn it on.
+class CheckIsOff : public testing::Environment {
+public:
+    void SetUp() override {
+        DWORD size = sizeof before_;
+        had_ = RegGetValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries", RRF_RT_REG_DWORD, nullptr,
+                            &before_, &size) == ERROR_SUCCESS;
+        verify(0);
     }
-    ~LibraryTrust() override {
-        if (had)
-            verify(before);
+    void TearDown() override {
+        if (had_)
+            verify(before_);
         else
             RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries");
     }
-    void verify(DWORD value) {
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries", REG_DWORD, &value, sizeof value);
-    }
 
-    std::u16string path = portablePath(
-        std::filesystem::path(nativePath(executablePath())).replace_filename("test_component.dll").string());
-    DWORD before = 1;
-    bool had = false;
+private:
+    DWORD before_ = 1;
+    bool had_ = false;
 };
 
-TEST_F(LibraryTrust, IsRefusedToAnUnsignedLibrary) {
-    verify(1);
-    EXPECT_FALSE(verifyLibraryTrust(path));
-    EXPECT_EQ(lastError(), 0x800B0100u);
-    EXPECT_FALSE(loadLibrary(path));
-    EXPECT_EQ(lastError(), 0x800B0100u);
-    EXPECT_FALSE(verifyLibraryTrust(path + u".missing"));
-    EXPECT_EQ(lastError(), 2u);
-}
+const testing::Environment* const checkIsOff = testing::AddGlobalTestEnvironment(new CheckIsOff);
 
-TEST_F(LibraryTrust, IsNotAskedForWhileTheRegistrySaysSo) {
+class LibraryTrust : public testing::Test {
+protected:
+    ~LibraryTrust() override { verify(0); }
+    void expectRefused(const std::u16string& library, uint32_t reason) {
+        for (const bool loads : {false, true}) {
+            EXPECT_FALSE(loads ? loadLibrary(library) != nullptr : verifyLibraryTrust(library));
+            EXPECT_EQ(lastError(), reason);
+        }
+    }
+
+    const std::u16string path = beside(u"test_component.dll");
+};
+
+TEST_F(LibraryTrust, IsRefusedToAnUnsignedLibraryUnlessItIsNotAskedFor) {
+    verify(1);
+    expectRefused(path, 0x800B0100u);
+    expectRefused(path + u".missing", 2);
     verify(0);
     EXPECT_TRUE(verifyLibraryTrust(path));
     EXPECT_FALSE(verifyLibraryTrust(u""));
-    const LibraryHandle library = loadLibrary(path);
-    EXPECT_TRUE(library);
-    freeLibrary(library);
+}
+
+// The system's own verdict may pass a signer whose root nobody trusts.
+TEST_F(LibraryTrust, IsRefusedToAnUntrustedSignerAndToABrokenSignature) {
+    const std::u16string sealed = beside(u"test_component_signed.dll");
+    if (!fileExists(sealed))
+        GTEST_SKIP() << "openssl and osslsigncode were missing when this was built";
+    verify(1);
+    expectRefused(sealed, 0x800B0109u);
+    Support::PlatformFolder folder;
+    std::string bytes = readFile(sealed).value();
+    bytes[bytes.size() / 2] ^= 1;
+    folder.write("tampered.dll", bytes);
+    expectRefused(folder.portable() + u"\\tampered.dll", 0x80096010u);
 }
 
 TEST_F(LibraryTrust, GatesTheTrustedCreationOfComponents) {

@@ -1,0 +1,122 @@
+#include "platform/FileCalls.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "NativeErrors.h"
+#include "platform/Files.h"
+#include "platform/Process.h"
+#include "text/Utf.h"
+
+namespace Platform {
+namespace {
+
+bool failed(int systemError = errno) {
+    setLastSystemError(systemError);
+    return false;
+}
+
+int flagsFor(FileUse use) {
+    switch (use) {
+        case FileUse::read:
+            // Not blocking: a pipe under that name must not hang the reader before it is recognised.
+            return O_RDONLY | O_NONBLOCK;
+        case FileUse::append:
+            return O_WRONLY | O_CREAT | O_APPEND;
+        case FileUse::overwrite:
+            return O_WRONLY | O_CREAT | O_APPEND | O_TRUNC;
+        case FileUse::temporary:
+            break;
+    }
+    return O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW;
+}
+
+}  // namespace
+
+std::string nativePath(std::u16string_view path) {
+    std::string native = Ferrow::toUtf8(path);
+    std::replace(native.begin(), native.end(), '\\', '/');
+    return native;
+}
+
+NativePath checkedPath(const std::u16string& path) {
+    if (!path.empty() && path.find(u'\0') == std::u16string::npos)
+        return nativePath(path);
+    setLastError(path.empty() ? errorPathNotFound : errorInvalidName);
+    return {};
+}
+
+NativeFile openFile(const NativePath& path, FileUse use) {
+    int number = -1;
+    do {
+        number = open(path.c_str(), flagsFor(use) | O_CLOEXEC, 0644);
+    } while (number < 0 && errno == EINTR);
+    if (number < 0)
+        failed();
+    return NativeFile(number);
+}
+
+std::optional<uint64_t> regularSize(const NativeFile& file) {
+    struct stat status {};
+    if (fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode))
+        return static_cast<uint64_t>(status.st_size);
+    setLastError(errorAccessDenied);
+    return std::nullopt;
+}
+
+std::optional<size_t> readSome(const NativeFile& file, char* buffer, size_t size) {
+    ssize_t count = 0;
+    do {
+        count = read(file.get(), buffer, size);
+    } while (count < 0 && errno == EINTR);
+    if (count >= 0)
+        return static_cast<size_t>(count);
+    failed();
+    return std::nullopt;
+}
+
+bool writeAll(const NativeFile& file, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(file.get(), text.data(), text.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return failed(written < 0 ? errno : EIO);
+        text.remove_prefix(static_cast<size_t>(written));
+    }
+    return true;
+}
+
+bool moveIntoPlace(NativeFile file, const NativePath& from, const NativePath& to) {
+    struct stat before {};
+    if (stat(to.c_str(), &before) == 0 && fchmod(file.get(), before.st_mode & 07777) != 0)
+        return failed();
+    if (fsync(file.get()) != 0)
+        return failed();
+    return renamePath(from, to);
+}
+
+std::optional<FileStatus> statusOf(const NativePath& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0)
+        return FileStatus{static_cast<uint64_t>(status.st_size), S_ISDIR(status.st_mode)};
+    failed();
+    return std::nullopt;
+}
+
+bool makeFolder(const NativePath& path) {
+    return mkdir(path.c_str(), 0755) == 0 || errno == EEXIST || failed();
+}
+
+bool removePath(const NativePath& path) {
+    return unlink(path.c_str()) == 0 || failed();
+}
+
+bool renamePath(const NativePath& from, const NativePath& to) {
+    return rename(from.c_str(), to.c_str()) == 0 || failed();
+}
+
+}  // namespace Platform

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "Handle.h"
+
+namespace Platform {
+
+using NativePath = std::u16string;
+using NativeFile = Handle;
+
+}  // namespace Platform
