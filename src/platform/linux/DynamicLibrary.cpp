@@ -65,6 +65,10 @@ LibraryHandle loadLibrary(const std::u16string& path) {
         setLastSystemError(errno);
         return nullptr;
     }
+    if (!S_ISREG(checked.st_mode)) {
+        setLastError(errorAccessDenied);
+        return nullptr;
+    }
     const bool verify = librariesAreVerified();
     if (verify && !trusted(checked))
         return nullptr;
@@ -90,7 +94,10 @@ LibraryHandle loadLibrary(const std::u16string& path) {
 
 LibraryHandle loadedLibrary(const std::u16string& path) {
     const std::string native = loaderPath(path);
-    void* library = native.empty() ? nullptr : dlopen(native.c_str(), RTLD_NOW | RTLD_NOLOAD);
+    // The loader opens the file although it shall not load it, and would wait for the other end of a pipe.
+    struct stat status {};
+    const bool regular = stat(native.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    void* library = regular ? dlopen(native.c_str(), RTLD_NOW | RTLD_NOLOAD) : nullptr;
     if (!library)
         setLastError(errorModuleNotFound);
     return library;

@@ -19,15 +19,15 @@ bool failed(int systemError = errno) {
     return false;
 }
 
+// Not blocking where the name may be a pipe's, whose other end nobody need hold.
 int flagsFor(FileUse use) {
     switch (use) {
         case FileUse::read:
-            // Not blocking: a pipe under that name must not hang the reader before it is recognised.
             return O_RDONLY | O_NONBLOCK;
         case FileUse::append:
-            return O_WRONLY | O_CREAT | O_APPEND;
+            return O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK;
         case FileUse::overwrite:
-            return O_WRONLY | O_CREAT | O_APPEND | O_TRUNC;
+            return O_WRONLY | O_CREAT | O_APPEND | O_TRUNC | O_NONBLOCK;
         case FileUse::temporary:
             break;
     }
