@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -39,6 +40,28 @@ bool trusted(const struct stat& status) {
         return true;
     setLastError(errorAccessDenied);
     return false;
+}
+
+// Whether the file has all that its header says is to be mapped. The loader maps a file that was cut short,
+// as while it is being copied, and the process dies at the first touch of what is missing.
+bool complete(const std::string& path, uint64_t size) {
+    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const auto read = [&](auto& into, uint64_t offset) {
+        return pread(file.get(), &into, sizeof into, static_cast<off_t>(offset)) ==
+               static_cast<ssize_t>(sizeof into);
+    };
+    ElfW(Ehdr) header{};
+    if (!read(header, 0))
+        return false;
+    for (unsigned i = 0; i < header.e_phnum; ++i) {
+        ElfW(Phdr) segment{};
+        if (!read(segment, header.e_phoff + uint64_t{i} * sizeof segment))
+            return false;
+        if (segment.p_type == PT_LOAD &&
+            (segment.p_offset > size || segment.p_filesz > size - segment.p_offset))
+            return false;
+    }
+    return true;
 }
 
 bool names(const std::string& path, const struct stat& file) {
@@ -79,7 +102,9 @@ LibraryHandle loadLibrary(const std::u16string& path) {
         setLastError(errorAccessDenied);
         return nullptr;
     }
-    void* library = dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* library = complete(native, static_cast<uint64_t>(checked.st_size))
+                        ? dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL)
+                        : nullptr;
     if (!library) {
         setLastError(errorBadExecutable);
         return nullptr;
