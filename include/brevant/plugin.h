@@ -5,12 +5,14 @@
  *
  * The broker finds it through the settings property "Brevant/Product/<product>", a JSON object with
  * "pluginFile" (file name) and "pluginPath" (folder; may hold path macros such as "$(App.Folder)"), loads it
- * at the product's first alert and keeps it. Every call to every plugin of the broker is made one after the
- * other, never two at once, on threads of the broker's choosing: be quick, and do not call back into the
- * broker and wait for it.
+ * at the product's first alert and keeps it until the module ends. When that property is deleted, the next
+ * alert ends the instance and loads the library again, which fails while the property stays deleted.
  *
- * A plugin that throws, fails or returns null texts harms only its own alerts: the alert is then processed as
- * it came.
+ * Every call to every plugin of the broker is made one after the other, never two at once, on threads of the
+ * broker's choosing: be quick, and do not call back into the broker and wait for it.
+ *
+ * A plugin that throws, fails or returns null texts harms only its own alerts: processAlert then leaves the
+ * alert as it came, getAlertContent fails it; a null content is an empty one.
  */
 #ifndef BREVANT_PLUGIN_H
 #define BREVANT_PLUGIN_H
@@ -36,7 +38,8 @@ typedef struct AlertPluginApi {
 
     /*
      * Decides about one alert before it is queued. alertText is its description as JSON. On success
-     * *processedText is a description too; only its "preferredViewer" list is heeded. Set *suppress to 1 to
+     * *processedText is a description too, of which only the "preferredViewer" list is heeded; a text that is
+     * no description suppresses the alert, an empty or null one counts as a failure. Set *suppress to 1 to
      * suppress the alert, also when failing; any other value shows it. *extraText is not used by the broker;
      * set it to an empty text. On success both texts stay valid until they come back in releaseProcessed;
      * after a failure they are neither read nor released. [broker thread & created]

@@ -1,0 +1,304 @@
+#include <atomic>
+#include <functional>
+#include <gtest/gtest.h>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+
+#include "json/JSONFormatter.h"
+#include "library/SharedLibrary.h"
+#include "processing/plugins/AlertPluginLib.h"
+#include "processing/plugins/PluginRegistrar.h"
+#include "settings/SettingsManagerClient.h"
+#include "support/FakeBus.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+using Vok::AlertPluginLib;
+using Vok::PluginState;
+
+// A test's plugin and what befell it. Tables carry no context, so there is one at a time. It keeps no lock:
+// its calls come one after the other.
+struct Plugin {
+    std::u16string calls;
+    uint32_t status = MODULE_STATUS_SUCCESS;
+    std::function<void()> inside;  // runs in every entry
+    bool offersTable = true;
+    AlertPluginApi table{};
+    const char16_t *processed = u"processed", *extra = u"extra", *content = u"content";
+
+    uint32_t enter(const std::u16string& call) {
+        calls += u" " + call;
+        if (inside)
+            inside();
+        return status;
+    }
+};
+Plugin plugin;
+
+uint32_t create(void** instance, const char16_t* name) {
+    *instance = &plugin;
+    return plugin.enter(name);
+}
+uint32_t destroy(void* instance) {
+    return plugin.enter(instance == &plugin ? u"destroy" : u"destroy another");
+}
+uint32_t process(void*, const char16_t* alert, const char16_t** processed, uint32_t* suppress,
+                 const char16_t** extra) {
+    *processed = plugin.processed;
+    *suppress = 1;
+    *extra = plugin.extra;
+    return plugin.enter(alert);
+}
+void releaseProcessed(const char16_t* processed, const char16_t* extra) {
+    plugin.enter(processed == plugin.processed && extra == plugin.extra ? u"release" : u"release others");
+}
+uint32_t getContent(void*, const char16_t*, const char16_t* viewer, const char16_t** content) {
+    *content = plugin.content;
+    return plugin.enter(viewer);
+}
+void releaseContent(const char16_t* content) {
+    plugin.enter(content == plugin.content ? u"release" : u"release another");
+}
+void* createObject(uint32_t version) {
+    plugin.enter(version == BREVANT_PLUGIN_VERSION ? u"object" : u"object of another version");
+    return plugin.offersTable ? &plugin.table : nullptr;
+}
+
+// Stand for the plugin's library file.
+struct FakeLoader : Tavix::DllLoader {
+    bool loadDLL(const std::u16string& path, Platform::LibraryHandle* handle) override {
+        plugin.calls += u" load:" + path;
+        *handle = reinterpret_cast<Platform::LibraryHandle>(this);
+        return true;
+    }
+    void* getProcAddress(Platform::LibraryHandle, const char*) override {
+        return reinterpret_cast<void*>(&createObject);
+    }
+    bool freeDLL(Platform::LibraryHandle) override {
+        plugin.calls += u" free";
+        return true;
+    }
+};
+struct FakeSearch : Tavix::PathSearch {
+    bool findFilePath(const std::u16string&, std::u16string& folder) override {
+        folder = getSearchPaths().at(0);
+        return folder != u"none";
+    }
+};
+
+const std::u16string reloading = uR"( load:C:\P\p.dll free object AlertPlugin)";
+const std::u16string loading = uR"( load:C:\P\p.dll object AlertPlugin)";
+const std::u16string used = u" process release content release";
+
+class PluginsTest : public testing::Test {
+protected:
+    PluginsTest() {
+        plugin = Plugin();
+        plugin.table = {create, destroy, process, releaseProcessed, getContent, releaseContent};
+        bus.answer(u"SETTINGS_MANAGER_GET_PROPERTY", [this](const FakeBus::Sent& request) {
+            Tavix::JSONFormatter json;
+            json.parse(request.payload);  // names the property, as the answer does
+            json.setBool(u"status", definition.has_value());
+            json.setString(u"value", definition.value_or(u""));
+            if (const auto inside = std::exchange(insideRequest, nullptr))
+                inside();
+            return std::optional<FakeBus::Answer>({u"Response", json.toString()});
+        });
+    }
+    std::unique_ptr<AlertPluginLib> makeLib(const std::u16string& product) {
+        return std::make_unique<AlertPluginLib>(product, nullptr, settings, [](auto definition) {
+            return std::make_shared<Tavix::SharedLibrary>(std::move(definition),
+                                                          std::make_shared<FakeLoader>(), nullptr,
+                                                          std::make_shared<FakeSearch>());
+        });
+    }
+    std::unique_ptr<Vok::PluginRegistrar> makeRegistrar() {
+        return std::make_unique<Vok::PluginRegistrar>(
+            settings, [this](const std::u16string& product) { return makeLib(product); });
+    }
+    uint32_t use() {
+        const uint32_t status = lib->processAlert(u"process", processed, &suppress, extra);
+        EXPECT_EQ(lib->getAlertContent(u"process", u"content", content), status);
+        return status;
+    }
+    uint32_t processFor(const std::u16string& product) {
+        return registrar->processAlert(product, u"process", processed, &suppress, extra);
+    }
+    void tellDeleted(const std::u16string& property) {
+        bus.deliver(u"SettingsManager.Notify.Delete.Brevant/Product/any",
+                    u"{\"name\":\"" + property + u"\"}");
+    }
+    size_t invalidations(const std::u16string& product) {
+        return log.count(1, u"Changing state of plugin for " + product + u" to INVALIDATED.");
+    }
+
+    FakeBus bus;
+    LogCapture log;
+    std::optional<std::u16string> definition = uR"({"pluginFile":"p.dll","pluginPath":"C:\\P"})";
+    std::function<void()> insideRequest;
+    std::shared_ptr<Tavix::SettingsManagerClient> settings =
+        std::make_shared<Tavix::SettingsManagerClient>(bus.makeClient());
+    std::unique_ptr<AlertPluginLib> lib = makeLib(u"P");
+    std::unique_ptr<Vok::PluginRegistrar> registrar = makeRegistrar();
+    std::u16string processed, extra, content;
+    uint32_t suppress = 0;
+};
+
+TEST_F(PluginsTest, LoadAtFirstUseAndEndTheInstanceBeforeItsLibrary) {
+    EXPECT_EQ(use(), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(processed + extra + content, u"processedextracontent");
+    EXPECT_EQ(suppress, 1u);
+    EXPECT_EQ(bus.requests().at(0).timeout, 5000u);
+    lib.reset();
+    EXPECT_EQ(plugin.calls, loading + used + u" destroy free");
+    EXPECT_TRUE(log.has(1, u"Processing alert. Plugin for P in state UNLOADED."));
+    EXPECT_TRUE(log.has(1, u"Getting alert content. Plugin for P in state LOADED."));
+}
+
+TEST_F(PluginsTest, AreReloadedAtTheNextUseWhenTheyAreNotLoaded) {
+    lib->load();
+    lib->setState(PluginState::invalidated);
+    plugin.calls.clear();
+    use();
+    EXPECT_TRUE(log.has(1, u"Plugin for P is in state INVALIDATED. Attempting to reload."));
+    EXPECT_EQ(plugin.calls, u" destroy" + reloading + used);
+    plugin.calls.clear();
+    lib->load();
+    EXPECT_EQ(plugin.calls, uR"( load:C:\P\p.dll destroy free object AlertPlugin)");
+
+    lib->setState(static_cast<PluginState>(5));
+    definition.reset();
+    EXPECT_EQ(use(), MODULE_STATUS_BUFFER_TOO_SMALL);
+    EXPECT_TRUE(log.has(1, u"Plugin for P is in state UNKNOWN. Attempting to reload."));
+    EXPECT_EQ(log.count(4, u"Failed to verify the plugin state for product: P"), 2u);
+}
+
+TEST_F(PluginsTest, AreNotLoadedFromWhatCannotBeUsed) {
+    const std::pair<std::optional<std::u16string>, uint32_t> cases[]{
+        {std::nullopt, 0x80000003},
+        {u"[]", 0x80000002},
+        {uR"({"pluginFile":1,"pluginPath":"C:\\P"})", 0x80000002},
+        {uR"({"pluginFile":"p.dll"})", 0x80000002},
+        {uR"({"pluginFile":"p.dll","pluginPath":"none"})", 0x80000001}};
+    for (const auto& [text, status] : cases) {
+        definition = text;
+        EXPECT_EQ(lib->load(), status);
+    }
+    EXPECT_TRUE(log.has(4, u"Failed to parse pluginPath from: {\"pluginFile\":\"p.dll\"}"));
+    EXPECT_TRUE(log.has(4, u"Failed create SharedLibrary for plugin: P. Exception: Failed to load library."));
+}
+
+TEST_F(PluginsTest, StayUnloadedWithoutAnInstance) {
+    plugin.offersTable = false;
+    EXPECT_EQ(use(), MODULE_STATUS_NOT_SUPPORTED);
+    plugin.offersTable = true;
+    plugin.status = 7;
+    EXPECT_EQ(use(), 7u);
+    plugin.table.create = nullptr;
+    EXPECT_EQ(use(), MODULE_STATUS_NOT_SUPPORTED);
+    plugin.inside = [] { throw 1; };
+    EXPECT_EQ(use(), MODULE_STATUS_UNKNOWN_EXCEPTION);
+    plugin.calls.clear();
+    lib.reset();
+    EXPECT_EQ(plugin.calls, u" free");
+}
+
+TEST_F(PluginsTest, MayFailThrowOrHandBackNothing) {
+    lib->load();
+    plugin.calls.clear();
+    plugin.status = 0x12345678;
+    plugin.processed = plugin.content = reinterpret_cast<const char16_t*>(1);
+    EXPECT_EQ(use(), 0x12345678u);
+    EXPECT_EQ(suppress, 1u);
+    EXPECT_EQ(plugin.calls, u" process content");
+
+    plugin.status = MODULE_STATUS_SUCCESS;
+    plugin.processed = plugin.extra = plugin.content = nullptr;
+    processed = extra = content = u"before";
+    EXPECT_EQ(use(), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(processed + extra + content, u"");
+
+    plugin.inside = [] { throw std::runtime_error("plugin"); };
+    EXPECT_EQ(use(), MODULE_STATUS_UNKNOWN_EXCEPTION);
+    plugin.calls.clear();
+    lib->unload();
+    lib->setState(PluginState::loaded);  // without an instance, which a destroy that throws has ended
+    EXPECT_EQ(use(), MODULE_STATUS_NOT_SUPPORTED);
+    lib.reset();
+    EXPECT_EQ(plugin.calls, u" destroy free");
+}
+
+TEST_F(PluginsTest, OfAProductAreRememberedOnceTheyAreLoaded) {
+    plugin.offersTable = false;
+    EXPECT_EQ(processFor(u"A"), MODULE_STATUS_BUFFER_TOO_SMALL);
+    EXPECT_EQ(registrar->getAlertContent(u"A", u"process", u"content", content),
+              MODULE_STATUS_BUFFER_TOO_SMALL);
+    plugin.offersTable = true;
+    EXPECT_EQ(processFor(u"A"), MODULE_STATUS_SUCCESS);
+    plugin.status = 7;
+    EXPECT_EQ(processFor(u"A"), 7u);
+    EXPECT_EQ(processFor(u"a"), MODULE_STATUS_BUFFER_TOO_SMALL);
+    EXPECT_EQ(registrar->getAlertContent(u"A", u"process", u"content", content), 7u);
+    EXPECT_EQ(log.count(1, u"Changing state of plugin for A to LOADED."), 1u);
+}
+
+TEST_F(PluginsTest, AreInvalidatedWhenTheirDefinitionIsDeleted) {
+    registrar->start();
+    for (const char16_t* product : {u"A", u"B", u"C", u"Product"})
+        processFor(product);
+    for (const char16_t* property :
+         {u"Brevant/Product/A", u"Brevant/Product/unknown", u"Brevant/Product", u"C"})
+        tellDeleted(property);
+    registrar->stop();
+    tellDeleted(u"Brevant/Product/B");
+    for (const char16_t* product : {u"A", u"C", u"Product"})
+        EXPECT_EQ(invalidations(product), 1u);
+    EXPECT_EQ(invalidations(u"B") + invalidations(u"unknown"), 0u);
+}
+
+// A bus may deliver from inside the request for a definition, or from inside what a plugin sends.
+TEST_F(PluginsTest, AreInvalidatedByADeletionThatComesFromInsideACall) {
+    registrar->start();
+    const auto tell = [this] { tellDeleted(u"Brevant/Product/A"); };
+    insideRequest = tell;
+    EXPECT_EQ(processFor(u"A"), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(invalidations(u"A"), 1u);
+    plugin.inside = [tell] {
+        if (plugin.calls.ends_with(u" process"))
+            tell();
+    };
+    EXPECT_EQ(processFor(u"A"), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(invalidations(u"A"), 2u);
+    processFor(u"A");
+    EXPECT_EQ(log.count(1, u"Changing state of plugin for A to LOADED."), 3u);
+}
+
+TEST_F(PluginsTest, AreCalledOneAtATimeWhileDeletionsArriveAndRegistrarsEnd) {
+    std::atomic<bool> done{false};
+    std::atomic<int> running{0}, overlaps{0};
+    plugin.inside = [&] {
+        overlaps += ++running > 1;
+        std::this_thread::yield();
+        --running;
+    };
+    std::thread notifier([&] {
+        while (!done)
+            tellDeleted(u"Brevant/Product/A");
+    });
+    for (int life = 0; life < 10; ++life) {
+        registrar = makeRegistrar();  // the former is not stopped: its subscription stays with the settings
+        registrar->start();
+        std::thread other([&] { registrar->getAlertContent(u"B", u"process", u"content", content); });
+        for (int i = 0; i < 20; ++i)
+            processFor(u"A");
+        other.join();
+    }
+    done = true;
+    notifier.join();
+    registrar.reset();
+    EXPECT_EQ(overlaps, 0);
+}
+
+}  // namespace
