@@ -1,18 +1,10 @@
-#include <cstdint>
 #include <future>
 #include <gtest/gtest.h>
-#include <memory>
 #include <optional>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <brevant/status.h>
 
 #include "alerts/alert/Alert.h"
 #include "alerts/viewers/AlertViewer.h"
 #include "alerts/viewers/ViewerRegistrar.h"
-#include "bus/MessageBusClient.h"
 #include "processing/dispatcher/AlertDispatcher.h"
 #include "processing/plugins/PluginRegistrar.h"
 #include "settings/SettingsManagerClient.h"
@@ -23,221 +15,162 @@
 
 namespace {
 
-using BusClient = std::shared_ptr<Tavix::MessageBusClient>;
-
-class FakePlugins : public Vok::PluginRegistrar {
-public:
-    explicit FakePlugins(const BusClient& client)
-        : PluginRegistrar(std::make_shared<Tavix::SettingsManagerClient>(client)) {}
-
-    uint32_t processAlert(const std::u16string& product, const std::u16string& alertText,
-                          std::u16string& processedText, uint32_t* suppressFlag, std::u16string&) override {
-        calls.push_back(product + u"/" + alertText);
-        processedText = processed;
-        *suppressFlag = suppress;
+struct FakePlugins : Vok::PluginRegistrar {
+    using PluginRegistrar::PluginRegistrar;
+    uint32_t processAlert(const std::u16string& product, const std::u16string& alert, std::u16string& output,
+                          uint32_t* flag, std::u16string&) override {
+        asked = product + u" " + alert;
+        output = processed;
+        *flag = suppress;
         return status;
     }
-    uint32_t getAlertContent(const std::u16string& product, const std::u16string&,
-                             const std::u16string& viewerId, std::u16string& contentText) override {
-        calls.push_back(product + u"/" + viewerId);
-        contentText = content;
+    uint32_t getAlertContent(const std::u16string& product, const std::u16string& alert,
+                             const std::u16string& viewer, std::u16string& content) override {
+        asked = product + u" " + alert + u" " + viewer;
+        content = u"content";
         return status;
     }
 
-    uint32_t status = MODULE_STATUS_SUCCESS;
-    uint32_t suppress = 0;
-    std::u16string processed;
-    std::u16string content = u"content";
-    std::vector<std::u16string> calls;
+    uint32_t status = MODULE_STATUS_SUCCESS, suppress = 0;
+    std::u16string processed, asked;
 };
 
-class FakeAlert : public Vok::Alert {
-public:
+struct FakeAlert : Vok::Alert {
     using Alert::Alert;
-    bool show() override {
-        contentWhenShown = getContent();
-        return accepts;
-    }
+    bool show() override { return accepts && getContent() == u"content"; }
     bool waitForOutcome(int64_t seconds) override {
-        waited.push_back(seconds);
+        waited = seconds;
         return outcome ? outcome->get_future().get() : false;
     }
     bool dismiss() override {
         ++dismissals;
         if (outcome)
             outcome->set_value(true);
-        return accepts;
+        return true;
     }
 
     bool accepts = true;
-    std::u16string contentWhenShown;
-    std::vector<int64_t> waited;
-    std::optional<std::promise<bool>> outcome;  // set by a dismissal; none: a wait ends without one
     int dismissals = 0;
+    std::optional<int64_t> waited;
+    std::optional<std::promise<bool>> outcome;  // set by a dismissal; none: a wait ends without one
 };
 
 class AlertDispatcherTest : public testing::Test {
 protected:
-    std::shared_ptr<FakeAlert> makeAlert(std::vector<std::u16string> viewerIds = {u"A"},
-                                         const std::u16string& instanceId = u"i1", uint32_t timeout = 30) {
+    AlertDispatcherTest() { viewers->addViewer(u"Brevant/Viewer/A"); }
+
+    static Vok::AlertInfo describe(const std::u16string& id, std::vector<std::u16string> viewerIds) {
         Vok::AlertInfo info;
-        info.id = u"a1";
-        info.instanceId = instanceId;
+        info.id = id;
+        info.instanceId = u"i1";
         info.product = u"P";
         info.preferredViewer = std::move(viewerIds);
         info.context = u"{}";
+        return info;
+    }
+    std::shared_ptr<FakeAlert> makeAlert(uint32_t timeout = 30, bool withViewer = true) {
+        Vok::AlertInfo info = describe(u"a1", {u"A"});
         info.timeout = timeout;
-        return std::make_shared<FakeAlert>(std::move(info), client);
+        const auto alert = std::make_shared<FakeAlert>(std::move(info), client);
+        if (withViewer)
+            alert->setViewer(viewers->findViewer(u"A"));
+        return alert;
     }
-
-    // What a plugin makes of the alert: another id, so that events tell which record they are about.
-    std::u16string processedFor(std::vector<std::u16string> viewerIds) {
-        Vok::AlertInfo info;
-        info.id = u"processed";
-        info.context = u"{}";
-        info.preferredViewer = std::move(viewerIds);
-        return info.toJson();
-    }
-
-    std::shared_ptr<Vok::AlertViewer> registerViewer(const std::u16string& id) {
-        viewers->addViewer(u"Brevant/Viewer/" + id);
-        return viewers->findViewer(id);
-    }
-
-    // The only event so far, in eventRow's form.
-    std::u16string onlyEvent() const {
+    // The latest event, in eventRow's form.
+    std::u16string event() const {
         const auto events = telemetry.events();
-        return events.size() == 1 ? Support::eventRow(events[0]) : u"";
-    }
-    static std::u16string failure(const std::u16string& alertId, const std::u16string& labelResultAndViewer) {
-        return u"Brevant.Failed Vok Failed false false Brevant Failure " + alertId + u" " +
-               labelResultAndViewer;
+        return events.empty() ? u"" : Support::eventRow(events.back());
     }
 
     FakeBus bus;
     LogCapture log;
     TelemetryCapture telemetry;
-    BusClient client = bus.makeClient();
+    std::shared_ptr<Tavix::MessageBusClient> client = bus.makeClient();
     std::shared_ptr<Vok::ViewerRegistrar> viewers = std::make_shared<Vok::ViewerRegistrar>(client);
-    std::shared_ptr<FakePlugins> plugins = std::make_shared<FakePlugins>(client);
-    std::unique_ptr<Vok::AlertDispatcher> dispatcher =
-        std::make_unique<Vok::AlertDispatcher>(viewers, plugins, client);
+    std::shared_ptr<FakePlugins> plugins =
+        std::make_shared<FakePlugins>(std::make_shared<Tavix::SettingsManagerClient>(client));
+    std::optional<Vok::AlertDispatcher> dispatcher{std::in_place, viewers, plugins, client};
 };
 
-TEST_F(AlertDispatcherTest, AssignsTheFirstRegisteredViewerThatThePluginNames) {
-    const auto viewer = registerViewer(u"A");
-    registerViewer(u"B");
-    plugins->processed = processedFor({u"x", u"A", u"B"});
-    plugins->suppress = 2;
-    const auto alert = makeAlert({u"B"});
-    const std::u16string description = alert->getInfo().toJson();
+const std::u16string failed = u"Brevant.Failed Vok Failed false false Brevant Failure ";
 
-    EXPECT_TRUE(dispatcher->process(alert));
-    EXPECT_EQ(alert->getViewer(), viewer);
-    EXPECT_EQ(plugins->calls, (std::vector<std::u16string>{u"P/" + description}));
-    EXPECT_EQ(alert->getInfo().toJson(), description);
-    EXPECT_TRUE(telemetry.events().empty());
-}
-
-TEST_F(AlertDispatcherTest, SuppressesEvenWhenThePluginFails) {
-    registerViewer(u"A");
-    plugins->suppress = 1;
-    plugins->status = MODULE_STATUS_DATA_ERROR;
-    EXPECT_FALSE(dispatcher->process(makeAlert()));
-    EXPECT_EQ(onlyEvent(),
-              u"Brevant.Alert.Suppressed Vok Suppressed false false Brevant Suppressed a1 - - P");
-}
-
-TEST_F(AlertDispatcherTest, FallsBackToTheAlertsOwnViewersWhenThePluginFails) {
-    const auto viewer = registerViewer(u"A");
-    plugins->processed = processedFor({});
-    plugins->status = MODULE_STATUS_BUFFER_TOO_SMALL;
-    const auto alert = makeAlert();
-    EXPECT_TRUE(dispatcher->process(alert));
-    EXPECT_EQ(alert->getViewer(), viewer);
-    EXPECT_TRUE(log.has(2, u"Failed to process the alert. Continuing with unprocessed input data."));
-    EXPECT_EQ(onlyEvent(), failure(u"a1", u"pluginProcessFailed 2147483651 -"));
-}
-
-TEST_F(AlertDispatcherTest, TakesAnEmptyProcessedTextForAFailure) {
-    registerViewer(u"A");
-    EXPECT_TRUE(dispatcher->process(makeAlert()));
-    EXPECT_EQ(onlyEvent(), failure(u"a1", u"pluginProcessFailed 0 -"));
-}
-
-TEST_F(AlertDispatcherTest, RejectsAProcessedTextThatDoesNotParse) {
-    plugins->processed = u"{\"id\":\"half\",\"instanceId\":7}";
-    EXPECT_FALSE(dispatcher->process(makeAlert()));
-    EXPECT_TRUE(log.has(2, u"Failed to parse alert info."));
-    EXPECT_EQ(onlyEvent(), failure(u"half", u"parseFailed 0 -"));
-}
-
-TEST_F(AlertDispatcherTest, RejectsAnAlertWithoutARegisteredViewer) {
-    plugins->processed = processedFor({u"A", u"B"});
-    EXPECT_FALSE(dispatcher->process(makeAlert()));
-    EXPECT_TRUE(log.has(2, u"No viewer registered for alert: processed."));
-    EXPECT_EQ(onlyEvent(), failure(u"processed", u"noViewerRegistered 0 -"));
+TEST_F(AlertDispatcherTest, LetsThePluginSuppressTheAlertOrChooseAmongTheRegisteredViewers) {
+    viewers->addViewer(u"Brevant/Viewer/B");
+    const std::u16string toB = describe(u"p1", {u"x", u"B", u"A"}).toJson();
+    const std::u16string unprocessed =
+        u"Failed to process the alert. Continuing with unprocessed input data.";
+    const struct {
+        uint32_t status, suppress;
+        std::u16string processed, viewer, event, warning;
+    } cases[]{
+        {0, 2, toB, u"B", u"", u""},
+        {7, 1, toB, u"", u"Brevant.Alert.Suppressed Vok Suppressed false false Brevant Suppressed a1 - - P",
+         u""},
+        {0x80000003, 0, toB, u"A", failed + u"a1 pluginProcessFailed 2147483651 -", unprocessed},
+        {0, 0, u"", u"A", failed + u"a1 pluginProcessFailed 0 -", unprocessed},
+        {0, 0, u"{\"id\":\"p2\",\"instanceId\":7}", u"", failed + u"p2 parseFailed 0 -",
+         u"Failed to parse alert info."},
+        {0, 0, describe(u"p3", {u"x"}).toJson(), u"", failed + u"p3 noViewerRegistered 0 -",
+         u"No viewer registered for alert: p3."},
+    };
+    for (const auto& one : cases) {
+        plugins->status = one.status;
+        plugins->suppress = one.suppress;
+        plugins->processed = one.processed;
+        const auto alert = makeAlert(30, false);
+        const std::u16string text = alert->getInfo().toJson();
+        const size_t warnings = log.records().size();
+        EXPECT_EQ(dispatcher->process(alert), !one.viewer.empty());
+        EXPECT_EQ(alert->getViewer(), viewers->findViewer(one.viewer));
+        EXPECT_EQ(plugins->asked, u"P " + text);
+        EXPECT_EQ(alert->getInfo().toJson(), text);
+        EXPECT_EQ(event(), one.event);
+        EXPECT_EQ(log.has(2, one.warning), !one.warning.empty());
+        EXPECT_EQ(log.records().size() - warnings, !one.warning.empty());
+    }
 }
 
 TEST_F(AlertDispatcherTest, ShowsWithThePluginsContentAndDismissesWhatWasShownBefore) {
-    const auto first = makeAlert();
-    first->setViewer(registerViewer(u"A"));
+    const auto first = makeAlert(), second = makeAlert(30, false), refused = makeAlert();
+    const std::u16string text = first->getInfo().toJson();
     EXPECT_TRUE(dispatcher->show(first));
-    EXPECT_EQ(plugins->calls, (std::vector<std::u16string>{u"P/A"}));
-    EXPECT_EQ(first->contentWhenShown, u"content");
+    EXPECT_EQ(plugins->asked, u"P " + text + u" A");
     EXPECT_FALSE(dispatcher->show(nullptr));
     EXPECT_EQ(first->dismissals, 0);
-
-    const auto second = makeAlert();
     EXPECT_TRUE(dispatcher->show(second));
-    EXPECT_EQ(plugins->calls.back(), u"P/KOV");
-    EXPECT_TRUE(log.has(2, u"No viewer assinged for alertId : a1. Defaulting to KOV"));
     EXPECT_EQ(first->dismissals, 1);
-
+    EXPECT_EQ(plugins->asked, u"P " + text + u" KOV");
+    EXPECT_TRUE(log.has(2, u"No viewer assinged for alertId : a1. Defaulting to KOV"));
+    refused->accepts = false;
+    EXPECT_FALSE(dispatcher->show(refused));
+    EXPECT_FALSE(dispatcher->waitForCurrent());
+    EXPECT_FALSE(dispatcher->dismissCurrent());
+    dispatcher->show(first);
     dispatcher.reset();
-    EXPECT_EQ(second->dismissals, 1);
+    EXPECT_EQ(first->dismissals, 2);
 }
 
-TEST_F(AlertDispatcherTest, PublishesTheFailureWhenThereIsNoContent) {
+TEST_F(AlertDispatcherTest, PublishesTheFailureAndKeepsTheAlertWhenThereIsNoContent) {
     plugins->status = MODULE_STATUS_BUFFER_TOO_SMALL;
     const auto alert = makeAlert();
-    alert->setViewer(registerViewer(u"A"));
     EXPECT_FALSE(dispatcher->show(alert));
-    EXPECT_EQ(alert->contentWhenShown, u"");
+    EXPECT_EQ(alert->getContent(), u"");
     EXPECT_TRUE(log.has(4, u"Failed to get alert content for alert a1 from plugin for product: P"));
-    EXPECT_EQ(onlyEvent(), failure(u"a1", u"getAlertContent 2147483651 A"));
-    ASSERT_FALSE(bus.published().empty());
+    EXPECT_EQ(event(), failed + u"a1 getAlertContent 2147483651 A");
     EXPECT_EQ(bus.published().back().name, u"Brevant.Alert.a1.Failed.i1");
-    EXPECT_NE(bus.published().back().sender, u"");
     EXPECT_TRUE(dispatcher->dismissCurrent());
 }
 
-TEST_F(AlertDispatcherTest, ForgetsAnAlertThatItsViewerRefuses) {
-    const auto alert = makeAlert();
-    alert->accepts = false;
-    EXPECT_FALSE(dispatcher->show(alert));
-    EXPECT_FALSE(dispatcher->waitForCurrent());
-    EXPECT_FALSE(dispatcher->dismissCurrent());
-    EXPECT_EQ(alert->dismissals, 0);
-}
-
 TEST_F(AlertDispatcherTest, WaitsForTheDisplayTimeAndHalfAMinuteAndReportsATimeOut) {
-    const std::vector<std::pair<uint32_t, int64_t>> waits{
-        {0, 30}, {30, 60}, {0xFFFFFFE0, 0xFFFFFFFE}, {0xFFFFFFE1, 0xFFFFFFE1}, {0xFFFFFFFF, 0xFFFFFFFF}};
-    for (const auto& [timeout, seconds] : waits) {
-        const auto alert = makeAlert({}, u"i1", timeout);
+    for (const auto& [timeout, seconds] : std::initializer_list<std::pair<uint32_t, int64_t>>{
+             {0, 30}, {0xFFFFFFE0, 0xFFFFFFFE}, {0xFFFFFFE1, 0xFFFFFFE1}, {0xFFFFFFFF, 0xFFFFFFFF}}) {
+        const auto alert = makeAlert(timeout);
         dispatcher->show(alert);
         EXPECT_FALSE(dispatcher->waitForCurrent());
-        EXPECT_EQ(alert->waited, (std::vector<int64_t>{seconds}));
+        EXPECT_EQ(alert->waited, seconds);
         EXPECT_EQ(alert->dismissals, 0);
     }
-    const auto alert = makeAlert();
-    alert->setViewer(registerViewer(u"A"));
-    dispatcher->show(alert);
-    dispatcher->waitForCurrent();
-    ASSERT_EQ(telemetry.events().size(), waits.size() + 1);
-    EXPECT_EQ(Support::eventRow(telemetry.events().back()),
-              u"Brevant.Alert.TimeOut Vok Time Out false false Brevant TimeOut a1 - - A");
+    EXPECT_EQ(event(), u"Brevant.Alert.TimeOut Vok Time Out false false Brevant TimeOut a1 - - A");
 }
 
 TEST_F(AlertDispatcherTest, ADeleteRequestForItsShowingEndsTheWait) {
@@ -246,14 +179,12 @@ TEST_F(AlertDispatcherTest, ADeleteRequestForItsShowingEndsTheWait) {
     dispatcher->show(alert);
     std::future<bool> wait = std::async(std::launch::async, [&] { return dispatcher->waitForCurrent(); });
     EXPECT_FALSE(dispatcher->dismissCurrentIf(u"a1"));
-    EXPECT_FALSE(dispatcher->dismissCurrentIf(u"I1"));
-    EXPECT_EQ(alert->dismissals, 0);
     EXPECT_TRUE(dispatcher->dismissCurrentIf(u"i1"));
-    EXPECT_EQ(alert->dismissals, 1);
     // Either the wait began in time and got the outcome, or there was nothing left to wait for.
     const bool outcome = wait.get();
-    EXPECT_EQ(outcome, !alert->waited.empty());
+    EXPECT_EQ(outcome, alert->waited.has_value());
     EXPECT_FALSE(dispatcher->dismissCurrentIf(u"i1"));
+    EXPECT_EQ(alert->dismissals, 1);
 }
 
 }  // namespace
