@@ -52,6 +52,16 @@ TEST(DynamicLibraries, AreLoadedFromExactlyTheFileThatIsNamed) {
     std::filesystem::current_path(before);
 }
 
+TEST(DynamicLibraries, ThatAreCutShortAreRefused) {
+    const Support::PlatformFolder folder;
+    const std::filesystem::path cut = folder.path() / "cut.dll";
+    std::filesystem::copy_file(nativePath(beside(u"test_component.dll")), cut);
+    for (const uintmax_t kept : {5000, 70, 0}) {
+        std::filesystem::resize_file(cut, kept);
+        EXPECT_FALSE(loadLibrary(folder.portable() + u"\\cut.dll")) << kept;
+    }
+}
+
 TEST(DynamicLibraries, ThatCannotBeLoadedSayWhy) {
     EXPECT_FALSE(loadLibrary(u""));
     EXPECT_FALSE(verifyLibraryTrust(u""));
