@@ -64,10 +64,21 @@ function(brevant_test name)
     add_executable(${name} ${TEST_SOURCES})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${TEST_USES} GTest::gtest_main)
+    # gtest and the standard headers, parsed once for all test sources.
+    target_precompile_headers(${name} REUSE_FROM brevant_test_headers)
+    brevant_add_test(${name})
+endfunction()
+
+# brevant_add_test(name): lists a test program to CTest.
+function(brevant_add_test name)
     add_test(NAME ${name} COMMAND ${name})
     # What a test logs by the way stays in the build tree.
     set_tests_properties(${name} PROPERTIES TIMEOUT 300
         ENVIRONMENT "BREVANT_PLATFORM_DIR=${CMAKE_BINARY_DIR}/platform/${name}")
+    if(WIN32)
+        # One machine, one registry: one program at a time.
+        set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED windows_machine RUN_SERIAL ON)
+    endif()
 endfunction()
 
 # brevant_version_resource(target FILE name DESCRIPTION text): gives a Windows file its version resource.

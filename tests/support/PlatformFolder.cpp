@@ -5,6 +5,14 @@
 #include <random>
 #include <stdexcept>
 
+#include "platform/Files.h"
+#include "platform/Folders.h"
+#include "platform/RegistryText.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
 namespace Support {
 namespace {
 
@@ -33,18 +41,94 @@ std::filesystem::path freshFolder() {
     throw std::runtime_error("no fresh folder for the test");
 }
 
+#if defined(_WIN32)
+
+constexpr const wchar_t* productKeys = L"SOFTWARE\\CORVANE";
+
+const wchar_t* wide(const std::u16string& text) {
+    return reinterpret_cast<const wchar_t*>(text.c_str());
+}
+
+void writeKeys(const Platform::RegistryNode& node, const std::u16string& path) {
+    for (const auto& [name, value] : node.values) {
+        if (const auto* text = std::get_if<std::u16string>(&value))
+            RegSetKeyValueW(HKEY_LOCAL_MACHINE, wide(path), wide(name), REG_SZ, text->c_str(),
+                            static_cast<DWORD>(2 * text->size() + 2));
+        else if (const auto* number = std::get_if<uint32_t>(&value))
+            RegSetKeyValueW(HKEY_LOCAL_MACHINE, wide(path), wide(name), REG_DWORD, number, sizeof *number);
+    }
+    for (const auto& [name, child] : node.children)
+        writeKeys(*child, path.empty() ? name : path + u"\\" + name);
+}
+
+// Takes the product's keys and these component classes away; what the tests load is not signed.
+void resetKeys(const Platform::RegistryNode& written) {
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, productKeys);
+    const std::u16string classes = u"software\\classes\\clsid";
+    if (const auto* node = Platform::findRegistryKey(written, classes)) {
+        for (const auto& [name, child] : node->children)
+            RegDeleteTreeW(HKEY_LOCAL_MACHINE, wide(classes + u"\\" + name));
+    }
+    const DWORD off = 0;
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\CORVANE\\OSTREL", L"Verify Libraries", REG_DWORD, &off,
+                    sizeof off);
+}
+
+#endif
+
 }  // namespace
 
 PlatformFolder::PlatformFolder() : path_(freshFolder()) {
     if (const char* value = std::getenv(variable))
         before_ = value;
     setVariable(path_.string());
+    forgetData();
 }
 
 PlatformFolder::~PlatformFolder() {
+    if (!registry_.empty())
+        writeRegistry({});
+    forgetData();
     setVariable(before_);
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+}
+
+// What the product writes for all users, where that is not in the fresh folder.
+void PlatformFolder::forgetData() {
+    if (data() == path_ / "data" || !isOwnMachine())
+        return;
+    std::error_code ignored;
+    std::filesystem::remove_all(data() / "Corvane", ignored);
+    std::filesystem::remove(data() / "events.jsonl", ignored);
+}
+
+bool PlatformFolder::isOwnMachine() const {
+#if defined(_WIN32)
+    return std::getenv("BREVANT_TEST_MACHINE") != nullptr;
+#else
+    return true;
+#endif
+}
+
+std::filesystem::path PlatformFolder::data() const {
+#if defined(_WIN32)
+    return std::filesystem::path(Platform::commonDataFolder());
+#else
+    return path_ / "data";
+#endif
+}
+
+void PlatformFolder::writeRegistry(std::string_view text) {
+#if defined(_WIN32)
+    if (!isOwnMachine())
+        throw std::runtime_error(notOwnMachine);
+    resetKeys(Platform::parseRegistryText(registry_).localMachine);
+    writeKeys(Platform::parseRegistryText(text).localMachine, u"");
+#else
+    write("registry.reg", text);
+#endif
+    registry_ = text;
 }
 
 std::u16string PlatformFolder::portable() const {
@@ -54,10 +138,6 @@ std::u16string PlatformFolder::portable() const {
             unit = u'\\';
     }
     return text;
-}
-
-void PlatformFolder::writeRegistry(std::string_view text) {
-    write("registry.reg", text);
 }
 
 void PlatformFolder::writeSessions(std::string_view text) {

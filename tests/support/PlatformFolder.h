@@ -1,5 +1,7 @@
-// A machine of the test's own: registry and user sessions as files in a fresh folder that the platform layer
-// reads instead of the real ones. Systems with a registry of their own do not look there.
+// A machine of the test's own. Where the platform layer keeps registry and user sessions as files, they are files
+// in a fresh folder. On Windows the registry and the data folder are the machine's: only a machine that is
+// there for tests (environment BREVANT_TEST_MACHINE) is changed, and the list of sessions is read from the
+// fresh folder by the library that the tests put before the system's (tests/wine).
 #pragma once
 
 #include <filesystem>
@@ -21,14 +23,23 @@ public:
     // The same in Windows form, as the product writes paths.
     std::u16string portable() const;
 
-    // Replace the file in one step, as an administrator's editor would.
+    // Whether registry and data folder are the test's to change; tests that need them are skipped otherwise.
+    bool isOwnMachine() const;
+    static constexpr const char* notOwnMachine = "changes the registry: set BREVANT_TEST_MACHINE to allow it";
+    // The folder for application data of all users.
+    std::filesystem::path data() const;
+
+    // Replace the file in one step, as an administrator's editor would. The text is what Windows exports.
     void writeRegistry(std::string_view text);
     void writeSessions(std::string_view text);
     void write(const std::filesystem::path& name, std::string_view text);
 
 private:
+    void forgetData();
+
     std::filesystem::path path_;
     std::string before_;
+    std::string registry_;
 };
 
 }  // namespace Support

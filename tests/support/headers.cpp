@@ -1,0 +1,2 @@
+// Stands for the precompiled headers, which the test programs share.
+int main() {}
