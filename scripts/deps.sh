@@ -34,6 +34,8 @@ need_windows_tools() {
 need_wine() {
     need wine wine
     need /usr/lib/wine/wine64 wine64
+    need openssl openssl
+    need osslsigncode osslsigncode
 }
 
 need_check_tools() {

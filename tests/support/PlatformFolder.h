@@ -1,6 +1,6 @@
-// A machine of the test's own. Where the platform layer keeps registry and user sessions as files, they are files
-// in a fresh folder. On Windows the registry and the data folder are the machine's: only a machine that is
-// there for tests (environment BREVANT_TEST_MACHINE) is changed, and the list of sessions is read from the
+// A machine of the test's own. Where the platform layer keeps registry and user sessions as files, they are
+// files in a fresh folder. On Windows the registry and the data folder are the machine's: only a machine that
+// is there for tests (environment BREVANT_TEST_MACHINE) is changed, and the list of sessions is read from the
 // fresh folder by the library that the tests put before the system's (tests/wine).
 #pragma once
 

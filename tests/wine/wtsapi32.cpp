@@ -46,8 +46,8 @@ bool readSessions(std::vector<WTS_SESSION_INFOW>& sessions) {
 
 extern "C" {
 
-__declspec(dllexport) BOOL WINAPI WTSEnumerateSessionsW(HANDLE, DWORD, DWORD version, PWTS_SESSION_INFOW* list,
-                                                        DWORD* count) {
+__declspec(dllexport) BOOL WINAPI
+    WTSEnumerateSessionsW(HANDLE, DWORD, DWORD version, PWTS_SESSION_INFOW* list, DWORD* count) {
     std::vector<WTS_SESSION_INFOW> sessions;
     if (version != 1 || !list || !count || !readSessions(sessions)) {
         SetLastError(version != 1 ? ERROR_INVALID_PARAMETER : ERROR_INVALID_DATA);
@@ -70,5 +70,4 @@ __declspec(dllexport) BOOL WINAPI WTSEnumerateSessionsW(HANDLE, DWORD, DWORD ver
 __declspec(dllexport) void WINAPI WTSFreeMemory(void* memory) {
     std::free(memory);
 }
-
 }
