@@ -3,9 +3,11 @@
 #include "Console.h"
 #include "Program.h"
 #include "TerminalDisplay.h"
+#include "platform/DynamicLibrary.h"
 #include "platform/Terminal.h"
 
 int main(int argc, char** argv) {
+    Platform::narrowLibrarySearch();
     Platform::prepareConsoleOutput();
     Host::Console console(std::cout, std::cerr);
     Host::TerminalDisplay display(console);

@@ -142,6 +142,8 @@ bool freeLibrary(LibraryHandle library) {
     return false;
 }
 
+void narrowLibrarySearch() noexcept {}
+
 std::u16string libraryPathOf(const void* address) {
     Dl_info info{};
     void* extra = nullptr;

@@ -127,6 +127,10 @@ bool freeLibrary(LibraryHandle library) {
     return false;
 }
 
+void narrowLibrarySearch() noexcept {
+    SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32 | LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
+}
+
 std::u16string libraryPathOf(const void* address) {
     const HMODULE module = address ? moduleOf(address) : nullptr;
     return module ? modulePath(module) : std::u16string();
