@@ -11,7 +11,8 @@ namespace Platform {
 // The arguments without the program's name. argc and argv are those of main.
 std::vector<std::u16string> programArguments(int argc, char** argv);
 
-// Makes the console show the UTF-8 that the program writes to standard output and standard error.
+// Makes the console show the UTF-8 that the program writes to standard output and standard error. Before the
+// first output.
 void prepareConsoleOutput();
 
 // Whether a user sits there: keys can be read and output is seen. False in the background.

@@ -3,7 +3,12 @@
 #include <windows.h>
 // The shell's header needs the base types above.
 #include <algorithm>
+#include <iostream>
 #include <shellapi.h>
+#include <streambuf>
+
+#include "Wide.h"
+#include "text/Utf.h"
 
 namespace Platform {
 namespace {
@@ -67,6 +72,50 @@ private:
     const HANDLE cancelled_;
 };
 
+// Characters for a console. What it is given as bytes it reads in its own code page, and the runtime passes
+// single bytes on, which cuts a character of several.
+class ConsoleBuffer final : public std::streambuf {
+public:
+    explicit ConsoleBuffer(HANDLE console) : console_(console) {}
+
+private:
+    int_type overflow(int_type byte) override {
+        if (!traits_type::eq_int_type(byte, traits_type::eof()))
+            text_.push_back(traits_type::to_char_type(byte));
+        return traits_type::not_eof(byte);
+    }
+    std::streamsize xsputn(const char* bytes, std::streamsize count) override {
+        text_.append(bytes, static_cast<size_t>(count));
+        return count;
+    }
+    int sync() override {
+        constexpr size_t mostAtOnce = 8192;  // a console takes no more than 64 KiB in one call
+        const std::u16string text = Ferrow::toUtf16(text_);
+        text_.clear();
+        for (size_t at = 0; at < text.size();) {
+            size_t count = std::min(mostAtOnce, text.size() - at);
+            if (count == mostAtOnce && (text[at + count - 1] & 0xFC00) == 0xD800)
+                --count;
+            DWORD written = 0;
+            if (!WriteConsoleW(console_, wide(text.data() + at), static_cast<DWORD>(count), &written,
+                               nullptr))
+                return -1;
+            at += count;
+        }
+        return 0;
+    }
+
+    const HANDLE console_;
+    std::string text_;
+};
+
+void showInConsole(std::ostream& stream, DWORD which) {
+    DWORD mode = 0;
+    const HANDLE handle = GetStdHandle(which);
+    if (GetConsoleMode(handle, &mode))
+        stream.rdbuf(new ConsoleBuffer(handle));
+}
+
 }  // namespace
 
 std::vector<std::u16string> programArguments(int, char**) {
@@ -81,7 +130,9 @@ std::vector<std::u16string> programArguments(int, char**) {
 }
 
 void prepareConsoleOutput() {
-    SetConsoleOutputCP(CP_UTF8);
+    // Standard output and error are written to until the process ends, so their buffers stay.
+    showInConsole(std::cout, STD_OUTPUT_HANDLE);
+    showInConsole(std::cerr, STD_ERROR_HANDLE);
 }
 
 bool terminalIsInteractive() {
