@@ -3,7 +3,9 @@
 # ./run.sh                     plays examples/alert.json
 # ./run.sh my-alert.json       shows that alert
 # ./run.sh --serve             runs as a host until Ctrl-C; ./run.sh --help tells the rest
-# Installs what is missing first. What it keeps (settings, logs, events) is in build/linux/run.
+# ./run.sh --windows [...]     the same with the Windows build, under Wine
+# Installs what is missing first. What it keeps (settings, logs, events) is in build/linux/run, that of the
+# Windows build in build/windows/run-machine/drive_c/ProgramData.
 # Exit code: 0 the alert's outcome is known, 2 the alert or the options make no sense, 1 anything else.
 set -euo pipefail
 root=$(cd "$(dirname "$0")" && pwd)
@@ -13,10 +15,10 @@ umask 022
 
 build() {
     local preset=$1 log=$root/build/run.log
+    shift
     mkdir -p "$root/build"
     [ -e "$root/build/$preset/bin/MessageBus.dll" ] || echo "== building (once; its output is in build/run.log)"
-    # The host's target builds what it loads as well.
-    if ! (cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset" --target brevant-host) \
+    if ! (cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset" --target "$@") \
         >"$log" 2>&1; then
         tail -n 40 "$log" >&2
         echo "./run.sh: the build failed; its whole output is in build/run.log" >&2
@@ -51,10 +53,69 @@ host_linux() {
     exec "$root/build/linux/bin/brevant-host" "$@"
 }
 
+windows_registry() {
+    local bin=Z:$root/build/windows/bin
+    bin=${bin//\//\\\\}
+    cat <<REG
+Windows Registry Editor Version 5.00
+
+[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVANE\\OSTREL]
+"Install Dir"="$bin"
+; what is built here is not signed
+"Verify Libraries"=dword:00000000
+
+; the event sink, which writes events.jsonl
+[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\{3F9A6C12-5B8E-4D07-A1C4-7E2B90D3F658}\\InprocServer32]
+@="$bin\\\\BrevantEventSink.dll"
+"ThreadingModel"="Both"
+REG
+}
+
+make_windows_machine() {
+    wineboot -i && { printf '\xff\xfe' && windows_registry | iconv -f UTF-8 -t UTF-16LE; } >"$1.new" &&
+        wine regedit /S "$1.new" && mv "$1.new" "$1"
+}
+
+# The same on a Windows machine of its own, a Wine prefix.
+prepare_windows() {
+    export WINEPREFIX=$root/build/windows/run-machine WINEDEBUG=-all
+    # File names and the card are UTF-8, whatever the locale.
+    [ "$(locale charmap)" = UTF-8 ] || export LC_ALL=C.UTF-8
+    # Wine lists no user sessions: the library beside the program says that session 1 is active.
+    export WINEDLLOVERRIDES='wtsapi32=n,b;mscoree,mshtml='
+    local registry=$WINEPREFIX.reg
+    [ -e "$registry" ] || echo "== setting up a Windows machine (once, in build/windows/run-machine)"
+    # Wine's services live on for a moment: they are started here, where they keep neither the lock nor what
+    # this script writes to.
+    {
+        # Two runs may begin at once.
+        flock 9
+        if [ -e "$registry" ]; then wineboot; else make_windows_machine "$registry"; fi \
+            </dev/null >"$WINEPREFIX.log" 2>&1 9>&- || {
+            tail -n 40 "$WINEPREFIX.log" >&2
+            echo "./run.sh: no Windows machine could be set up" >&2
+            exit 1
+        }
+    } 9>"$WINEPREFIX.lock"
+}
+
+host_windows() {
+    exec wine "$root/build/windows/bin/brevant-host.exe" "$@"
+}
+
 system=linux
+# The host's target builds what it loads as well.
+targets=(brevant-host)
 need_build_tools
+if [ "${1-}" = --windows ]; then
+    shift
+    system=windows
+    targets+=(wtsapi32)
+    need_windows_tools
+    need_wine
+fi
 install_needed
-build "$system"
+build "$system" "${targets[@]}"
 "prepare_$system"
 [ $# -gt 0 ] || set -- "$root/examples/alert.json"
 "host_$system" "$@"

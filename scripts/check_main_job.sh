@@ -1,22 +1,47 @@
 #!/usr/bin/env bash
 # Plays the main job as a user would, and looks for the stations of the road in what it prints.
+# check_main_job.sh [linux|windows]
 set -euo pipefail
 cd "$(dirname "$0")/.."
-out=$(./run.sh </dev/null 2>&1) || {
+run=(./run.sh)
+case ${1:-linux} in
+linux) ;;
+windows) run+=(--windows) ;;
+*)
+    echo "usage: $0 [linux|windows]" >&2
+    exit 2
+    ;;
+esac
+
+out=$("${run[@]}" </dev/null 2>&1) || {
     echo "$out"
     exit 1
 }
-for station in Brevant.Alert.GetId.Response Brevant.Alert.Show. .Queued. .Shown. .Dismissed. Brevant.Alert.Shown; do
+# The host's log line and telemetry event come from files, whose folders differ between the systems.
+for station in Brevant.Alert.GetId.Response Brevant.Viewer.console.Show. '│ [1] Restart tonight ' \
+    Brevant.Alert.Show. .Queued. .Shown. .Dismissed. 'shown and dismissed' 'Creating session for the active session.' \
+    '"UniqueIdentifier":"Brevant.Alert.Shown"'; do
     if ! grep -qF "$station" <<<"$out"; then
         echo "$out"
-        echo "missing in what ./run.sh prints: $station" >&2
+        echo "missing in what ${run[*]} prints: $station" >&2
         exit 1
     fi
 done
+
+# On a terminal the card is drawn too, and a key chooses an action.
+terminal=$(script -qec "${run[*]}" /dev/null < <(sleep 6; printf 2)) || true
+for text in '│ [2] Remind me tomorrow ' 'Outcome of alert'; do
+    if ! sed 's/\x1b\[[?0-9]*[A-Za-z]//g' <<<"$terminal" | grep -qF "$text"; then
+        echo "$terminal"
+        echo "missing in what ${run[*]} draws on a terminal: $text" >&2
+        exit 1
+    fi
+done
+
 echo '{' >build/malformed.json
 status=0
-./run.sh build/malformed.json </dev/null >/dev/null 2>&1 || status=$?
+"${run[@]}" build/malformed.json </dev/null >/dev/null 2>&1 || status=$?
 [ "$status" -eq 2 ] || {
-    echo "./run.sh with a malformed alert exits $status instead of 2" >&2
+    echo "${run[*]} with a malformed alert exits $status instead of 2" >&2
     exit 1
 }
