@@ -6,6 +6,7 @@
 #include "library/ExecutablePath.h"
 #include "library/PathHelpers.h"
 #include "platform/Process.h"
+#include "support/PlatformFolder.h"
 
 namespace {
 
@@ -84,6 +85,27 @@ TEST_F(PathMacrosTest, TellsPlatformInstallFolderAndKnownFolders) {
     EXPECT_EQ(expanded(u"$(Ostrel.InstallDir)"), u"$(Ostrel.InstallDir)");
     registry->wanted = u"Install Dir32";
     EXPECT_EQ(expanded(u"$(Ostrel.InstallDir)"), u"J:");
+}
+
+TEST(PathMacrosOfThisMachineTest, FollowTheInstallFolderInTheRegistry) {
+    Support::PlatformFolder machine;
+    if (!machine.isOwnMachine())
+        GTEST_SKIP() << machine.notOwnMachine;
+    Tavix::PathHelpers helpers;
+    const auto expanded = [&](const std::string& values) {
+        machine.writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVANE\\OSTREL]\n" + values);
+        std::u16string path = u"$(Ostrel.InstallDir)\\x";
+        helpers.resolvePath(path);
+        return path;
+    };
+    const std::string longest(259, 'i');
+    EXPECT_EQ(expanded(""), u"$(Ostrel.InstallDir)\\x");
+    EXPECT_EQ(expanded("\"Install Dir\"=\"C:\\\\Ostrel\"\n\"Install Dir32\"=\"C:\\\\x86\"\n"),
+              u"C:\\Ostrel\\x");
+    EXPECT_EQ(expanded("\"Install Dir\"=\"D:\"\n"), u"D:\\x");
+    EXPECT_EQ(expanded("\"Install Dir\"=\"" + longest + "\"\n"), std::u16string(259, u'i') + u"\\x");
+    EXPECT_EQ(expanded("\"Install Dir\"=\"" + longest + "i\"\n"), u"$(Ostrel.InstallDir)\\x");
+    EXPECT_EQ(expanded("\"Install Dir\"=dword:00000001\n"), u"$(Ostrel.InstallDir)\\x");
 }
 
 TEST_F(PathMacrosTest, DoesNotExpandValuesAgain) {

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
@@ -12,7 +13,9 @@
 #include "library/SharedLibrary.h"
 #include "module/status/ModuleException.h"
 #include "module/status/ModuleStatus.h"
+#include "platform/VersionResource.h"
 #include "support/LogCapture.h"
+#include "support/PlatformFolder.h"
 
 namespace {
 
@@ -246,6 +249,65 @@ TEST_F(SharedLibraryTest, LoadsARealLibraryBesideTheExecutable) {
     EXPECT_EQ(first.getFunctions()->createObject(7), second.getFunctions()->createObject(7));
 
     EXPECT_THROW(Tavix::SharedLibrary({u"no_such_library.dll", {u"$(App.Folder)"}}), Tavix::ModuleException);
+}
+
+// A copy of the sample library, and what the machine's registry says about it.
+class RealLibraryTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!folder.isOwnMachine())
+            GTEST_SKIP() << folder.notOwnMachine;
+        std::u16string sample = u"$(App.Folder)library_sample.dll";
+        Tavix::PathHelpers().resolvePath(sample);
+        std::ranges::replace(sample, u'\\', u'/');
+        std::filesystem::copy_file(sample, folder.path() / "sample.dll");
+    }
+    bool loads() {
+        log.clear();
+        try {
+            return Tavix::SharedLibrary({u"sample.dll", {folder.portable()}})
+                       .getFunctions()
+                       ->getVersionNum() == 1002003u;
+        } catch (const Tavix::ModuleException&) {
+            return false;
+        }
+    }
+    size_t count(std::u16string_view start) const {
+        return std::ranges::count_if(log.records(), [&](const LogCapture::Record& record) {
+            return record.message.starts_with(start);
+        });
+    }
+
+    Support::PlatformFolder folder;
+    LogCapture log;
+};
+
+// A system whose files have no versions blocks nothing.
+TEST_F(RealLibraryTest, IsRefusedWhileTheRegistryListsItsVersion) {
+    const bool versioned = Platform::fileVersion(folder.portable() + u"\\sample.dll").has_value();
+    const std::string list = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Ostrel\\List\\sample.dll]\n";
+    for (const auto& [values, listed] : {std::pair("\"2.1.0\"=\"2.1.0\"\n", true),
+                                         {"\"2.1.0\"=\"2.1\"\n", false},
+                                         {"\"2.1.1\"=\"2.1.1\"\n", false},
+                                         {"\"2.1.0\"=\"2.1.0\"\n", true}}) {
+        folder.writeRegistry(list + values);
+        EXPECT_EQ(loads(), !(versioned && listed)) << values;
+        EXPECT_EQ(count(u"Blocked library: "), versioned && listed) << values;
+    }
+    folder.writeRegistry("");
+    EXPECT_TRUE(loads());
+}
+
+// Not signed, and for everyone to write: no system trusts it.
+TEST_F(RealLibraryTest, IsRefusedWithoutTrustUnlessTheCheckIsOff) {
+    std::filesystem::permissions(folder.path() / "sample.dll", std::filesystem::perms::all);
+    for (const char* verified : {"1", "0", "1"}) {
+        folder.writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVANE\\OSTREL]\n\"Verify Libraries\"=dword:" +
+                             std::string(verified) + "\n");
+        const bool off = *verified == '0';
+        EXPECT_EQ(loads(), off);
+        EXPECT_EQ(count(u"LoadLibrary Failed. GLE: "), off ? 0u : 1u);
+    }
 }
 
 TEST(ModuleStatusTest, NamesEveryStatusAndNoOther) {
