@@ -34,13 +34,15 @@ DWORD signatureVerdict(const std::u16string& systemPath, HANDLE file) {
     const HWND nobody = static_cast<HWND>(INVALID_HANDLE_VALUE);
     LONG verdict = WinVerifyTrust(nobody, &action, &data);
     if (verdict == 0) {
-        // Not every system refuses a signer without a trusted root on its own.
+        // Not every system refuses a signer without a trusted root on its own. Whether a revocation list that
+        // cannot be had matters is the system's to say: the lists are not fetched.
+        constexpr DWORD unfetched = CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION;
         CRYPT_PROVIDER_DATA* provider = WTHelperProvDataFromStateData(data.hWVTStateData);
         CRYPT_PROVIDER_SGNR* signer =
             provider ? WTHelperGetProvSignerFromChain(provider, 0, FALSE, 0) : nullptr;
         if (!signer || !signer->pChainContext)
             verdict = TRUST_E_NO_SIGNER_CERT;
-        else if (signer->pChainContext->TrustStatus.dwErrorStatus != CERT_TRUST_NO_ERROR)
+        else if (signer->pChainContext->TrustStatus.dwErrorStatus & ~unfetched)
             verdict = CERT_E_UNTRUSTEDROOT;
     }
     data.dwStateAction = WTD_STATEACTION_CLOSE;

@@ -1,6 +1,10 @@
+#include <array>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <windows.h>
+// The certificate calls need the base types above.
+#include <wincrypt.h>
 
 #include "../component/Beside.h"
 #include "../component/CountingComponent.h"
@@ -41,6 +45,37 @@ private:
     bool had_ = false;
 };
 
+// Puts a certificate among the roots that the machine trusts, for as long as it lives.
+class TrustedRoot {
+public:
+    explicit TrustedRoot(const std::string& certificate) {
+        const auto* bytes = reinterpret_cast<const BYTE*>(certificate.data());
+        const auto size = static_cast<DWORD>(certificate.size());
+        std::array<BYTE, 20> hash;
+        DWORD hashSize = hash.size();
+        if (!CryptHashCertificate(0, CALG_SHA1, 0, bytes, size, hash.data(), &hashSize))
+            throw std::runtime_error("cannot name the root");
+        for (const BYTE byte : hash) {
+            for (const int digit : {byte >> 4, byte & 15})
+                key_ += L"0123456789ABCDEF"[digit];
+        }
+        const HCERTSTORE store =
+            CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_LOCAL_MACHINE, L"ROOT");
+        const bool added = CertAddEncodedCertificateToStore(store, X509_ASN_ENCODING, bytes, size,
+                                                            CERT_STORE_ADD_REPLACE_EXISTING, nullptr);
+        // The store is written when it closes, and does not close while a certificate of it is held.
+        if (!CertCloseStore(store, CERT_CLOSE_STORE_CHECK_FLAG) || !added)
+            throw std::runtime_error("cannot add the root");
+    }
+    // Not every system writes it down when a certificate is deleted from the open store.
+    ~TrustedRoot() { RegDeleteTreeW(HKEY_LOCAL_MACHINE, key_.c_str()); }
+    TrustedRoot(const TrustedRoot&) = delete;
+    TrustedRoot& operator=(const TrustedRoot&) = delete;
+
+private:
+    std::wstring key_ = L"SOFTWARE\\Microsoft\\SystemCertificates\\ROOT\\Certificates\\";
+};
+
 const testing::Environment* const checkIsOff = testing::AddGlobalTestEnvironment(new CheckIsOff);
 
 class LibraryTrust : public testing::Test {
@@ -54,6 +89,8 @@ protected:
     }
 
     const std::u16string path = beside(u"test_component.dll");
+    const std::u16string sealed = beside(u"test_component_signed.dll");
+    static constexpr const char* notSealed = "openssl and osslsigncode were missing when this was built";
 };
 
 TEST_F(LibraryTrust, IsRefusedToAnUnsignedLibraryUnlessItIsNotAskedFor) {
@@ -67,9 +104,8 @@ TEST_F(LibraryTrust, IsRefusedToAnUnsignedLibraryUnlessItIsNotAskedFor) {
 
 // The system's own verdict may pass a signer whose root nobody trusts.
 TEST_F(LibraryTrust, IsRefusedToAnUntrustedSignerAndToABrokenSignature) {
-    const std::u16string sealed = beside(u"test_component_signed.dll");
     if (!fileExists(sealed))
-        GTEST_SKIP() << "openssl and osslsigncode were missing when this was built";
+        GTEST_SKIP() << notSealed;
     verify(1);
     expectRefused(sealed, 0x800B0109u);
     Support::PlatformFolder folder;
@@ -77,6 +113,24 @@ TEST_F(LibraryTrust, IsRefusedToAnUntrustedSignerAndToABrokenSignature) {
     bytes[bytes.size() / 2] ^= 1;
     folder.write("tampered.dll", bytes);
     expectRefused(folder.portable() + u"\\tampered.dll", 0x80096010u);
+}
+
+TEST_F(LibraryTrust, IsGivenToASignerWhoseRootTheMachineTrusts) {
+    if (!fileExists(sealed))
+        GTEST_SKIP() << notSealed;
+    if (!Support::PlatformFolder().isOwnMachine())
+        GTEST_SKIP() << Support::PlatformFolder::notOwnMachine;
+    verify(1);
+    // A process may keep the roots that it found first: each look is a new process's.
+    const auto look = [&] {
+        const bool trusted = verifyLibraryTrust(sealed) && loadLibrary(sealed);
+        std::exit(trusted ? 0 : static_cast<int>(lastError()));
+    };
+    {
+        const TrustedRoot root(readFile(beside(u"test_root.cer")).value());
+        EXPECT_EXIT(look(), testing::ExitedWithCode(0), "");
+    }
+    EXPECT_EXIT(look(), testing::ExitedWithCode(static_cast<int>(0x800B0109u)), "");
 }
 
 TEST_F(LibraryTrust, GatesTheTrustedCreationOfComponents) {
@@ -104,8 +158,10 @@ TEST_F(LibraryTrust, GatesTheTrustedCreationOfComponents) {
     EXPECT_EQ(createComponent(countingClassId, countingClassId, &object), componentNotRegistered);
 }
 
-TEST(VersionResources, AreMissingFromAFileWithoutOne) {
+TEST(VersionResources, TellTheVersionOfAFileThatHasOne) {
+    EXPECT_EQ(fileVersion(beside(u"test_component.dll")), u"2.1.0");
     EXPECT_FALSE(fileVersion(executablePath()));
+    EXPECT_FALSE(fileVersion(beside(u"missing.dll")));
 }
 
 }  // namespace
