@@ -3,10 +3,10 @@
 
 #include <memory>
 #include <utility>
-#include <vector>
 
 #include "bus/MessageBus.h"
 #include "platform/Sync.h"
+#include "platform/Thread.h"
 
 namespace Tavix {
 
@@ -43,8 +43,7 @@ private:
     Platform::Mutex mutex_;  // leaf
     Platform::ConditionVariable empty_;
     bool closed_ GUARDED_BY(mutex_) = false;
-    // Thread numbers of those inside; a thread is listed once for each time it entered.
-    std::vector<uint32_t> inside_ GUARDED_BY(mutex_);
+    Platform::ThreadList inside_ GUARDED_BY(mutex_);
 };
 
 // A message callback that returns success without a call once the gate is closed.

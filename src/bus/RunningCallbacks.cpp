@@ -8,6 +8,7 @@
 #include "library/SharedLibrary.h"
 #include "platform/ProcessWide.h"
 #include "platform/Sync.h"
+#include "platform/Thread.h"
 
 namespace Tavix {
 namespace {
@@ -16,30 +17,25 @@ using Libraries = std::vector<std::shared_ptr<SharedLibrary>>;
 
 struct Callbacks {
     Platform::Mutex mutex;  // leaf
-    int running GUARDED_BY(mutex) = 0;
+    Platform::ThreadList running GUARDED_BY(mutex);
     Platform::ConditionVariable ended;
     Libraries keptLibraries GUARDED_BY(mutex);
 };
 
 constinit Platform::ProcessWide<Callbacks> callbacks;
 
-// Callbacks on this thread, one inside the other.
-constinit thread_local int runningHere = 0;
-
 }  // namespace
 
 RunningCallback::RunningCallback() noexcept {
-    ++runningHere;
     Callbacks& all = callbacks.get();
     Platform::MutexLock lock(all.mutex);
-    ++all.running;
+    all.running.enter();
 }
 
 RunningCallback::~RunningCallback() {
-    --runningHere;
     Callbacks& all = callbacks.get();
     Platform::MutexLock lock(all.mutex);
-    --all.running;
+    all.running.leave();
     all.ended.notifyAll();
 }
 
@@ -51,7 +47,7 @@ void releaseBusLibrary(std::shared_ptr<SharedLibrary> library) {
         return other->getFunctions()->createObject == library->getFunctions()->createObject;
     };
     Platform::MutexLock lock(all.mutex);
-    if (all.running > 0 && std::ranges::none_of(all.keptLibraries, same))
+    if (all.running.hasAny() && std::ranges::none_of(all.keptLibraries, same))
         all.keptLibraries.push_back(std::move(library));
 }
 
@@ -60,9 +56,9 @@ void waitForBusCallbacks() {
     // Freed outside the lock.
     Libraries libraries;
     Platform::MutexLock lock(all.mutex);
-    while (all.running != runningHere)
+    while (all.running.hasOther())
         all.ended.wait(lock);
-    if (runningHere == 0)
+    if (!all.running.hasCurrent())
         libraries.swap(all.keptLibraries);
 }
 

@@ -1,9 +1,11 @@
 // A thread of the library's own. Always joined by its owner; there are no detached threads.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace Platform {
 
@@ -28,5 +30,25 @@ private:
 
 // The system's number for the calling thread.
 uint32_t currentThreadId() noexcept;
+
+// The threads inside a stretch of code, each listed once for each time it entered. Serves where thread_local
+// would leave storage of an unloaded library behind on the host's threads, as it does on Windows. The owner
+// guards it with a lock.
+class ThreadList {
+public:
+    void enter() { threads_.push_back(currentThreadId()); }
+    void leave() noexcept { threads_.erase(std::ranges::find(threads_, currentThreadId())); }
+
+    bool hasAny() const noexcept { return !threads_.empty(); }
+    bool hasCurrent() const noexcept {
+        return std::ranges::find(threads_, currentThreadId()) != threads_.end();
+    }
+    bool hasOther() const noexcept {
+        return std::ranges::any_of(threads_, [self = currentThreadId()](auto one) { return one != self; });
+    }
+
+private:
+    std::vector<uint32_t> threads_;
+};
 
 }  // namespace Platform

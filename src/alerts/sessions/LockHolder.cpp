@@ -1,8 +1,5 @@
 #include "alerts/sessions/LockHolder.h"
 
-#include <algorithm>
-#include <vector>
-
 #include "platform/ProcessWide.h"
 #include "platform/Thread.h"
 
@@ -11,10 +8,10 @@ namespace Vok {
 namespace {
 
 // One list for all modules of the process: a thread that holds one module's lock must not wait for another's
-// either. Not thread_local, which costs handles on Windows.
+// either.
 struct Marks {
     Platform::Mutex mutex;  // leaf
-    std::vector<uint32_t> threads GUARDED_BY(mutex);
+    Platform::ThreadList threads GUARDED_BY(mutex);
 };
 constinit Platform::ProcessWide<Marks> marks;
 
@@ -23,19 +20,19 @@ constinit Platform::ProcessWide<Marks> marks;
 LockHolder::LockHolder() {
     Marks& all = marks.get();
     Platform::MutexLock lock(all.mutex);
-    all.threads.push_back(Platform::currentThreadId());
+    all.threads.enter();
 }
 
 LockHolder::~LockHolder() {
     Marks& all = marks.get();
     Platform::MutexLock lock(all.mutex);
-    all.threads.erase(std::ranges::find(all.threads, Platform::currentThreadId()));
+    all.threads.leave();
 }
 
 bool LockHolder::isCurrentThread() {
     Marks& all = marks.get();
     Platform::MutexLock lock(all.mutex);
-    return std::ranges::find(all.threads, Platform::currentThreadId()) != all.threads.end();
+    return all.threads.hasCurrent();
 }
 
 }  // namespace Vok
