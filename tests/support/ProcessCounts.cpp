@@ -7,6 +7,7 @@
 // The second needs the first.
 // clang-format off
 #include <windows.h>
+#include <malloc.h>
 #include <tlhelp32.h>
 // clang-format on
 #else
@@ -30,6 +31,13 @@ ProcessCounts ProcessCounts::now() {
     const HANDLE probe = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     counts.handles = reinterpret_cast<uintptr_t>(probe) / 4;
     CloseHandle(probe);
+    // Libraries and program allocate from the C runtime's one heap.
+    const HANDLE heap = reinterpret_cast<HANDLE>(_get_heap_handle());
+    HeapLock(heap);
+    PROCESS_HEAP_ENTRY block{};
+    while (HeapWalk(heap, &block))
+        counts.memory += block.wFlags & PROCESS_HEAP_ENTRY_BUSY ? block.cbData : 0;
+    HeapUnlock(heap);
     return counts;
 }
 

@@ -15,6 +15,13 @@
 
 namespace {
 
+// Stays loaded: what its runtime leaves behind is not the product's.
+const BOOL stays = [] {
+    HMODULE self = nullptr;
+    return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                              reinterpret_cast<LPCWSTR>(&WTSEnumerateSessionsW), &self);
+}();
+
 bool readSessions(std::vector<WTS_SESSION_INFOW>& sessions) {
     static const std::map<std::string, WTS_CONNECTSTATE_CLASS> states{{"active", WTSActive},
                                                                       {"connected", WTSConnected},
