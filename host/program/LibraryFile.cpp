@@ -24,8 +24,8 @@ LibraryFile::LibraryFile(const std::u16string& path) : path_(path) {
     library_ = Platform::loadLibrary(path);
     if (!library_)
         throw HostError("the library " + shown(path) + " cannot be loaded (error " +
-                        std::to_string(Platform::lastError()) +
-                        "); it must belong to root or to you, and nobody else may be able to write it");
+                        std::to_string(Platform::lastError()) + "); " +
+                        std::string(Platform::libraryTrustRule()));
 }
 
 void* LibraryFile::address(const char* name) const {

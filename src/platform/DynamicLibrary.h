@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace Platform {
 
@@ -30,5 +31,7 @@ std::u16string libraryPathOf(const void* address);
 // owned by root or the user and writable by nobody else. Always true while the number "Verify Libraries"
 // under SOFTWARE\CORVANE\OSTREL is 0. False for an empty path; lastError() tells why.
 bool verifyLibraryTrust(const std::u16string& path);
+// The same rule in words, for messages to the user: "it must ...".
+std::string_view libraryTrustRule() noexcept;
 
 }  // namespace Platform

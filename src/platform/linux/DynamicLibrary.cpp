@@ -184,4 +184,8 @@ bool verifyLibraryTrust(const std::u16string& path) {
     return trusted(status);
 }
 
+std::string_view libraryTrustRule() noexcept {
+    return "it must belong to root or to you, and nobody else may be able to write it";
+}
+
 }  // namespace Platform

@@ -148,4 +148,8 @@ bool verifyLibraryTrust(const std::u16string& path) {
     return file && trusted(system, file.get());
 }
 
+std::string_view libraryTrustRule() noexcept {
+    return "it must be signed by a trusted signer, unless \"Verify Libraries\" is 0";
+}
+
 }  // namespace Platform
