@@ -71,17 +71,20 @@ TEST(Transports, AreTriedInOrderAndClosedWhenTheyDoNotOpen) {
 class EventSink : public testing::Test {
 protected:
     void SetUp() override {
-        if (Platform::platformFolder().empty())
-            GTEST_SKIP() << "components are registered in the system's own registry here";
+        if (!machine_.isOwnMachine())
+            GTEST_SKIP() << Support::PlatformFolder::notOwnMachine;
     }
     void registerSink(const char* file) {
         const std::filesystem::path program(Platform::nativePath(Platform::executablePath()));
         const auto library = program.parent_path() / file;
         ASSERT_TRUE(std::filesystem::exists(library));
+        std::string text = library.string();
+        for (size_t at = 0; (at = text.find('\\', at)) != text.npos; at += 2)
+            text.insert(at, 1, '\\');
         machine_.writeRegistry(
             "Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\"
             "CLSID\\" BREVANT_EVENT_SINK_CLASS_ID_TEXT "\\InprocServer32]\n@=\"" +
-            library.string() + "\"\n");
+            text + "\"\n\"ThreadingModel\"=\"Both\"\n");
     }
     static std::string eventFile() {
         return Platform::readFile(Platform::commonDataFolder() + u"\\events.jsonl").value_or("");
@@ -97,7 +100,7 @@ TEST_F(EventSink, IsPassedOverWhileItIsNotRegistered) {
 }
 
 TEST_F(EventSink, GetsEachEventAsOneLine) {
-    registerSink("libBrevantEventSink.so");
+    registerSink(EVENT_SINK_FILE);
     EXPECT_EQ(transportOfAnEvent(), u"Legacy v1");
     const std::string first = eventFile();
     EXPECT_NE(first.find("\"__transport.name\":\"Legacy v1\""), first.npos) << first;
@@ -111,7 +114,7 @@ TEST_F(EventSink, GetsEachEventAsOneLine) {
 }
 
 TEST_F(EventSink, IsNotAskedWithoutAFormatterOrForNoDimensions) {
-    registerSink("libBrevantEventSink.so");
+    registerSink(EVENT_SINK_FILE);
     EXPECT_FALSE(CLegacyTransport({}, nullptr).Send({{u"a", u"b"}}));
     EXPECT_FALSE(CLegacyTransport().Send({}));
     EXPECT_FALSE(CLegacyTransport({1, 2, 3, {}}).Open());

@@ -51,8 +51,7 @@ TEST(Library, CanBeLoadedAndFreedAgainAndAgain) {
     for (int round = 0; round < 20; ++round) {
         {
             const BusLibrary library;
-            if (!library.functions())
-                GTEST_SKIP() << "the library is not trusted here";
+            ASSERT_NE(library.functions(), nullptr);
             exchangeMessages(library.functions());
         }
         if (!before)
@@ -64,8 +63,7 @@ TEST(Library, CanBeLoadedAndFreedAgainAndAgain) {
 TEST(Library, OutlivesACallbackThatReleasesTheLastHandle) {
     const auto before = Support::ProcessCounts::now();
     std::optional<BusLibrary> library(std::in_place);
-    if (!library->functions())
-        GTEST_SKIP() << "the library is not trusted here";
+    ASSERT_NE(library->functions(), nullptr);
     struct Last {
         const BrevantBusFunctions* functions;
         BrevantBusHandle handle = nullptr;
