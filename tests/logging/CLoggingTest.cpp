@@ -1,11 +1,14 @@
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <gtest/gtest.h>
 #include <thread>
 
 #include "logging/CLogging.h"
 #include "platform/DynamicLibrary.h"
+#include "platform/Files.h"
 #include "platform/Process.h"
 #include "support/PlatformFolder.h"
 #include "text/Utf.h"
@@ -171,6 +174,31 @@ TEST_F(FileLog, LosesAndTearsNoLineOfConcurrentWriters) {
         const std::string mark =
             "p" + std::to_string(each / lines) + ":" + std::to_string(each % lines) + "|\r\n";
         EXPECT_NE(all.find(mark), std::string::npos) << mark;
+    }
+}
+
+TEST_F(FileLog, OfTwoProcessesLosesNoLine) {
+    constexpr int lines = 1000;
+    const fs::path writer =
+        fs::path(Platform::nativePath(Platform::executablePath())).parent_path() / LOG_WRITER_FILE;
+    const auto run = [&](const std::string& mark) {
+        return std::async(std::launch::async,
+                          [command = "\"" + writer.string() + "\" " + mark + " " + std::to_string(lines)] {
+                              return std::system(command.c_str());
+                          });
+    };
+    auto first = run("a"), second = run("b");
+    EXPECT_EQ(first.get(), 0);
+    EXPECT_EQ(second.get(), 0);
+    std::string all;
+    for (int index = 0; fs::exists(file(index)); ++index)
+        all += textOf(file(index));
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 2 * lines);
+    for (const char* mark : {"$ a:", "$ b:"}) {
+        size_t place = 0;
+        for (int line = 0; line < lines && place != all.npos; ++line)
+            place = all.find(mark + std::to_string(line) + "|\r\n", place);
+        EXPECT_NE(place, all.npos) << mark << " is not complete and in order";
     }
 }
 

@@ -219,5 +219,14 @@ TEST_F(RoadTest, IdsAndTextsOfAnyLengthCostNeitherTheStackNorTheOutcome) {
     viewer->dismiss(next);
 }
 
+TEST_F(RoadTest, TheProcessMayEndWithTheModuleAliveAndAnAlertOnScreen) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto show = [&] {
+        showAndExpect(titled(u"a"), u"Queued");
+        std::exit(viewer->waitForShow().empty() ? 1 : 0);
+    };
+    EXPECT_EXIT(show(), testing::ExitedWithCode(0), "");
+}
+
 }  // namespace
 }  // namespace Road

@@ -43,32 +43,35 @@ std::filesystem::path freshFolder() {
 
 #if defined(_WIN32)
 
-constexpr const wchar_t* productKeys = L"SOFTWARE\\CORVANE";
-
 const wchar_t* wide(const std::u16string& text) {
     return reinterpret_cast<const wchar_t*>(text.c_str());
 }
 
-void writeKeys(const Platform::RegistryNode& node, const std::u16string& path) {
+constexpr const char16_t* componentClasses = u"software\\classes\\clsid";
+
+void writeValues(const Platform::RegistryNode& node, const std::u16string& path, bool remove) {
     for (const auto& [name, value] : node.values) {
-        if (const auto* text = std::get_if<std::u16string>(&value))
+        if (remove)
+            RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, wide(path), wide(name));
+        else if (const auto* text = std::get_if<std::u16string>(&value))
             RegSetKeyValueW(HKEY_LOCAL_MACHINE, wide(path), wide(name), REG_SZ, text->c_str(),
                             static_cast<DWORD>(2 * text->size() + 2));
         else if (const auto* number = std::get_if<uint32_t>(&value))
             RegSetKeyValueW(HKEY_LOCAL_MACHINE, wide(path), wide(name), REG_DWORD, number, sizeof *number);
     }
     for (const auto& [name, child] : node.children)
-        writeKeys(*child, path.empty() ? name : path + u"\\" + name);
+        writeValues(*child, path.empty() ? name : path + u"\\" + name, remove);
 }
 
-// Takes the product's keys and these component classes away; what the tests load is not signed.
-void resetKeys(const Platform::RegistryNode& written) {
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, productKeys);
-    const std::u16string classes = u"software\\classes\\clsid";
-    if (const auto* node = Platform::findRegistryKey(written, classes)) {
+void removeComponents(const Platform::RegistryNode& written) {
+    if (const auto* node = Platform::findRegistryKey(written, componentClasses)) {
         for (const auto& [name, child] : node->children)
-            RegDeleteTreeW(HKEY_LOCAL_MACHINE, wide(classes + u"\\" + name));
+            RegDeleteTreeW(HKEY_LOCAL_MACHINE, wide(std::u16string(componentClasses) + u"\\" + name));
     }
+}
+
+// What the tests load is not signed.
+void trustEveryLibrary() {
     const DWORD off = 0;
     RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\CORVANE\\OSTREL", L"Verify Libraries", REG_DWORD, &off,
                     sizeof off);
@@ -86,8 +89,7 @@ PlatformFolder::PlatformFolder() : path_(freshFolder()) {
 }
 
 PlatformFolder::~PlatformFolder() {
-    if (!registry_.empty())
-        writeRegistry({});
+    forgetRegistry();
     forgetData();
     setVariable(before_);
     std::error_code ignored;
@@ -123,12 +125,26 @@ void PlatformFolder::writeRegistry(std::string_view text) {
 #if defined(_WIN32)
     if (!isOwnMachine())
         throw std::runtime_error(notOwnMachine);
-    resetKeys(Platform::parseRegistryText(registry_).localMachine);
-    writeKeys(Platform::parseRegistryText(text).localMachine, u"");
+    // Value by value: Wine does not tell who watches a key that it is gone.
+    const auto before = Platform::parseRegistryText(registry_);
+    removeComponents(before.localMachine);
+    writeValues(before.localMachine, u"", true);
+    trustEveryLibrary();
+    writeValues(Platform::parseRegistryText(text).localMachine, u"", false);
 #else
     write("registry.reg", text);
 #endif
     registry_ = text;
+}
+
+void PlatformFolder::forgetRegistry() {
+#if defined(_WIN32)
+    if (registry_.empty())
+        return;
+    removeComponents(Platform::parseRegistryText(registry_).localMachine);
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\CORVANE");
+    trustEveryLibrary();
+#endif
 }
 
 std::u16string PlatformFolder::portable() const {

@@ -36,6 +36,7 @@ public:
 
 private:
     void forgetData();
+    void forgetRegistry();
 
     std::filesystem::path path_;
     std::string before_;

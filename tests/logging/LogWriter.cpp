@@ -1,0 +1,27 @@
+// log_writer <mark> <count>: one of several processes that write one log, in the folder that
+// BREVANT_PLATFORM_DIR names, as the product's logger does.
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "logging/CLogging.h"
+#include "text/Utf.h"
+
+int main(int count, char** arguments) {
+    const char* const folder = std::getenv("BREVANT_PLATFORM_DIR");
+    if (count != 3 || !folder)
+        return 2;
+    std::u16string portable = std::filesystem::path(folder).u16string();
+    for (char16_t& unit : portable)
+        unit = unit == u'/' ? u'\\' : unit;
+    auto mutex = Platform::NamedMutex::create(ETWLogging::CLogging::mutexName(u"app"));
+    if (!mutex)
+        return 3;
+    ETWLogging::CLogging logger({u"app", u"Brevant.dll", u"", u"", 42},
+                                {.commonDataFolder = portable, .mutex = std::move(mutex)});
+    const std::u16string mark = Ferrow::toUtf16(arguments[1]) + u":";
+    const int lines = std::atoi(arguments[2]);
+    for (int line = 0; line < lines; ++line)
+        logger.write({4, u"Source", u"function", 1, mark + Ferrow::decimal(line) + u"|"});
+    return 0;
+}
