@@ -72,7 +72,8 @@ REG
 }
 
 make_windows_machine() {
-    wineboot -i && { printf '\xff\xfe' && windows_registry | iconv -f UTF-8 -t UTF-16LE; } >"$1.new" &&
+    # Not "wineboot -i": the first program on a machine sets it up, and that would start its services twice.
+    wineboot && { printf '\xff\xfe' && windows_registry | iconv -f UTF-8 -t UTF-16LE; } >"$1.new" &&
         wine regedit /S "$1.new" && mv "$1.new" "$1"
 }
 
