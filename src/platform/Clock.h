@@ -13,7 +13,6 @@ public:
     // Since the clock's own epoch: 1970 UTC for wall(), the system's start for steady().
     using Time = std::chrono::nanoseconds;
 
-    virtual ~Clock() = default;
     virtual Time now() const = 0;
     // Waits on the condition until it is notified or the clock reaches the deadline. Returns false only when
     // the deadline has passed; true may come without cause. A deadline beyond the clock's range is "never".
@@ -21,6 +20,10 @@ public:
 
     static const Clock& wall() noexcept;
     static const Clock& steady() noexcept;
+
+protected:
+    // Trivial: threads of ours may still use the process's clocks when it has ended its static objects.
+    ~Clock() = default;
 };
 
 // Adds without overflow: a sum beyond the range is the greatest time.

@@ -9,7 +9,6 @@ namespace Platform {
 
 class IniFiles {
 public:
-    virtual ~IniFiles() = default;
     // Section and key are compared without case. Nothing when file, section or key is missing.
     virtual std::optional<std::u16string> read(const std::u16string& file, std::u16string_view section,
                                                std::u16string_view key) const = 0;
@@ -18,6 +17,10 @@ public:
                        std::u16string_view value) const = 0;
 
     static const IniFiles& protectedReader() noexcept;
+
+protected:
+    // Trivial: used until the process is gone.
+    ~IniFiles() = default;
 };
 
 }  // namespace Platform

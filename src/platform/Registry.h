@@ -20,7 +20,6 @@ public:
 
 class Registry {
 public:
-    virtual ~Registry() = default;
     // Opens a key for reading; null when it does not exist. The path has no leading separator.
     virtual std::unique_ptr<RegistryKey> openKey(std::u16string_view path) const = 0;
 
@@ -28,6 +27,10 @@ public:
     static const Registry& system() noexcept;
     // The reader of values that are stored in a protected form; on this implementation the plain registry.
     static const Registry& protectedReader() noexcept;
+
+protected:
+    // Trivial: used until the process is gone.
+    ~Registry() = default;
 };
 
 // Waits for changes of a key and of what lies below it, whether or not the key exists yet.

@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 using Tavix::ReplyState;
 
 // Whoever waits on it finds the time gone by.
-class FastClock : public Platform::Clock {
+class FastClock final : public Platform::Clock {
 public:
     Time now() const override { return now_; }
     bool waitUntil(Platform::ConditionVariable&, Platform::MutexLock&, Time deadline) const override {

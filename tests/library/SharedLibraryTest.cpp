@@ -81,7 +81,7 @@ struct FakeVersions : Tavix::FileVersionReader {
 };
 
 // The block list: the values of one key.
-struct FakeRegistry : Platform::Registry {
+struct FakeRegistry final : Platform::Registry {
     struct Key : Platform::RegistryKey {
         explicit Key(const FakeRegistry& itsRegistry) : registry(itsRegistry) {}
         std::optional<std::u16string> readText(std::u16string_view name) const override {

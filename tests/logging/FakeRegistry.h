@@ -7,7 +7,7 @@
 #include "platform/Registry.h"
 
 // A registry in memory. Only keys that have a value exist. Not for concurrent use.
-class FakeRegistry : public Platform::Registry {
+class FakeRegistry final : public Platform::Registry {
 public:
     using Values = std::map<std::u16string, std::variant<uint32_t, std::u16string>, std::less<>>;
     std::map<std::u16string, Values, std::less<>> keys;

@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 using Text = std::u16string;
 
 // Waiting for a time makes it pass.
-class PassingClock : public Platform::Clock {
+class PassingClock final : public Platform::Clock {
 public:
     Time now() const override { return now_; }
     bool waitUntil(Platform::ConditionVariable&, Platform::MutexLock&, Time deadline) const override {

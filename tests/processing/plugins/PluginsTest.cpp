@@ -108,8 +108,8 @@ protected:
         });
     }
     std::unique_ptr<AlertPluginLib> makeLib(const std::u16string& product) {
-        return std::make_unique<AlertPluginLib>(product, nullptr, settings, [](auto definition) {
-            return std::make_shared<Tavix::SharedLibrary>(std::move(definition),
+        return std::make_unique<AlertPluginLib>(product, nullptr, settings, [](auto library) {
+            return std::make_shared<Tavix::SharedLibrary>(std::move(library),
                                                           std::make_shared<FakeLoader>(), nullptr,
                                                           std::make_shared<FakeSearch>());
         });
