@@ -109,9 +109,8 @@ protected:
     }
     std::unique_ptr<AlertPluginLib> makeLib(const std::u16string& product) {
         return std::make_unique<AlertPluginLib>(product, nullptr, settings, [](auto library) {
-            return std::make_shared<Tavix::SharedLibrary>(std::move(library),
-                                                          std::make_shared<FakeLoader>(), nullptr,
-                                                          std::make_shared<FakeSearch>());
+            return std::make_shared<Tavix::SharedLibrary>(std::move(library), std::make_shared<FakeLoader>(),
+                                                          nullptr, std::make_shared<FakeSearch>());
         });
     }
     std::unique_ptr<Vok::PluginRegistrar> makeRegistrar() {
