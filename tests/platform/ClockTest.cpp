@@ -44,6 +44,35 @@ TEST_P(BothClocks, WaitForANotificationHoweverFarTheDeadline) {
     }
 }
 
+// The wall clock looks at the time once a second; here the notification comes while it does.
+TEST_P(BothClocks, NoticeWhatComesWhileTheyLookAtTheTime) {
+    const Clock::Time deadline = clock.now() + 10s;
+    bool waits = false, notified = false;
+    std::thread notifier([&] {
+        MutexLock lock(mutex);
+        while (!waits)
+            condition.wait(lock);
+        // The waiter cannot go on before the lock is let go of.
+        ConditionVariable never;
+        Mutex other;
+        MutexLock otherLock(other);
+        const Clock::Time late = Clock::steady().now() + 1200ms;
+        while (Clock::steady().waitUntil(never, otherLock, late)) {
+        }
+        notified = true;
+        condition.notifyAll();
+    });
+    {
+        MutexLock lock(mutex);
+        waits = true;
+        condition.notifyAll();
+        while (!notified && clock.waitUntil(condition, lock, deadline)) {
+        }
+        EXPECT_LT(clock.now(), deadline);
+    }
+    notifier.join();
+}
+
 INSTANTIATE_TEST_SUITE_P(Clocks, BothClocks, testing::Values(&Clock::wall(), &Clock::steady()));
 
 TEST(Clocks, CountFromTheirOwnEpochs) {
