@@ -61,7 +61,7 @@ ProcessCounts ProcessCounts::now() {
 #endif
 
 bool ProcessCounts::comesDownTo(const ProcessCounts& then) {
-    constexpr size_t memoryTolerance = 16 * 1024;
+    constexpr size_t memoryTolerance = 4 * 1024;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     for (;;) {
         const ProcessCounts counts = now();

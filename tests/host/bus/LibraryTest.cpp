@@ -54,6 +54,7 @@ TEST(Library, CanBeLoadedAndFreedAgainAndAgain) {
             ASSERT_NE(library.functions(), nullptr);
             exchangeMessages(library.functions());
         }
+        Support::BusPeer::forgetEnded();
         if (!before)
             before = Support::ProcessCounts::now();
     }
@@ -67,7 +68,7 @@ TEST(Library, OutlivesACallbackThatReleasesTheLastHandle) {
     struct Last {
         const BrevantBusFunctions* functions;
         BrevantBusHandle handle = nullptr;
-        Gate released;
+        Gate released{};
     } last{library->functions()};
     const auto release = [](void* context, const MessageHeader*, const char16_t*, const char16_t*,
                             const char16_t*) {

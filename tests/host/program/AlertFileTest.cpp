@@ -19,7 +19,7 @@ std::string without(std::string_view part, std::string_view replacement = "") {
 
 TEST_F(AlertFileTest, TakesAnAlertAndPutsTheInstanceIdIn) {
     for (const std::string& text : {std::string(good), "\xEF\xBB\xBF" + std::string(good),
-                                    without(R"("id":"a",)", R"("id":"a","instanceId":"placeholder",)"),
+                                    without(R"("id":"a",)", R"("id":"a","instanceId":"of another run",)"),
                                     without(R"("preferredViewer":["v"],)")}) {
         AlertFile alert;
         std::u16string error;
