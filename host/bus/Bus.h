@@ -17,6 +17,7 @@
 #include "host/bus/Subscription.h"
 #include "host/bus/SubscriptionIndex.h"
 #include "host/bus/WorkerPool.h"
+#include "platform/ProcessWide.h"
 #include "platform/Sync.h"
 
 namespace EmbeddedBus {
@@ -75,6 +76,7 @@ private:
         std::shared_ptr<MessageAccount> account;
         std::unordered_map<uint32_t, std::shared_ptr<Subscription>> subscriptions;
         std::unordered_map<uint64_t, std::shared_ptr<Request>> requests;
+        Platform::LibraryUse::Hold use{};
     };
     struct Texts {
         const char16_t* name;

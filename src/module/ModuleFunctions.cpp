@@ -46,8 +46,7 @@ void joinLibrary() {
 // The host may free the library when this returns for the last module.
 void leaveLibrary() {
     ETWLogging::releaseConfigurationListener();
-    if (Platform::LibraryUse::leave() == 0)
-        waitForBusCallbacks();
+    Platform::LibraryUse::leave(waitForBusCallbacks);
 }
 
 void endModule(Module* module) {

@@ -7,15 +7,34 @@
 
 namespace Platform {
 
-// Counts what is alive in the library (module objects). While anything is, process-wide objects are not freed
-// by static destructors: the process is then leaving with threads of ours still running, and freeing under
-// them would crash. When nothing is, the library is being unloaded and must leave no memory behind.
+// Counts what is alive in the library (module objects, bus handles). While anything is, process-wide objects
+// are not freed by static destructors: the process is then leaving with threads of ours still running, and
+// freeing under them would crash. When nothing is, the library is being unloaded and must leave no memory
+// behind.
 class LibraryUse {
 public:
     static void enter() noexcept { count_.fetch_add(1); }
-    // Returns how many are left.
-    static int leave() noexcept { return count_.fetch_sub(1) - 1; }
+    static void leave() noexcept { count_.fetch_sub(1); }
+    // The same, but when it is the last that leaves, that is called first, while it still counts.
+    template <class Function>
+    static void leave(Function&& beforeLast) {
+        for (int before = count_.load();;) {
+            if (before == 1)
+                beforeLast();
+            if (count_.compare_exchange_strong(before, before - 1))
+                return;
+        }
+    }
     static bool idle() noexcept { return count_.load() == 0; }
+
+    // Counts for as long as it lives.
+    class Hold {
+    public:
+        Hold() noexcept { enter(); }
+        ~Hold() { leave(); }
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+    };
 
 private:
     static inline constinit std::atomic<int> count_{0};

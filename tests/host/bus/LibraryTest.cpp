@@ -61,6 +61,28 @@ TEST(Library, CanBeLoadedAndFreedAgainAndAgain) {
     EXPECT_TRUE(Support::ProcessCounts::comesDownTo(*before));
 }
 
+const BrevantBusFunctions* openAtExit = nullptr;
+BrevantBusHandle handleAtExit = nullptr;
+
+// A module that is alive when the process exits uses its handle until the end.
+TEST(Library, WorksWhileTheProcessEndsWithAHandleOpen) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto end = [] {
+        // Runs after the static destructors of the library, which is loaded later.
+        std::atexit([] {
+            const uint32_t id = openAtExit->subscribe(
+                handleAtExit, nullptr, [](auto...) -> uint32_t { return MODULE_STATUS_SUCCESS; }, u"Late");
+            const uint32_t released = openAtExit->releaseHandle(handleAtExit);
+            std::_Exit(id != 0 && released == MODULE_STATUS_SUCCESS ? 0 : 1);
+        });
+        const BusLibrary library;
+        openAtExit = library.functions();
+        openAtExit->acquireHandle(&handleAtExit);
+        std::exit(2);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(0), "");
+}
+
 TEST(Library, OutlivesACallbackThatReleasesTheLastHandle) {
     const auto before = Support::ProcessCounts::now();
     std::optional<BusLibrary> library(std::in_place);
