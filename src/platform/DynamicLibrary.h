@@ -11,7 +11,8 @@ using LibraryHandle = void*;
 
 // Loads a library by its full path, after the trust check. The file that was checked is the file that is
 // loaded. Null on failure, with lastError() telling why (5, access denied, or the verdict's own number when
-// the file is not trusted).
+// the file is not trusted; 161 when the path is relative: anybody may have put a file into the current
+// folder).
 LibraryHandle loadLibrary(const std::u16string& path);
 // The handle of a library that the process has loaded from that path, with a reference of its own; null when
 // it has not.

@@ -29,25 +29,25 @@ TEST(DynamicLibraries, AreKnownByTheirPathOnlyWhileTheyAreLoaded) {
     EXPECT_EQ(libraryPathOf(reinterpret_cast<const void*>(&inThisProgram)), executablePath());
 }
 
-// What is checked is what is loaded: neither a file that the loader finds elsewhere under a relative name,
-// nor one whose name has the loader's own extension.
+// Neither one whose name has the loader's own extension, nor what lies in the current folder.
 TEST(DynamicLibraries, AreLoadedFromExactlyTheFileThatIsNamed) {
     Support::PlatformFolder folder;
-    const std::filesystem::path program(nativePath(executablePath()));
-    const std::string source = nativePath(beside(u"test_component.dll"));
-    std::filesystem::copy_file(source, folder.path() / "plain");
+    std::filesystem::copy_file(nativePath(beside(u"test_component.dll")), folder.path() / "plain");
     folder.write("plain.dll", "no library");
-    std::filesystem::copy_file(source, folder.path() / program.filename());
+    const std::u16string full = folder.portable() + u"\\plain";
+    const LibraryHandle library = loadLibrary(full);
+    EXPECT_TRUE(libraryFunction(library, "DllCanUnloadNow"));
+    const LibraryHandle again = loadedLibrary(full);
+    EXPECT_EQ(again, library);
+    freeLibrary(again);
+    freeLibrary(library);
+
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
-    for (const std::u16string& name :
-         {folder.portable() + u"\\plain", std::u16string(u"plain"), program.filename().u16string()}) {
-        const LibraryHandle library = loadLibrary(name);
-        EXPECT_TRUE(libraryFunction(library, "DllCanUnloadNow")) << nativePath(name);
-        const LibraryHandle again = loadedLibrary(name);
-        EXPECT_EQ(again, library) << nativePath(name);
-        freeLibrary(again);
-        freeLibrary(library);
+    for (const std::u16string name : {u"plain", u".\\plain", u"..\\plain", u"$(Ostrel.InstallDir)\\plain"}) {
+        setLastError(0);
+        EXPECT_FALSE(loadLibrary(name)) << nativePath(name);
+        EXPECT_EQ(lastError(), 161u);
     }
     std::filesystem::current_path(before);
 }

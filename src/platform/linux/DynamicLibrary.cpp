@@ -77,6 +77,10 @@ LibraryHandle loadLibrary(const std::u16string& path) {
         setLastError(errorInvalidName);
         return nullptr;
     }
+    if (native.front() != '/') {
+        setLastError(errorBadPathName);
+        return nullptr;
+    }
     const FileDescriptor file = openForTrust(native);
     if (!file) {
         if (lastError() == errorFileNotFound)

@@ -16,6 +16,7 @@ constexpr uint32_t errorNotImplemented = 120;
 constexpr uint32_t errorInvalidName = 123;
 constexpr uint32_t errorModuleNotFound = 126;
 constexpr uint32_t errorProcedureNotFound = 127;
+constexpr uint32_t errorBadPathName = 161;
 constexpr uint32_t errorBadExecutable = 193;
 
 // Sets the thread's last error from a system error number.

@@ -75,6 +75,14 @@ std::u16string finalPath(HANDLE file) {
     return path.starts_with(plain) ? path.substr(plain.size()) : path;
 }
 
+// Whether it names one file whatever the current folder and drive are.
+bool isFullPath(std::u16string_view path) {
+    const auto separator = [&](size_t at) {
+        return at < path.size() && (path[at] == u'\\' || path[at] == u'/');
+    };
+    return (separator(0) && separator(1)) || (path.size() > 1 && path[1] == u':' && separator(2));
+}
+
 // The name that stands for this file alone: to one without an extension the loader would add its own.
 std::u16string loaderPath(std::u16string systemPath) {
     if (systemPath.find(u'.', systemPath.find_last_of(u"\\/") + 1) == std::u16string::npos)
@@ -92,6 +100,10 @@ HMODULE moduleOf(const void* address) {
 }  // namespace
 
 LibraryHandle loadLibrary(const std::u16string& path) {
+    if (!isFullPath(path)) {
+        SetLastError(path.empty() ? ERROR_PATH_NOT_FOUND : ERROR_BAD_PATHNAME);
+        return nullptr;
+    }
     std::u16string system = systemPath(path);
     if (system.empty())
         return nullptr;
