@@ -1,4 +1,5 @@
-// A mutex that all processes of the machine share by its name. Also serialises the threads of one process.
+// A mutex that processes share by its name: those of the machine, on Windows those of one user session unless
+// the name says "Global\\". Also serialises the threads of one process.
 #pragma once
 
 #include <chrono>

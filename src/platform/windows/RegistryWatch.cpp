@@ -71,8 +71,10 @@ private:
                 key_.reset();
             }
             direct_ = false;
-            if (path.empty())
+            if (path.empty()) {
+                ResetEvent(changed_.get());
                 return;
+            }
             const size_t separator = path.rfind(u'\\');
             const size_t begin = separator == std::u16string::npos ? 0 : separator + 1;
             entry_ = path.substr(begin);

@@ -1,5 +1,6 @@
 #include "platform/VersionResource.h"
 
+#include <algorithm>
 #include <vector>
 #include <windows.h>
 
@@ -36,8 +37,11 @@ std::optional<std::u16string> fileVersion(const std::u16string& path) {
     name += u"\\FileVersion";
     if (!VerQueryValueW(block.data(), wide(name), &found, &length) || !found)
         return std::nullopt;
-    // The length counts a terminator, which a malformed resource may lack or repeat.
-    std::u16string version(static_cast<const char16_t*>(found), length);
+    // The length counts a terminator. A malformed resource may lack or repeat it, or give a wrong length.
+    const auto room =
+        static_cast<size_t>(block.data() + block.size() - static_cast<const unsigned char*>(found));
+    std::u16string version(static_cast<const char16_t*>(found),
+                           std::min<size_t>(length, room / sizeof(char16_t)));
     version.resize(std::min(version.find(u'\0'), version.size()));
     return version;
 }
