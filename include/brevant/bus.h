@@ -10,7 +10,8 @@
  *  - It releases every handle that it acquired, and before that unsubscribes every subscription of the handle
  *    and calls releaseReplyFunction once.
  *  - It never needs the bus to wait for running callbacks: unsubscribe and releaseHandle may return at once,
- *    and a callback that comes a moment later finds that its subscription is gone and returns success.
+ *    and a callback that comes a moment later finds that its subscription is gone and returns success. The
+ *    host keeps the broker loaded until the bus has come to rest.
  *  - Its callbacks may run on any number of threads at once, and from inside publish or request.
  *  - Its callbacks may publish, request, subscribe and acquire handles; a callback may block for as long as a
  *    request of its own takes to be answered. The bus must go on delivering meanwhile.
