@@ -28,8 +28,9 @@ for station in Brevant.Alert.GetId.Response Brevant.Viewer.console.Show. '│ [1
     fi
 done
 
-# On a terminal the card is drawn too, and a key chooses an action.
-terminal=$(script -qec "${run[*]}" /dev/null < <(sleep 6; printf 2)) || true
+# On a terminal the card is drawn too, and a key chooses an action. The input stays open until that has been
+# read: script passes on nothing that its input ends with.
+terminal=$(script -qec "${run[*]}" /dev/null < <(sleep 6; printf 2; sleep 3)) || true
 for text in '│ [2] Remind me tomorrow ' 'Outcome of alert'; do
     if ! sed 's/\x1b\[[?0-9]*[A-Za-z]//g' <<<"$terminal" | grep -qF "$text"; then
         echo "$terminal"
