@@ -3,15 +3,18 @@
 #include <atomic>
 #include <new>
 #include <string>
+#include <type_traits>
 
 #include "bus/RunningCallbacks.h"
-#include "platform/ProcessWide.h"
 
 namespace Tavix {
 namespace {
 
-constinit Platform::ProcessWide<ContextTable<const MessageCallback>> messageTable;
-constinit Platform::ProcessWide<ContextTable<ReplyReceiver>> replyTable;
+// A bus that other users keep alive may call until the process has ended: nothing that a callback touches
+// before it has found its context has a destructor.
+constinit ContextTable<const MessageCallback> messageTable;
+constinit ContextTable<ReplyReceiver> replyTable;
+static_assert(std::is_trivially_destructible_v<ContextTable<ReplyReceiver>>);
 constinit std::atomic<uintptr_t> lastContext{0};
 
 std::u16string textOf(const char16_t* text) {
@@ -34,11 +37,11 @@ BusContext newBusContext() noexcept {
 }
 
 ContextTable<const MessageCallback>& messageContexts() {
-    return messageTable.get();
+    return messageTable;
 }
 
 ContextTable<ReplyReceiver>& replyContexts() {
-    return replyTable.get();
+    return replyTable;
 }
 
 uint32_t brevantMessageFunction(void* context, const MessageHeader* header, const char16_t* name,

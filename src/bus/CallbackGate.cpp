@@ -9,17 +9,17 @@ void CallbackGate::close() {
         empty_.wait(lock);
 }
 
-bool CallbackGate::enter() {
+bool CallbackGate::enter(Platform::ThreadList::Mark& mark) {
     Platform::MutexLock lock(mutex_);
     if (closed_)
         return false;
-    inside_.enter();
+    inside_.enter(mark);
     return true;
 }
 
-void CallbackGate::leave() {
+void CallbackGate::leave(Platform::ThreadList::Mark& mark) {
     Platform::MutexLock lock(mutex_);
-    inside_.leave();
+    inside_.leave(mark);
     if (closed_)
         empty_.notifyAll();
 }

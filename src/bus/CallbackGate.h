@@ -21,24 +21,25 @@ class CallbackGate {
 public:
     class Pass {
     public:
-        explicit Pass(CallbackGate& gate) : gate_(gate.enter() ? &gate : nullptr) {}
+        explicit Pass(CallbackGate& gate) : gate_(gate.enter(mark_) ? &gate : nullptr) {}
         ~Pass() {
             if (gate_)
-                gate_->leave();
+                gate_->leave(mark_);
         }
         Pass(const Pass&) = delete;
         Pass& operator=(const Pass&) = delete;
         explicit operator bool() const noexcept { return gate_ != nullptr; }
 
     private:
-        CallbackGate* gate_;
+        Platform::ThreadList::Mark mark_;
+        CallbackGate* const gate_;
     };
 
     void close();
 
 private:
-    bool enter();
-    void leave();
+    bool enter(Platform::ThreadList::Mark& mark);
+    void leave(Platform::ThreadList::Mark& mark);
 
     Platform::Mutex mutex_;  // leaf
     Platform::ConditionVariable empty_;

@@ -17,7 +17,8 @@ namespace Tavix {
 BusContext newBusContext() noexcept;
 
 // Any thread; every operation takes constant time. What find() returns lives for as long as the caller holds
-// it, also when the context is removed meanwhile.
+// it, also when the context is removed meanwhile. Made for namespace scope: an empty table owns no memory and
+// has no destructor, so that a callback may look into it until the process has ended.
 template <class T>
 class ContextTable {
 public:
@@ -25,34 +26,41 @@ public:
         const BusContext context = newBusContext();
         Shard& shard = shardOf(context);
         Platform::MutexLock lock(shard.mutex);
-        shard.targets.emplace(context, std::move(target));
+        auto targets = shard.targets ? nullptr : std::make_unique<Targets>();
+        (targets ? *targets : *shard.targets).emplace(context, std::move(target));
+        if (targets)
+            shard.targets = targets.release();
         return context;
     }
 
     void remove(BusContext context) {
         // Let go of outside the lock: a target's end may run code of others.
-        std::shared_ptr<T> target;
+        typename Targets::node_type target;
+        std::unique_ptr<Targets> unneeded;
         Shard& shard = shardOf(context);
         Platform::MutexLock lock(shard.mutex);
-        const auto found = shard.targets.find(context);
-        if (found == shard.targets.end())
+        if (!shard.targets)
             return;
-        target = std::move(found->second);
-        shard.targets.erase(found);
+        target = shard.targets->extract(context);
+        if (shard.targets->empty())
+            unneeded.reset(std::exchange(shard.targets, nullptr));
     }
 
     // Empty when the context is not, or no longer, in the table.
     std::shared_ptr<T> find(BusContext context) {
         Shard& shard = shardOf(context);
         Platform::MutexLock lock(shard.mutex);
-        const auto found = shard.targets.find(context);
-        return found == shard.targets.end() ? nullptr : found->second;
+        if (!shard.targets)
+            return nullptr;
+        const auto found = shard.targets->find(context);
+        return found == shard.targets->end() ? nullptr : found->second;
     }
 
 private:
+    using Targets = std::unordered_map<BusContext, std::shared_ptr<T>>;
     struct Shard {
-        Platform::Mutex mutex;  // leaf: guards the map alone
-        std::unordered_map<BusContext, std::shared_ptr<T>> targets GUARDED_BY(mutex);
+        Platform::Mutex mutex;                         // leaf: guards the map alone
+        Targets* targets GUARDED_BY(mutex) = nullptr;  // never an empty one
     };
 
     Shard& shardOf(BusContext context) {

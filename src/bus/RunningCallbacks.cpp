@@ -1,65 +1,71 @@
 #include "bus/RunningCallbacks.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "bus/MessageBusClient.h"
 #include "library/SharedLibrary.h"
-#include "platform/ProcessWide.h"
 #include "platform/Sync.h"
-#include "platform/Thread.h"
 
 namespace Tavix {
 namespace {
 
 using Libraries = std::vector<std::shared_ptr<SharedLibrary>>;
 
-struct Callbacks {
-    Platform::Mutex mutex;  // leaf
-    Platform::ThreadList running GUARDED_BY(mutex);
-    Platform::ConditionVariable ended;
-    Libraries keptLibraries GUARDED_BY(mutex);
+struct Waiter : Platform::StackList<Waiter>::Link {
+    Platform::ConditionVariable callbackEnded;
 };
 
-constinit Platform::ProcessWide<Callbacks> callbacks;
+// Nothing here has a destructor: callbacks may come until the process has ended.
+constinit Platform::Mutex mutex;  // leaf
+constinit Platform::ThreadList running GUARDED_BY(mutex);
+constinit Platform::StackList<Waiter> waiters GUARDED_BY(mutex);
+static_assert(std::is_trivially_destructible_v<Platform::Mutex> &&
+              std::is_trivially_destructible_v<Platform::ThreadList> &&
+              std::is_trivially_destructible_v<Platform::StackList<Waiter>>);
+constinit Libraries* keptLibraries GUARDED_BY(mutex) = nullptr;
 
 }  // namespace
 
 RunningCallback::RunningCallback() noexcept {
-    Callbacks& all = callbacks.get();
-    Platform::MutexLock lock(all.mutex);
-    all.running.enter();
+    Platform::MutexLock lock(mutex);
+    running.enter(mark_);
 }
 
 RunningCallback::~RunningCallback() {
-    Callbacks& all = callbacks.get();
-    Platform::MutexLock lock(all.mutex);
-    all.running.leave();
-    all.ended.notifyAll();
+    Platform::MutexLock lock(mutex);
+    running.leave(mark_);
+    waiters.forEach([](Waiter& waiter) { waiter.callbackEnded.notifyAll(); });
 }
 
 void releaseBusLibrary(std::shared_ptr<SharedLibrary> library) {
     if (!library)
         return;
-    Callbacks& all = callbacks.get();
     const auto same = [&](const std::shared_ptr<SharedLibrary>& other) {
         return other->getFunctions()->createObject == library->getFunctions()->createObject;
     };
-    Platform::MutexLock lock(all.mutex);
-    if (all.running.hasAny() && std::ranges::none_of(all.keptLibraries, same))
-        all.keptLibraries.push_back(std::move(library));
+    Platform::MutexLock lock(mutex);
+    if (!running.hasAny())
+        return;
+    if (!keptLibraries)
+        keptLibraries = new Libraries;
+    if (std::ranges::none_of(*keptLibraries, same))
+        keptLibraries->push_back(std::move(library));
 }
 
 void waitForBusCallbacks() {
-    Callbacks& all = callbacks.get();
     // Freed outside the lock.
-    Libraries libraries;
-    Platform::MutexLock lock(all.mutex);
-    while (all.running.hasOther())
-        all.ended.wait(lock);
-    if (!all.running.hasCurrent())
-        libraries.swap(all.keptLibraries);
+    std::unique_ptr<Libraries> libraries;
+    Waiter self;
+    Platform::MutexLock lock(mutex);
+    waiters.add(self);
+    while (running.hasOther())
+        self.callbackEnded.wait(lock);
+    waiters.remove(self);
+    if (!running.hasCurrent())
+        libraries.reset(std::exchange(keptLibraries, nullptr));
 }
 
 }  // namespace Tavix

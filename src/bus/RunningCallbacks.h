@@ -3,6 +3,8 @@
 
 #include <memory>
 
+#include "platform/Thread.h"
+
 namespace Tavix {
 
 class SharedLibrary;
@@ -13,6 +15,9 @@ public:
     ~RunningCallback();
     RunningCallback(const RunningCallback&) = delete;
     RunningCallback& operator=(const RunningCallback&) = delete;
+
+private:
+    Platform::ThreadList::Mark mark_;
 };
 
 // Lets go of a bus library. While callbacks run, on this thread or another, their caller may be its code:

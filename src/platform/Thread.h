@@ -1,11 +1,11 @@
 // A thread of the library's own. Always joined by its owner; there are no detached threads.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <vector>
+
+#include "platform/StackList.h"
 
 namespace Platform {
 
@@ -36,19 +36,24 @@ uint32_t currentThreadId() noexcept;
 // guards it with a lock.
 class ThreadList {
 public:
-    void enter() { threads_.push_back(currentThreadId()); }
-    void leave() noexcept { threads_.erase(std::ranges::find(threads_, currentThreadId())); }
+    // Stands on the stack of its thread, from enter to leave.
+    class Mark : public StackList<Mark>::Link {
+        friend class ThreadList;
+        const uint32_t thread_ = currentThreadId();
+    };
+    void enter(Mark& mark) noexcept { marks_.add(mark); }
+    void leave(Mark& mark) noexcept { marks_.remove(mark); }
 
-    bool hasAny() const noexcept { return !threads_.empty(); }
+    bool hasAny() const noexcept { return !marks_.empty(); }
     bool hasCurrent() const noexcept {
-        return std::ranges::find(threads_, currentThreadId()) != threads_.end();
+        return marks_.anyOf([self = currentThreadId()](const Mark& mark) { return mark.thread_ == self; });
     }
     bool hasOther() const noexcept {
-        return std::ranges::any_of(threads_, [self = currentThreadId()](auto one) { return one != self; });
+        return marks_.anyOf([self = currentThreadId()](const Mark& mark) { return mark.thread_ != self; });
     }
 
 private:
-    std::vector<uint32_t> threads_;
+    StackList<Mark> marks_;
 };
 
 }  // namespace Platform

@@ -1,7 +1,6 @@
 #include "alerts/sessions/LockHolder.h"
 
-#include "platform/ProcessWide.h"
-#include "platform/Thread.h"
+#include "platform/Sync.h"
 
 namespace Vok {
 
@@ -9,30 +8,24 @@ namespace {
 
 // One list for all modules of the process: a thread that holds one module's lock must not wait for another's
 // either.
-struct Marks {
-    Platform::Mutex mutex;  // leaf
-    Platform::ThreadList threads GUARDED_BY(mutex);
-};
-constinit Platform::ProcessWide<Marks> marks;
+constinit Platform::Mutex mutex;  // leaf
+constinit Platform::ThreadList holders GUARDED_BY(mutex);
 
 }  // namespace
 
-LockHolder::LockHolder() {
-    Marks& all = marks.get();
-    Platform::MutexLock lock(all.mutex);
-    all.threads.enter();
+LockHolder::LockHolder() noexcept {
+    Platform::MutexLock lock(mutex);
+    holders.enter(mark_);
 }
 
 LockHolder::~LockHolder() {
-    Marks& all = marks.get();
-    Platform::MutexLock lock(all.mutex);
-    all.threads.leave();
+    Platform::MutexLock lock(mutex);
+    holders.leave(mark_);
 }
 
-bool LockHolder::isCurrentThread() {
-    Marks& all = marks.get();
-    Platform::MutexLock lock(all.mutex);
-    return all.threads.hasCurrent();
+bool LockHolder::isCurrentThread() noexcept {
+    Platform::MutexLock lock(mutex);
+    return holders.hasCurrent();
 }
 
 }  // namespace Vok

@@ -1,6 +1,8 @@
 // Which threads may hold a lock of the sessions.
 #pragma once
 
+#include "platform/Thread.h"
+
 namespace Vok {
 
 // A bus may deliver a message from inside publish or request, on the thread that waits there. When that
@@ -9,12 +11,15 @@ namespace Vok {
 class LockHolder {
 public:
     // Marks the calling thread for the object's lifetime, which ends on the same thread. Marks nest.
-    LockHolder();
+    LockHolder() noexcept;
     ~LockHolder();
     LockHolder(const LockHolder&) = delete;
     LockHolder& operator=(const LockHolder&) = delete;
 
-    static bool isCurrentThread();
+    static bool isCurrentThread() noexcept;
+
+private:
+    Platform::ThreadList::Mark mark_;
 };
 
 }  // namespace Vok
