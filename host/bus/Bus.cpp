@@ -38,6 +38,11 @@ BrevantBusHandle toHandle(uint64_t id) noexcept {
     return reinterpret_cast<BrevantBusHandle>(id);
 }
 
+template <class Callback>
+uintptr_t identityOf(Callback* function) noexcept {
+    return reinterpret_cast<uintptr_t>(function);
+}
+
 constexpr bool failed(uint32_t status) noexcept {
     return (status & 0x80000000u) != 0;
 }
@@ -105,8 +110,8 @@ uint32_t Bus::acquireHandle(BrevantBusHandle* handle) {
 uint32_t Bus::releaseHandle(BrevantBusHandle handle) {
     std::unique_ptr<Handle> entry;
     std::list<Delivery> dropped;
-    bool mustWait = false;
-    bool mustPin = false;
+    bool isLast = false;
+    bool mayWait = false;
     {
         Platform::MutexLock lock(mutex_);
         entry = handles_.take(toId(handle));
@@ -116,22 +121,22 @@ uint32_t Bus::releaseHandle(BrevantBusHandle handle) {
             endRequest(*request);
         for (const auto& [id, subscription] : entry->subscriptions)
             endSubscription(*subscription, dropped);
-        if (handles_.empty()) {
-            if (pool_) {
-                pool_->beginStop();
-                retired_.push_back(std::move(pool_));
-            }
-            mustPin = onOwnThread();
-            mustWait = !mustPin;
+        isLast = handles_.empty();
+        mayWait = !onOwnThread();
+        if (isLast && pool_) {
+            pool_->beginStop();
+            retired_.push_back(std::move(pool_));
         }
     }
-    if (mustPin) {
+    if (mayWait) {
+        waitForCalls(*entry);
+        if (isLast)
+            reap(true);
+    } else if (isLast) {
         LibraryPin pin = LibraryPin::take();
         Platform::MutexLock lock(mutex_);
         pins_.push_back(std::move(pin));
     }
-    if (mustWait)
-        reap(true);
     return MODULE_STATUS_SUCCESS;
 }
 
@@ -172,6 +177,7 @@ uint32_t Bus::subscribe(BrevantBusHandle handle, void* context, BrevantMessageFu
         ++lastSubscription_;
     while (lastSubscription_ == 0 || owner->subscriptions.contains(lastSubscription_));
     subscription->id = lastSubscription_;
+    noteFunction(*owner, identityOf(function));
     owner->subscriptions.emplace(subscription->id, subscription);
     try {
         index_.add(subscription);
@@ -349,6 +355,7 @@ void Bus::openRequest(Handle& requester, const std::shared_ptr<Request>& request
     request->replyIndex = answer.replyIndex;
     request->replyContext = answer.context;
     request->replyFunction = answer.function;
+    noteFunction(requester, identityOf(answer.function));
     const auto deadline = Platform::deadlineAfter(Platform::Clock::steady().now(),
                                                   std::chrono::milliseconds(answer.timeoutMilliseconds));
     requester.requests.emplace(request->cookie, request);
@@ -386,16 +393,47 @@ bool Bus::enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publis
     return !std::exchange(receiver->boundReported, true);
 }
 
+void Bus::noteFunction(Handle& handle, Function function) {
+    if (std::ranges::find(handle.functions, function) == handle.functions.end())
+        handle.functions.push_back(function);
+}
+
+void Bus::beginCall(Call& call, uint64_t handle, Function function) {
+    call.handle = handle;
+    call.function = function;
+    calls_.add(call);
+}
+
+void Bus::endCall(Call& call) {
+    calls_.remove(call);
+    if (waitingForCalls_ != 0)
+        callEnded_.notifyAll();
+}
+
+void Bus::waitForCalls(const Handle& released) {
+    Platform::MutexLock lock(mutex_);
+    const auto isOrphan = [&](const Call& call) NO_THREAD_SAFETY_ANALYSIS {
+        return !handles_.find(call.handle) &&
+               std::ranges::find(released.functions, call.function) != released.functions.end();
+    };
+    ++waitingForCalls_;
+    while (calls_.anyOf(isOrphan))
+        callEnded_.wait(lock);
+    --waitingForCalls_;
+}
+
 void Bus::deliverNext(Lane& lane) noexcept {
+    const Subscription& receiver = *lane.subscription;
     Delivery delivery;
+    Call call;
     {
         Platform::MutexLock lock(mutex_);
         if (lane.queue.empty())
             return;  // unsubscribed meanwhile
         delivery = std::move(lane.queue.front());
         lane.queue.pop_front();
+        beginCall(call, receiver.handle, identityOf(receiver.function));
     }
-    const Subscription& receiver = *lane.subscription;
     const BusMessage& message = *delivery.message;
     uint32_t status = MODULE_STATUS_UNKNOWN_EXCEPTION;
     try {
@@ -404,6 +442,7 @@ void Bus::deliverNext(Lane& lane) noexcept {
     } catch (...) {
     }
     Platform::MutexLock lock(mutex_);
+    endCall(call);
     if (delivery.request)
         receiverReturned(*delivery.request, status);
     laneRan(lane);
@@ -428,6 +467,7 @@ void Bus::laneRan(Lane& lane) {
 
 void Bus::deliverReply(Request& request) noexcept {
     std::shared_ptr<const BusMessage> reply;
+    Call call;
     {
         Platform::MutexLock lock(mutex_);
         if (request.state != Request::State::answered)
@@ -436,6 +476,7 @@ void Bus::deliverReply(Request& request) noexcept {
         reply = std::move(request.reply);
         if (Handle* const requester = handles_.find(request.handle))
             requester->requests.erase(request.cookie);
+        beginCall(call, request.handle, identityOf(request.replyFunction));
     }
     try {
         request.replyFunction(request.replyContext, request.replyIndex, reply ? &reply->header : nullptr,
@@ -443,6 +484,8 @@ void Bus::deliverReply(Request& request) noexcept {
                               reply ? reply->payload() : nullptr, request.replyStatus);
     } catch (...) {
     }
+    Platform::MutexLock lock(mutex_);
+    endCall(call);
 }
 
 void Bus::settle(Request& request, uint32_t status, std::shared_ptr<const BusMessage> message) {

@@ -18,6 +18,7 @@
 #include "host/bus/SubscriptionIndex.h"
 #include "host/bus/WorkerPool.h"
 #include "platform/ProcessWide.h"
+#include "platform/StackList.h"
 #include "platform/Sync.h"
 
 namespace EmbeddedBus {
@@ -35,6 +36,9 @@ namespace EmbeddedBus {
 //  - Messages of different publishers to one subscription may be delivered at the same time, up to
 //    subscriptionCallbacks.
 //  - The alternate forms do what the normal ones do.
+//  - Releasing a handle waits until no callback runs that it was the last to promise: none of its own, nor of
+//    a handle with the same functions that was released on a bus thread, which cannot wait. A caller that
+//    unloads itself afterwards is not called any more. Unsubscribing never waits.
 //  - Releasing the last handle ends the bus's threads and waits for them, so that the library can be
 //    unloaded; called from one of these threads it cannot, and keeps the library loaded until a later call
 //    from outside finds the threads gone (acquiring a handle, releasing the last one, or reap).
@@ -71,12 +75,20 @@ private:
     friend struct Lane;
     friend struct Request;
 
+    // A function of one of the two callback types, to be compared.
+    using Function = uintptr_t;
     struct Handle {
         uint64_t id;
         std::shared_ptr<MessageAccount> account;
+        std::vector<Function> functions;  // that it has ever given to the bus; few
         std::unordered_map<uint32_t, std::shared_ptr<Subscription>> subscriptions;
         std::unordered_map<uint64_t, std::shared_ptr<Request>> requests;
         Platform::LibraryUse::Hold use{};
+    };
+    // From before a callback is entered until after it has returned.
+    struct Call : Platform::StackList<Call>::Link {
+        uint64_t handle = 0;
+        Function function = 0;
     };
     struct Texts {
         const char16_t* name;
@@ -97,6 +109,11 @@ private:
     // Takes the first delivery. True when the subscription reaches its bound for the first time.
     bool enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publisher,
                  std::list<Delivery>& deliveries) REQUIRES(mutex_);
+
+    static void noteFunction(Handle& handle, Function function);
+    void beginCall(Call& call, uint64_t handle, Function function) REQUIRES(mutex_);
+    void endCall(Call& call) REQUIRES(mutex_);
+    void waitForCalls(const Handle& released) EXCLUDES(mutex_);
 
     void deliverNext(Lane& lane) noexcept;
     void laneRan(Lane& lane) REQUIRES(mutex_);
@@ -121,6 +138,9 @@ private:
     HandleTable<Handle> handles_ GUARDED_BY(mutex_);
     SubscriptionIndex index_ GUARDED_BY(mutex_);
     Deadlines deadlines_ GUARDED_BY(mutex_);
+    Platform::StackList<Call> calls_ GUARDED_BY(mutex_);
+    Platform::ConditionVariable callEnded_;
+    size_t waitingForCalls_ GUARDED_BY(mutex_) = 0;
     uint64_t lastCookie_ GUARDED_BY(mutex_) = 0;
     uint32_t lastSubscription_ GUARDED_BY(mutex_) = 0;
     // Made for the first message, retired with the last handle. Handles acquired after that get a new one.

@@ -27,12 +27,10 @@ Host::Host(SettingsStore& store, Console& console, AlertDisplay& display, bool h
       sessionsBus_(bus_.functions(), u"SystemMonitor"),
       product_(bus_.functions()) {
     module_.emplace(besideProgram(moduleFile), logGroup);
-    if (handsOverBus) {
-        moduleBus_.emplace(bus_.functions());
-        module_->startOnBus(moduleBus_->get(), bus_.functions());
-    } else {
+    if (handsOverBus)
+        module_->startOnBus(bus_.functions());
+    else
         module_->startWithOwnBus();
-    }
     // Once the module runs, so that it hears of the viewer as of any that comes later.
     if (!viewer_.registerViewer())
         throw HostError("the settings manager refuses the viewer's registration");
@@ -45,7 +43,6 @@ void Host::shutDown() {
     viewer_.close();
     sessions_.reset();
     module_.reset();
-    moduleBus_.reset();
 }
 
 std::u16string Host::description() const {

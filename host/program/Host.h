@@ -48,7 +48,6 @@ private:
     SettingsService settings_;
     RoadPrinter road_;
     ConsoleViewer viewer_;
-    std::optional<BusHandle> moduleBus_;  // handed over; outlives the module
     std::optional<ModuleHost> module_;
     BusConnection sessionsBus_;
     std::optional<SessionNotifier> sessions_;

@@ -35,9 +35,10 @@ void ModuleHost::startWithOwnBus() {
     start();
 }
 
-void ModuleHost::startOnBus(BrevantBusHandle handle, const BrevantBusFunctions& functions) {
+void ModuleHost::startOnBus(const BrevantBusFunctions& functions) {
+    bus_.emplace(functions);
     check(functions_->InitializeModuleV2(module_, moduleName, moduleIdentifier, 0, nullptr, nullptr, nullptr,
-                                         nullptr, handle, &functions),
+                                         nullptr, bus_->get(), &functions),
           "InitializeModuleV2");
     start();
 }

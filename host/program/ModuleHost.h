@@ -1,10 +1,12 @@
 // The alert broker, loaded and driven as any host does it.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include <brevant/module.h>
 
+#include "BusLibrary.h"
 #include "LibraryFile.h"
 
 namespace Host {
@@ -19,9 +21,9 @@ public:
     ModuleHost(const ModuleHost&) = delete;
     ModuleHost& operator=(const ModuleHost&) = delete;
 
-    // The module opens the bus by itself, or takes a handle that outlives it. Throw HostError. Called once.
+    // The module opens the bus by itself, or is handed a handle of this bus. Throw HostError. Called once.
     void startWithOwnBus();
-    void startOnBus(BrevantBusHandle handle, const BrevantBusFunctions& functions);
+    void startOnBus(const BrevantBusFunctions& functions);
 
     std::u16string version() const;
 
@@ -30,6 +32,8 @@ private:
     void start();
 
     LibraryFile file_;
+    // Handed over: outlives the module but not its library, which the bus may be about to call until then.
+    std::optional<BusHandle> bus_;
     const BrevantModuleFunctions* functions_;
     ModuleHandle* module_ = nullptr;
     bool initialized_ = false;

@@ -9,9 +9,9 @@
  * What the broker guarantees to the bus:
  *  - It releases every handle that it acquired, and before that unsubscribes every subscription of the handle
  *    and calls releaseReplyFunction once.
- *  - It never needs the bus to wait for running callbacks: unsubscribe and releaseHandle may return at once,
- *    and a callback that comes a moment later finds that its subscription is gone and returns success. The
- *    host keeps the broker loaded until the bus has come to rest.
+ *  - It never needs unsubscribe to wait for running callbacks: a callback that comes a moment later finds
+ * that its subscription is gone and returns success. releaseHandle may wait for the callbacks of its handle:
+ * the broker releases no handle while it holds a lock that they take.
  *  - Its callbacks may run on any number of threads at once, and from inside publish or request.
  *  - Its callbacks may publish, request, subscribe and acquire handles; a callback may block for as long as a
  *    request of its own takes to be answered. The bus must go on delivering meanwhile.
@@ -21,7 +21,10 @@
  *    MODULE_STATUS_TIMEOUT after its timeout, or with another failure. None follows a request that returned
  *    a failure status.
  *  - Messages of one publisher reach one subscription in the order of publishing.
- *  - No callback is called once the library's last handle has been released and that call has returned.
+ *  - It does not call on behalf of a handle once releaseHandle has returned on a thread of the caller's own.
+ *    Called on the bus's thread, from inside a callback, releaseHandle may return before that; the caller's
+ *    next release on a thread of its own makes up for it. A bus that does otherwise keeps its callers loaded
+ *    until it has come to rest.
  */
 #ifndef BREVANT_BUS_H
 #define BREVANT_BUS_H

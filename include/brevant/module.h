@@ -102,7 +102,8 @@ typedef struct BrevantModuleFunctions {
 
     /*
      * As InitializeModule, over a bus of the host's: its handle and function table, both owned by the host
-     * and valid until DestroyModule has returned. The module never releases that handle. Alerts, sessions and
+     * and valid until DestroyModule has returned. The module never releases that handle; the host does, and
+     * before it frees the library, for until then the bus may be about to call it. Alerts, sessions and
      * registries still open connections of their own through "MessageBus.dll", so the host's table should
      * lead to the same bus. MODULE_STATUS_UNKNOWN_EXCEPTION when busHandle or busFunctions is null.
      * [host thread & created]

@@ -1,5 +1,7 @@
+#include <atomic>
 #include <cstring>
 #include <deque>
+#include <future>
 #include <map>
 #include <memory>
 #include <vector>
@@ -223,6 +225,50 @@ TEST(Handles, TakeNoNullArgumentsAndNoMalformedPatterns) {
     EXPECT_EQ(bus->subscribePattern(handle, nullptr, ignoreMessage, u"("), 0u);
     EXPECT_EQ(bus->releaseReplyFunction(handle, nullptr), MODULE_STATUS_INVALID_PARAMETER);
     EXPECT_EQ(bus->unsubscribe(handle, 4711), MODULE_STATUS_NOT_FOUND);
+}
+
+TEST(Handles, AreReleasedOnceNothingIsAboutToCallTheirOwner) {
+    struct Owner {
+        Gate gate;
+        std::atomic<bool> returned{false};
+        static uint32_t call(void* context, const MessageHeader*, const char16_t*, const char16_t*,
+                             const char16_t*) {
+            auto& self = *static_cast<Owner*>(context);
+            self.gate.pass();
+            self.returned = true;
+            return MODULE_STATUS_SUCCESS;
+        }
+    } owner;
+    BrevantBusHandle called = nullptr, idle = nullptr;
+    for (BrevantBusHandle* handle : {&called, &idle}) {
+        ASSERT_EQ(bus->acquireHandle(handle), MODULE_STATUS_SUCCESS);
+        EXPECT_NE(bus->subscribe(*handle, &owner, Owner::call, handle == &called ? u"Call" : u"Idle"), 0u);
+    }
+    Peer publisher, releaser;
+    publisher.publish(u"Call");
+    ASSERT_TRUE(owner.gate.waitForArrivals(1));
+
+    // On a thread of the bus's it cannot wait: two callbacks could wait for each other.
+    releaser.onName(u"Release", [&](const BusMessage& message) {
+        EXPECT_EQ(bus->releaseHandle(called), MODULE_STATUS_SUCCESS);
+        return releaser.reply(message, u"Released");
+    });
+    BusMessage reply;
+    EXPECT_EQ(publisher.request(u"Release", u"", reply), MODULE_STATUS_SUCCESS);
+    // The callbacks of others are nobody's business.
+    {
+        RawHandle stranger;
+        EXPECT_NE(bus->subscribe(stranger, nullptr, ignoreMessage, u"Call"), 0u);
+    }
+    EXPECT_FALSE(owner.returned);
+
+    auto released = std::async(std::launch::async, [&] {
+        EXPECT_EQ(bus->releaseHandle(idle), MODULE_STATUS_SUCCESS);
+        return owner.returned.load();
+    });
+    EXPECT_EQ(released.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    owner.gate.open();
+    EXPECT_TRUE(released.get());
 }
 
 TEST(Handles, MayBeMadeAndDroppedByCallbacksOfManyThreads) {
