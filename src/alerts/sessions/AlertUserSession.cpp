@@ -53,8 +53,12 @@ AlertUserSession::AlertUserSession(uint32_t sessionId, std::shared_ptr<ViewerReg
 }
 
 AlertUserSession::~AlertUserSession() {
-    for (const char16_t* topic : sessionTopics)
-        busClient_->unsubscribe(topic);
+    try {
+        for (const char16_t* topic : sessionTopics)
+            busClient_->unsubscribe(topic);
+    } catch (...) {
+        // Without memory for the names it is left to the client's own end.
+    }
     leaveGlobalSession();
     stopRequested_ = true;
     wakeUp_->wake();

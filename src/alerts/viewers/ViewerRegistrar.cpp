@@ -41,7 +41,11 @@ ViewerRegistrar::ViewerRegistrar(std::shared_ptr<Tavix::MessageBusClient> busCli
 
 ViewerRegistrar::~ViewerRegistrar() {
     gate_->close();
-    stop();
+    try {
+        stop();
+    } catch (...) {
+        // Without memory for the names it is left to the client's own end.
+    }
 }
 
 void ViewerRegistrar::start() {

@@ -41,7 +41,11 @@ AlertDispatcher::AlertDispatcher(std::shared_ptr<ViewerRegistrar> viewerRegistra
       busClient_(busClient ? std::move(busClient) : std::make_shared<Tavix::MessageBusClient>()) {}
 
 AlertDispatcher::~AlertDispatcher() {
-    dismissCurrent();
+    try {
+        dismissCurrent();
+    } catch (...) {
+        // Without memory to ask its viewer, the alert on screen is left to its own timeout.
+    }
 }
 
 bool AlertDispatcher::process(const std::shared_ptr<Alert>& alert) {
