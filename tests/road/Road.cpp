@@ -1,5 +1,6 @@
 #include "road/Road.h"
 
+#include <regex>
 #include <stdexcept>
 
 #include <brevant/library.h>
@@ -271,6 +272,14 @@ void RoadTest::TearDown() {
     log.reset();
     viewer.reset();
     settings.reset();
+}
+
+std::string RoadTest::eventSinkKey() {
+    const std::string program = Ferrow::toUtf8(Platform::executablePath());
+    const std::string sink = program.substr(0, program.rfind('\\') + 1) + ROAD_EVENT_SINK_FILE;
+    return "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\{3F9A6C12-5B8E-4D07-A1C4-7E2B90D3F658}"
+           "\\InprocServer32]\n@=\"" +
+           std::regex_replace(sink, std::regex("\\\\"), "\\\\") + "\"\n\"ThreadingModel\"=\"Both\"\n";
 }
 
 std::u16string RoadTest::show(const AlertText& alert) {

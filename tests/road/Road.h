@@ -109,6 +109,8 @@ protected:
     bool seen(const std::u16string& name, std::chrono::milliseconds timeout = std::chrono::seconds(20));
     void deleteAlert(const std::u16string& instance);
     void switchTo(uint32_t session);
+    // The registry text that registers the event sink beside the program.
+    static std::string eventSinkKey();
     std::u16string outcome(const std::u16string& id, const std::u16string& word,
                            const std::u16string& instance) {
         return u"Brevant.Alert." + id + u"." + word + u"." + instance;

@@ -44,13 +44,7 @@ protected:
     void SetUp() override {
         if (!folder.isOwnMachine())
             GTEST_SKIP() << folder.notOwnMachine;
-        std::string sink = Ferrow::toUtf8(Platform::executablePath());
-        sink = sink.substr(0, sink.rfind('\\') + 1) + ROAD_EVENT_SINK_FILE;
-        sink = std::regex_replace(sink, std::regex("\\\\"), "\\\\");
-        folder.writeRegistry(
-            "Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\"
-            "{3F9A6C12-5B8E-4D07-A1C4-7E2B90D3F658}\\InprocServer32]\n@=\"" +
-            sink + "\"\n\"ThreadingModel\"=\"Both\"\n");
+        folder.writeRegistry("Windows Registry Editor Version 5.00\n\n" + eventSinkKey());
         // Every level, with the names of the functions.
         std::filesystem::create_directories(logs());
         std::ofstream(logs() / "log.ini") << "[Config]\nSeverity=0\nOptions=32\n";

@@ -19,6 +19,26 @@ namespace Support {
 
 #if defined(_WIN32)
 
+namespace {
+
+// Counted one by one, since not every system tells their number. Handle values are multiples of four and
+// freed ones are given out again, so that nothing comes after many that are free.
+size_t openHandles() {
+    constexpr uintptr_t step = 4, farEnough = 512 * step;
+    size_t count = 0;
+    uintptr_t last = 0;
+    for (uintptr_t value = step; value <= last + farEnough; value += step) {
+        DWORD flags = 0;
+        if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags)) {
+            ++count;
+            last = value;
+        }
+    }
+    return count;
+}
+
+}  // namespace
+
 ProcessCounts ProcessCounts::now() {
     ProcessCounts counts;
     const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
@@ -27,10 +47,7 @@ ProcessCounts ProcessCounts::now() {
     for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry))
         counts.threads += entry.th32OwnerProcessID == GetCurrentProcessId();
     CloseHandle(snapshot);
-    // The lowest free handle value rises by four for each handle that is left open.
-    const HANDLE probe = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    counts.handles = reinterpret_cast<uintptr_t>(probe) / 4;
-    CloseHandle(probe);
+    counts.handles = openHandles();
     // Libraries and program allocate from the C runtime's one heap.
     const HANDLE heap = reinterpret_cast<HANDLE>(_get_heap_handle());
     HeapLock(heap);
