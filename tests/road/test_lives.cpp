@@ -5,7 +5,15 @@
 namespace Road {
 namespace {
 
-using ModuleLives = RoadTest;
+class ModuleLives : public RoadTest {
+protected:
+    // The module throws and catches an exception on this thread.
+    void refuseABus() {
+        EXPECT_EQ(module->functions->InitializeModuleV2(module->handle, u"", u"", 0, nullptr, nullptr,
+                                                        nullptr, nullptr, nullptr, nullptr),
+                  MODULE_STATUS_UNKNOWN_EXCEPTION);
+    }
+};
 
 TEST_F(ModuleLives, LeaveNoThreadDescriptorOrMemoryBehind) {
     bool traces = false;
@@ -20,6 +28,7 @@ TEST_F(ModuleLives, LeaveNoThreadDescriptorOrMemoryBehind) {
                 "\"Logging Mechanism\"=dword:0000000" +
                 std::string(traces ? "1\n\n" : "0\n\n") + eventSinkKey());
         RoadTest::SetUp();
+        refuseABus();
         AlertText alert;
         const auto shown = showAndExpect(alert, u"Queued");
         EXPECT_EQ(viewer->waitForShow(), shown);
