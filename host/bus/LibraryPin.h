@@ -19,7 +19,7 @@ public:
     static LibraryPin take() {
         static constexpr char here = 0;
         LibraryPin pin;
-        pin.library_ = Platform::loadedLibrary(Platform::libraryPathOf(&here));
+        pin.library_ = Platform::libraryContaining(&here);
         return pin;
     }
 

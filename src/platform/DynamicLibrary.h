@@ -17,6 +17,8 @@ LibraryHandle loadLibrary(const std::u16string& path);
 // The handle of a library that the process has loaded from that path, with a reference of its own; null when
 // it has not.
 LibraryHandle loadedLibrary(const std::u16string& path);
+// The same for the library or executable that holds this address; null when none does.
+LibraryHandle libraryContaining(const void* address);
 void* libraryFunction(LibraryHandle library, const char* name);
 bool freeLibrary(LibraryHandle library);
 

@@ -29,6 +29,26 @@ TEST(DynamicLibraries, AreKnownByTheirPathOnlyWhileTheyAreLoaded) {
     EXPECT_EQ(libraryPathOf(reinterpret_cast<const void*>(&inThisProgram)), executablePath());
 }
 
+// Also when their file has meanwhile been put away for a new one.
+TEST(DynamicLibraries, StayLoadedForWhoeverHoldsThemByAnAddress) {
+    Support::PlatformFolder folder;
+    const std::filesystem::path file = folder.path() / "held.dll";
+    std::filesystem::copy_file(nativePath(beside(u"test_component.dll")), file);
+    const LibraryHandle library = loadLibrary(folder.portable() + u"\\held.dll");
+    void* function = libraryFunction(library, "DllCanUnloadNow");
+    std::filesystem::rename(file, folder.path() / "old.dll");
+    const LibraryHandle held = libraryContaining(function);
+    EXPECT_EQ(held, library);
+    freeLibrary(library);
+    EXPECT_EQ(libraryFunction(held, "DllCanUnloadNow"), function);
+    freeLibrary(held);
+    EXPECT_FALSE(libraryContaining(function));
+    EXPECT_NE(lastError(), 0u);
+    const LibraryHandle program = libraryContaining(reinterpret_cast<const void*>(&inThisProgram));
+    EXPECT_TRUE(program);
+    freeLibrary(program);
+}
+
 // Neither one whose name has the loader's own extension, nor what lies in the current folder.
 TEST(DynamicLibraries, AreLoadedFromExactlyTheFileThatIsNamed) {
     Support::PlatformFolder folder;
@@ -72,6 +92,7 @@ TEST(DynamicLibraries, ThatCannotBeLoadedSayWhy) {
     EXPECT_FALSE(freeLibrary(nullptr));
     EXPECT_FALSE(libraryFunction(nullptr, "x"));
     EXPECT_EQ(libraryPathOf(nullptr), u"");
+    EXPECT_FALSE(libraryContaining(nullptr));
 }
 
 }  // namespace

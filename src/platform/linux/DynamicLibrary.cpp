@@ -69,6 +69,16 @@ bool names(const std::string& path, const struct stat& file) {
     return stat(path.c_str(), &status) == 0 && status.st_dev == file.st_dev && status.st_ino == file.st_ino;
 }
 
+// The loader's name of what holds this address, empty for the program itself; null when nothing does.
+const char* loaderNameOf(const void* address) {
+    Dl_info info{};
+    void* extra = nullptr;
+    if (address && dladdr1(address, &info, &extra, RTLD_DL_LINKMAP) != 0)
+        return static_cast<const link_map*>(extra)->l_name;
+    setLastError(errorModuleNotFound);
+    return nullptr;
+}
+
 }  // namespace
 
 LibraryHandle loadLibrary(const std::u16string& path) {
@@ -132,6 +142,16 @@ LibraryHandle loadedLibrary(const std::u16string& path) {
     return library;
 }
 
+LibraryHandle libraryContaining(const void* address) {
+    const char* name = loaderNameOf(address);
+    if (!name)
+        return nullptr;
+    void* library = dlopen(*name ? name : nullptr, RTLD_NOW | RTLD_NOLOAD);
+    if (!library)
+        setLastError(errorModuleNotFound);
+    return library;
+}
+
 void* libraryFunction(LibraryHandle library, const char* name) {
     void* function = library && name ? dlsym(library, name) : nullptr;
     if (!function)
@@ -149,14 +169,9 @@ bool freeLibrary(LibraryHandle library) {
 void narrowLibrarySearch() noexcept {}
 
 std::u16string libraryPathOf(const void* address) {
-    Dl_info info{};
-    void* extra = nullptr;
-    if (!address || dladdr1(address, &info, &extra, RTLD_DL_LINKMAP) == 0) {
-        setLastError(errorModuleNotFound);
+    const char* name = loaderNameOf(address);
+    if (!name)
         return {};
-    }
-    // The program itself has no name in the loader's list.
-    const char* name = static_cast<const link_map*>(extra)->l_name;
     if (!*name)
         return executablePath();
     char* resolved = realpath(name, nullptr);

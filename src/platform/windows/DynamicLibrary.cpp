@@ -90,10 +90,14 @@ std::u16string loaderPath(std::u16string systemPath) {
     return systemPath;
 }
 
-HMODULE moduleOf(const void* address) {
+// The module that holds this address, with a reference of its own unless the flags say otherwise.
+HMODULE moduleOf(const void* address, DWORD flags) {
     HMODULE module = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       static_cast<const wchar_t*>(address), &module);
+    if (address)
+        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | flags,
+                           static_cast<const wchar_t*>(address), &module);
+    else
+        SetLastError(ERROR_MOD_NOT_FOUND);
     return module;
 }
 
@@ -126,6 +130,10 @@ LibraryHandle loadedLibrary(const std::u16string& path) {
     return module;
 }
 
+LibraryHandle libraryContaining(const void* address) {
+    return moduleOf(address, 0);
+}
+
 void* libraryFunction(LibraryHandle library, const char* name) {
     if (!library || !name) {
         SetLastError(ERROR_INVALID_HANDLE);
@@ -146,7 +154,7 @@ void narrowLibrarySearch() noexcept {
 }
 
 std::u16string libraryPathOf(const void* address) {
-    const HMODULE module = address ? moduleOf(address) : nullptr;
+    const HMODULE module = moduleOf(address, GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT);
     return module ? modulePath(module) : std::u16string();
 }
 
