@@ -56,19 +56,27 @@ bool trusted(const std::u16string& systemPath, HANDLE file) {
     return verdict == 0;
 }
 
-// Where an open file lies, links resolved: none of them can lead elsewhere by the time the file is loaded.
-// Empty where the file system cannot tell.
-std::u16string finalPath(HANDLE file) {
-    const DWORD needed = GetFinalPathNameByHandleW(file, nullptr, 0, FILE_NAME_NORMALIZED);
+std::u16string finalPath(HANDLE file, DWORD form) {
+    const DWORD needed = GetFinalPathNameByHandleW(file, nullptr, 0, form);
     std::u16string path(needed, u'\0');
-    const DWORD length =
-        needed ? GetFinalPathNameByHandleW(file, wide(path.data()), needed, FILE_NAME_NORMALIZED) : 0;
-    if (length == 0 || length >= needed)
-        return {};
-    path.resize(length);
+    const DWORD length = needed ? GetFinalPathNameByHandleW(file, wide(path.data()), needed, form) : 0;
+    path.resize(length < needed ? length : 0);
+    return path;
+}
+
+// Where an open file lies, links resolved: none of them can lead elsewhere by the time the file is loaded.
+// Empty, with the last error set, where the file system cannot tell.
+std::u16string finalPath(HANDLE file) {
+    // Some network shares cannot give the long form of each name, some volumes have no letter.
+    std::u16string path;
+    for (const DWORD form : {FILE_NAME_NORMALIZED, FILE_NAME_OPENED, FILE_NAME_OPENED | VOLUME_NAME_GUID}) {
+        path = finalPath(file, form);
+        if (!path.empty())
+            break;
+    }
     // A library is known by the plain form where that is not too long.
-    constexpr std::u16string_view plain = u"\\\\?\\", share = u"\\\\?\\UNC\\";
-    if (length >= MAX_PATH)
+    constexpr std::u16string_view plain = u"\\\\?\\", share = u"\\\\?\\UNC\\", volume = u"\\\\?\\Volume{";
+    if (path.size() >= MAX_PATH || path.starts_with(volume))
         return path;
     if (path.starts_with(share))
         return u"\\\\" + path.substr(share.size());
@@ -116,8 +124,9 @@ LibraryHandle loadLibrary(const std::u16string& path) {
         file = openUnchanging(system);
         if (!file || !trusted(system, file.get()))
             return nullptr;
-        if (std::u16string final = finalPath(file.get()); !final.empty())
-            system = std::move(final);
+        system = finalPath(file.get());
+        if (system.empty())
+            return nullptr;
     }
     return LoadLibraryExW(wide(loaderPath(std::move(system))), nullptr, 0);
 }
