@@ -16,6 +16,34 @@ Handle openUnchanging(const std::u16string& systemPath) {
                               FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
+// What is wrong with a chain of certificates, gravest first. The chain has been judged as of the signature's
+// timestamp where there is one: a certificate that expired after it counts as valid.
+struct ChainFault {
+    DWORD bit;
+    LONG reason;
+};
+constexpr ChainFault chainFaults[] = {
+    {CERT_TRUST_IS_NOT_SIGNATURE_VALID, TRUST_E_CERT_SIGNATURE},
+    {CERT_TRUST_IS_EXPLICIT_DISTRUST, TRUST_E_EXPLICIT_DISTRUST},
+    {CERT_TRUST_IS_REVOKED, CERT_E_REVOKED},
+    {CERT_TRUST_IS_UNTRUSTED_ROOT, CERT_E_UNTRUSTEDROOT},
+    {CERT_TRUST_IS_PARTIAL_CHAIN, CERT_E_CHAINING},
+    {CERT_TRUST_IS_NOT_TIME_VALID, CERT_E_EXPIRED},
+    {CERT_TRUST_IS_NOT_VALID_FOR_USAGE, CERT_E_WRONG_USAGE},
+    {CERT_TRUST_INVALID_BASIC_CONSTRAINTS, TRUST_E_BASIC_CONSTRAINTS},
+};
+
+// Zero, or the reason why such a chain is not trusted.
+LONG chainVerdict(DWORD faults) {
+    // Whether a revocation list that cannot be had matters is the system's to say: the lists are not fetched.
+    faults &= ~static_cast<DWORD>(CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION);
+    for (const ChainFault& fault : chainFaults) {
+        if (faults & fault.bit)
+            return fault.reason;
+    }
+    return faults == 0 ? 0 : TRUST_E_FAIL;
+}
+
 // Zero, or the reason why the file's signature is not trusted.
 DWORD signatureVerdict(const std::u16string& systemPath, HANDLE file) {
     WINTRUST_FILE_INFO fileInfo{};
@@ -34,16 +62,13 @@ DWORD signatureVerdict(const std::u16string& systemPath, HANDLE file) {
     const HWND nobody = static_cast<HWND>(INVALID_HANDLE_VALUE);
     LONG verdict = WinVerifyTrust(nobody, &action, &data);
     if (verdict == 0) {
-        // Not every system refuses a signer without a trusted root on its own. Whether a revocation list that
-        // cannot be had matters is the system's to say: the lists are not fetched.
-        constexpr DWORD unfetched = CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION;
+        // Not every system refuses a signer without a trusted root on its own.
         CRYPT_PROVIDER_DATA* provider = WTHelperProvDataFromStateData(data.hWVTStateData);
         CRYPT_PROVIDER_SGNR* signer =
             provider ? WTHelperGetProvSignerFromChain(provider, 0, FALSE, 0) : nullptr;
-        if (!signer || !signer->pChainContext)
-            verdict = TRUST_E_NO_SIGNER_CERT;
-        else if (signer->pChainContext->TrustStatus.dwErrorStatus & ~unfetched)
-            verdict = CERT_E_UNTRUSTEDROOT;
+        verdict = signer && signer->pChainContext
+                      ? chainVerdict(signer->pChainContext->TrustStatus.dwErrorStatus)
+                      : TRUST_E_NO_SIGNER_CERT;
     }
     data.dwStateAction = WTD_STATEACTION_CLOSE;
     WinVerifyTrust(nobody, &action, &data);

@@ -108,6 +108,7 @@ TEST_F(LibraryTrust, IsRefusedToAnUntrustedSignerAndToABrokenSignature) {
         GTEST_SKIP() << notSealed;
     verify(1);
     expectRefused(sealed, 0x800B0109u);
+    expectRefused(beside(u"test_component_unchained.dll"), 0x800B010Au);
     Support::PlatformFolder folder;
     std::string bytes = readFile(sealed).value();
     bytes[bytes.size() / 2] ^= 1;
@@ -122,15 +123,17 @@ TEST_F(LibraryTrust, IsGivenToASignerWhoseRootTheMachineTrusts) {
         GTEST_SKIP() << Support::PlatformFolder::notOwnMachine;
     verify(1);
     // A process may keep the roots that it found first: each look is a new process's.
-    const auto look = [&] {
-        const bool trusted = verifyLibraryTrust(sealed) && loadLibrary(sealed);
+    const auto look = [&](const std::u16string& library) {
+        const bool trusted = verifyLibraryTrust(library) && loadLibrary(library);
         std::exit(trusted ? 0 : static_cast<int>(lastError()));
     };
     {
         const TrustedRoot root(readFile(beside(u"test_root.cer")).value());
-        EXPECT_EXIT(look(), testing::ExitedWithCode(0), "");
+        EXPECT_EXIT(look(sealed), testing::ExitedWithCode(0), "");
+        EXPECT_EXIT(look(beside(u"test_component_expired.dll")),
+                    testing::ExitedWithCode(static_cast<int>(0x800B0101u)), "");
     }
-    EXPECT_EXIT(look(), testing::ExitedWithCode(static_cast<int>(0x800B0109u)), "");
+    EXPECT_EXIT(look(sealed), testing::ExitedWithCode(static_cast<int>(0x800B0109u)), "");
 }
 
 TEST_F(LibraryTrust, GatesTheTrustedCreationOfComponents) {
