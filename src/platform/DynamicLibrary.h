@@ -24,8 +24,9 @@ bool freeLibrary(LibraryHandle library);
 
 // From now on the process finds what its libraries depend on beside the program and among the system's own,
 // and not in the current folder or along PATH. For programs, not for libraries: it holds for the whole
-// process. Nothing where the loader does not look there anyway.
-void narrowLibrarySearch() noexcept;
+// process. Nothing where the loader does not look there anyway. False on failure, with lastError() telling
+// why.
+bool narrowLibrarySearch() noexcept;
 
 // Full path of the library or executable that holds this address; empty when it cannot be told.
 std::u16string libraryPathOf(const void* address);

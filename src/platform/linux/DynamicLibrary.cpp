@@ -166,7 +166,9 @@ bool freeLibrary(LibraryHandle library) {
     return false;
 }
 
-void narrowLibrarySearch() noexcept {}
+bool narrowLibrarySearch() noexcept {
+    return true;
+}
 
 std::u16string libraryPathOf(const void* address) {
     const char* name = loaderNameOf(address);

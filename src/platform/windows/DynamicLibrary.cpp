@@ -183,8 +183,8 @@ bool freeLibrary(LibraryHandle library) {
     return false;
 }
 
-void narrowLibrarySearch() noexcept {
-    SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32 | LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
+bool narrowLibrarySearch() noexcept {
+    return SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32 | LOAD_LIBRARY_SEARCH_APPLICATION_DIR) != 0;
 }
 
 std::u16string libraryPathOf(const void* address) {

@@ -23,7 +23,7 @@ TEST(LibrarySearch, LeavesTheCurrentFolderOutOnceItIsNarrowed) {
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
     EXPECT_TRUE(loads(L"planted.dll"));
-    Platform::narrowLibrarySearch();
+    EXPECT_TRUE(Platform::narrowLibrarySearch());
     EXPECT_FALSE(loads(L"planted.dll"));
     EXPECT_TRUE(loads(L"test_component.dll"));
     EXPECT_TRUE(loads(L"version.dll"));
