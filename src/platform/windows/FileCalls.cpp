@@ -34,9 +34,10 @@ NativeFile openFile(const NativePath& path, FileUse use) {
 
 std::optional<uint64_t> regularSize(const NativeFile& file) {
     LARGE_INTEGER size{};
-    if (GetFileType(file.get()) == FILE_TYPE_DISK && GetFileSizeEx(file.get(), &size))
+    if (GetFileType(file.get()) != FILE_TYPE_DISK)
+        SetLastError(ERROR_ACCESS_DENIED);
+    else if (GetFileSizeEx(file.get(), &size))
         return static_cast<uint64_t>(size.QuadPart);
-    SetLastError(ERROR_ACCESS_DENIED);
     return std::nullopt;
 }
 

@@ -36,7 +36,6 @@ std::u16string modulePath(void* module) {
             return {};
         if (length < path.size()) {
             path.resize(length);
-            SetLastError(ERROR_SUCCESS);
             return path;
         }
         if (path.size() >= longest)

@@ -25,7 +25,7 @@ inline const char16_t* narrow(const wchar_t* text) noexcept {
 // error set, for a path that cannot name a file.
 std::u16string systemPath(const std::u16string& path);
 
-// Full path of a loaded library or, for null, of the program; empty on failure.
+// Full path of a loaded library or, for null, of the program; empty, with the last error set, on failure.
 std::u16string modulePath(void* module);
 
 }  // namespace Platform
