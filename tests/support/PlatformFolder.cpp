@@ -137,6 +137,14 @@ void PlatformFolder::writeRegistry(std::string_view text) {
     registry_ = text;
 }
 
+void PlatformFolder::registerComponent(const std::string& classId, const std::u16string& library) {
+    std::string path = Platform::nativePath(library);
+    for (size_t at = 0; (at = path.find('\\', at)) != path.npos; at += 2)
+        path.insert(at, 1, '\\');
+    writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\" + classId + "\\InprocServer32]\n@=\"" +
+                  path + "\"\n\"ThreadingModel\"=\"Both\"\n");
+}
+
 void PlatformFolder::forgetRegistry() {
 #if defined(_WIN32)
     if (registry_.empty())

@@ -31,6 +31,8 @@ public:
 
     // Replace the file in one step, as an administrator's editor would. The text is what Windows exports.
     void writeRegistry(std::string_view text);
+    // A registry with that component alone. The class id in braces.
+    void registerComponent(const std::string& classId, const std::u16string& library);
     void writeSessions(std::string_view text);
     void write(const std::filesystem::path& name, std::string_view text);
 

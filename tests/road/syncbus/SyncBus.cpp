@@ -116,21 +116,12 @@ uint32_t request(BrevantBusHandle handle, uint64_t index, void* context, Brevant
     return MODULE_STATUS_SUCCESS;
 }
 
-uint32_t subscribeTo(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
-                     const char16_t* text, bool pattern) {
+template <bool pattern>
+uint32_t subscribe(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
+                   const char16_t* text) {
     std::lock_guard lock(mutex);
     subscriptions[++lastSubscription] = {handle, context, function, text, pattern};
     return lastSubscription;
-}
-
-uint32_t subscribe(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
-                   const char16_t* name) {
-    return subscribeTo(handle, context, function, name, false);
-}
-
-uint32_t subscribePattern(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
-                          const char16_t* pattern) {
-    return subscribeTo(handle, context, function, pattern, true);
 }
 
 // Calls the subscription once more after it has ended, as a bus may that was just delivering to it.
@@ -158,9 +149,9 @@ uint32_t releaseReplyFunction(BrevantBusHandle handle, BrevantReplyFunction func
     return MODULE_STATUS_SUCCESS;
 }
 
-constexpr BrevantBusFunctions table = {acquire,   release,          publish,     request,
-                                       subscribe, subscribePattern, unsubscribe, releaseReplyFunction,
-                                       publish,   request};
+constexpr BrevantBusFunctions table = {acquire,          release,         publish,     request,
+                                       subscribe<false>, subscribe<true>, unsubscribe, releaseReplyFunction,
+                                       publish,          request};
 
 }  // namespace
 
