@@ -6,8 +6,7 @@
 
 #include <brevant/library.h>
 
-#include "platform/DynamicLibrary.h"
-#include "platform/Process.h"
+#include "support/Beside.h"
 
 namespace Support {
 
@@ -101,17 +100,11 @@ struct BusPeer::Subscription {
 };
 
 const BrevantBusFunctions* embeddedBus() {
-    static const BrevantBusFunctions* functions = [] {
-        std::u16string path = Platform::executablePath();
-        path = path.substr(0, path.rfind(u'\\') + 1) + u"MessageBus.dll";
-        const Platform::LibraryHandle library = Platform::loadLibrary(path);
-        if (!library)
-            throw std::runtime_error("no MessageBus.dll beside the test program");
-        auto create = reinterpret_cast<BrevantCreateObject>(
-            Platform::libraryFunction(library, BREVANT_EXPORT_CREATE_OBJECT));
-        return static_cast<const BrevantBusFunctions*>(create(BREVANT_BUS_VERSION));
-    }();
-    return functions;
+    static const LoadedLibrary& library = *new LoadedLibrary(beside(u"MessageBus.dll"));
+    if (!library)
+        throw std::runtime_error("no MessageBus.dll beside the test program");
+    const auto create = library.function<BrevantCreateObject>(BREVANT_EXPORT_CREATE_OBJECT);
+    return static_cast<const BrevantBusFunctions*>(create(BREVANT_BUS_VERSION));
 }
 
 BusPeer::BusPeer(const BrevantBusFunctions* functions) : functions_(functions) {
@@ -137,14 +130,14 @@ void BusPeer::forgetEnded() {
 }
 
 void BusPeer::onName(const std::u16string& name, Handler handler) {
-    subscribe(name, false, std::move(handler));
+    subscribe(functions_->subscribe, name, std::move(handler));
 }
 
 void BusPeer::onPattern(const std::u16string& pattern, Handler handler) {
-    subscribe(pattern, true, std::move(handler));
+    subscribe(functions_->subscribePattern, pattern, std::move(handler));
 }
 
-uint32_t BusPeer::subscribe(const std::u16string& text, bool pattern, Handler handler) {
+void BusPeer::subscribe(Entry entry, const std::u16string& text, Handler handler) {
     auto subscription = std::make_shared<Subscription>();
     subscription->handler = std::move(handler);
     subscriptions_.push_back(subscription);
@@ -152,12 +145,10 @@ uint32_t BusPeer::subscribe(const std::u16string& text, bool pattern, Handler ha
         std::lock_guard lock(waitersMutex);
         Subscription::all().push_back(subscription);
     }
-    auto* entry = pattern ? functions_->subscribePattern : functions_->subscribe;
     const uint32_t id = entry(handle_, subscription.get(), &Subscription::call, text.c_str());
     if (id == 0)
         throw std::runtime_error("subscription refused");
     ids_.push_back(id);
-    return id;
 }
 
 uint32_t BusPeer::publish(const std::u16string& name, const std::u16string& payload, uint32_t sessionId) {
@@ -206,7 +197,7 @@ uint32_t BusPeer::request(const std::u16string& name, const std::u16string& payl
     return waiter->status;
 }
 
-MessageLog::MessageLog(const BrevantBusFunctions* functions) : peer_(functions) {
+MessageLog::MessageLog() {
     for (const char16_t* pattern : {u"Brevant.Alert..+", u"Brevant.Viewer..+.(Registered|Unregistered)"}) {
         peer_.onPattern(pattern, [this](const BusMessage& message) {
             std::lock_guard lock(mutex_);
@@ -217,8 +208,8 @@ MessageLog::MessageLog(const BrevantBusFunctions* functions) : peer_(functions) 
     }
 }
 
-std::optional<BusMessage> MessageLog::waitFor(const std::u16string& name, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
+std::optional<BusMessage> MessageLog::waitFor(const std::u16string& name) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     std::unique_lock lock(mutex_);
     for (;;) {
         for (auto& [message, taken] : messages_) {

@@ -66,9 +66,6 @@ protected:
         return alert;
     }
     void publish(const Text& outcome) { bus.deliver(u"Brevant.Alert." + outcome, u""); }
-    bool duplicates(const Text& context, const Text& other) {
-        return makeAlert(u"1", context)->isDuplicateOf(*makeAlert(u"2", other));
-    }
 
     FakeBus bus;
     LogCapture log;
@@ -77,13 +74,18 @@ protected:
 };
 
 TEST_F(AlertTest, DuplicatesWhatDisplaysTheSameTexts) {
-    EXPECT_TRUE(duplicates(contextOf(u"1234"), contextOf(u"1234")));
-    EXPECT_TRUE(duplicates(u"no object", uR"({"category":"without title"})"));
-    EXPECT_FALSE(duplicates(contextOf(u"12345"), contextOf(u"12345")));
-    EXPECT_FALSE(duplicates(contextOf(u"12"), contextOf(u"21")));
-    EXPECT_FALSE(duplicates(contextOf(u"12"), contextOf(u"1")));
-    EXPECT_FALSE(duplicates(contextOf(u"", u"t"), contextOf(u"", u"T")));
-    EXPECT_FALSE(duplicates(contextOf(u"", u"t", u"d"), contextOf(u"", u"t", u"d ")));
+    const std::tuple<Text, Text, bool> cases[]{
+        {contextOf(u"1234"), contextOf(u"1234"), true},
+        {u"no object", uR"({"category":"without title"})", true},
+        {contextOf(u"12345"), contextOf(u"12345"), false},
+        {contextOf(u"12"), contextOf(u"21"), false},
+        {contextOf(u"12"), contextOf(u"1"), false},
+        {contextOf(u"", u"t"), contextOf(u"", u"T"), false},
+        {contextOf(u"", u"t", u"d"), contextOf(u"", u"t", u"d "), false},
+    };
+    for (const auto& [one, other, duplicates] : cases)
+        EXPECT_EQ(makeAlert(u"1", one)->isDuplicateOf(*makeAlert(u"2", other)), duplicates)
+            << testing::PrintToString(one) << testing::PrintToString(other);
 }
 
 TEST_F(AlertTest, ShowsOnceItHasAViewerAndNeverTwice) {
