@@ -61,16 +61,6 @@ TEST_F(RoadTest, AViewerIsKnownWhileItIsRegisteredAndFailsTheAlertWhenItIsGone) 
     showAndExpect(alert, u"Suppressed");
 }
 
-TEST_F(RoadTest, ADuplicateOfAQueuedAlertIsSuppressedAndOneOfTheShownAlertIsNot) {
-    const auto shown = occupy(u"shown");
-    AlertText same = titled(u"shown");
-    same.id = u"same texts";
-    showAndExpect(same, u"Queued");
-    showAndExpect(same, u"Suppressed");
-    viewer->dismiss(shown);
-    viewer->dismiss(viewer->waitForShow());
-}
-
 TEST_F(RoadTest, ADeleteRequestRemovesAQueuedAlertAndDismissesTheShownOne) {
     const auto shown = occupy(u"on screen");
     // The queue is searched by alert id, with the instance id as the key.
@@ -123,31 +113,6 @@ TEST_F(RoadTest, AlertsFollowTheActiveSession) {
     product->publish(u"SystemMonitor.UserSession.Console.Connect");
     EXPECT_EQ(viewer->waitForShow(), waiting);
     viewer->dismiss(waiting);
-}
-
-TEST_F(RoadTest, TheGreaterPriorityValueWinsBetweenTheGlobalAndTheUserQueue) {
-    const auto shown = occupy(u"on screen");
-    AlertText user = titled(u"user"), global = titled(u"global");
-    user.priority = u"P1";
-    global.priority = u"P3";
-    global.session = 0;
-    const auto userInstance = showAndExpect(user, u"Queued");
-    const auto globalInstance = showAndExpect(global, u"Queued");
-    viewer->dismiss(shown);
-    for (const auto& instance : {globalInstance, userInstance}) {
-        EXPECT_EQ(viewer->waitForShow(), instance);
-        viewer->dismiss(instance);
-    }
-}
-
-TEST_F(RoadTest, ALogoffWhileAnAlertIsShownEndsWithTheAlert) {
-    const auto shown = occupy(u"on screen");
-    product->publish(u"SystemMonitor.UserSession.Logoff", u"{\"sessionId\":1}");
-    // A new session takes the place of the old one before the old one has ended.
-    Support::BusMessage id;
-    product->request(u"Brevant.Alert.GetId", u"", id);
-    viewer->dismiss(shown);
-    viewer->dismiss(occupy(u"after logon"));
 }
 
 TEST_F(RoadTest, TheModuleEndsWithAlertsInEveryState) {
