@@ -96,9 +96,8 @@ uint32_t Viewer::onShow(const BusMessage& request) {
         if (now == Manner::isSilent)
             held_.push_back(instance);
     }
-    const std::u16string shown = outcome(u"Shown", instance);
     if (now != Manner::isSilent)
-        peer_.reply(request, now == Manner::namesAnotherAlert ? shown + u"x" : shown);
+        peer_.reply(request, outcome(u"Shown", instance));
     if (now == Manner::dismissesAtOnce)
         dismiss(instance);
     if (now == Manner::publishesFailed)

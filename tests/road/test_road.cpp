@@ -1,21 +1,7 @@
-#include "json/JSONFormatter.h"
 #include "road/Road.h"
 
 namespace Road {
 namespace {
-
-TEST_F(RoadTest, AnAlertIsQueuedShownDismissedAndTheNextOneFollows) {
-    const auto first = occupy(u"first");
-    const auto second = showAndExpect(titled(u"second"), u"Queued");
-    Tavix::JSONFormatter shown;
-    std::u16string id;
-    EXPECT_TRUE(shown.parse(viewer->payloadOf(first)) && shown.getString(u"id", id));
-    EXPECT_EQ(id, u"first");
-    viewer->dismiss(first);
-    EXPECT_EQ(viewer->waitForShow(), second);
-    viewer->dismiss(second);
-    EXPECT_TRUE(seen(outcome(u"second", u"Dismissed", second)));
-}
 
 TEST_F(RoadTest, RequestsThatMakeNoSenseGetNoStatusMessageAndAGoodOneIsTakenDirectly) {
     std::u16string deep = u"{\"a\":";
@@ -72,34 +58,6 @@ TEST_F(RoadTest, ADeleteRequestRemovesAQueuedAlertAndDismissesTheShownOne) {
     deleteAlert(shown);
     EXPECT_TRUE(seen(outcome(u"on screen", u"Dismissed", shown)));
     EXPECT_TRUE(seen(u"Brevant.Alert..Deleted." + shown));
-}
-
-TEST_F(RoadTest, AViewerThatAnswersWronglyFailsTheAlertAndTheNextOneIsShown) {
-    viewer->manner = Viewer::Manner::namesAnotherAlert;
-    const auto wrong = showAndExpect(titled(u"wrong"), u"Queued");
-    EXPECT_TRUE(seen(outcome(u"wrong", u"Failed", wrong)));
-    EXPECT_EQ(viewer->waitForShow(), wrong);
-    viewer->manner = Viewer::Manner::confirms;
-    viewer->dismiss(occupy(u"right"));
-}
-
-TEST_F(RoadTest, WhileAViewerKeepsASessionWaitingOtherTrafficGoesOn) {
-    viewer->manner = Viewer::Manner::isSilent;
-    const auto stuck = showAndExpect(titled(u"stuck"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), stuck);
-    // This one waits for the session, and holds the session map meanwhile.
-    const auto behind = show(titled(u"behind"));
-    EXPECT_FALSE(log->count(outcome(u"behind", u"Queued", behind)));
-    Support::BusMessage id;
-    EXPECT_EQ(product->request(u"Brevant.Alert.GetId", u"", id), MODULE_STATUS_SUCCESS);
-    settings->set(u"Brevant/Viewer/other", u"");
-    EXPECT_TRUE(seen(u"Brevant.Viewer.other.Registered"));
-    viewer->manner = Viewer::Manner::confirms;
-    viewer->answerHeld();
-    viewer->dismiss(stuck);
-    EXPECT_TRUE(seen(outcome(u"behind", u"Queued", behind)));
-    EXPECT_EQ(viewer->waitForShow(), behind);
-    viewer->dismiss(behind);
 }
 
 TEST_F(RoadTest, AlertsFollowTheActiveSession) {

@@ -6,11 +6,11 @@
 #include <thread>
 
 #include "json/JSONFormatter.h"
-#include "library/SharedLibrary.h"
 #include "processing/plugins/AlertPluginLib.h"
 #include "processing/plugins/PluginRegistrar.h"
 #include "settings/SettingsManagerClient.h"
 #include "support/FakeBus.h"
+#include "support/FakeLibrary.h"
 #include "support/LogCapture.h"
 
 namespace {
@@ -66,28 +66,6 @@ void* createObject(uint32_t version) {
     return plugin.offersTable ? &plugin.table : nullptr;
 }
 
-// Stand for the plugin's library file.
-struct FakeLoader : Tavix::DllLoader {
-    bool loadDLL(const std::u16string& path, Platform::LibraryHandle* handle) override {
-        plugin.calls += u" load:" + path;
-        *handle = reinterpret_cast<Platform::LibraryHandle>(this);
-        return true;
-    }
-    void* getProcAddress(Platform::LibraryHandle, const char*) override {
-        return reinterpret_cast<void*>(&createObject);
-    }
-    bool freeDLL(Platform::LibraryHandle) override {
-        plugin.calls += u" free";
-        return true;
-    }
-};
-struct FakeSearch : Tavix::PathSearch {
-    bool findFilePath(const std::u16string&, std::u16string& folder) override {
-        folder = getSearchPaths().at(0);
-        return folder != u"none";
-    }
-};
-
 const std::u16string reloading = uR"( load:C:\P\p.dll free object AlertPlugin)";
 const std::u16string loading = uR"( load:C:\P\p.dll object AlertPlugin)";
 const std::u16string used = u" process release content release";
@@ -109,8 +87,10 @@ protected:
     }
     std::unique_ptr<AlertPluginLib> makeLib(const std::u16string& product) {
         return std::make_unique<AlertPluginLib>(product, nullptr, settings, [](auto library) {
-            return std::make_shared<Tavix::SharedLibrary>(std::move(library), std::make_shared<FakeLoader>(),
-                                                          nullptr, std::make_shared<FakeSearch>());
+            return Support::FakeLibrary::load(
+                std::make_shared<Support::FakeLibrary>(
+                    createObject, [](const std::u16string& what) { plugin.calls += u" " + what; }),
+                std::move(library));
         });
     }
     std::unique_ptr<Vok::PluginRegistrar> makeRegistrar() {
