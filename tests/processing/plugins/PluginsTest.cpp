@@ -37,30 +37,29 @@ struct Plugin {
 };
 Plugin plugin;
 
-uint32_t create(void** instance, const char16_t* name) {
-    *instance = &plugin;
-    return plugin.enter(name);
-}
-uint32_t destroy(void* instance) {
-    return plugin.enter(instance == &plugin ? u"destroy" : u"destroy another");
-}
-uint32_t process(void*, const char16_t* alert, const char16_t** processed, uint32_t* suppress,
-                 const char16_t** extra) {
-    *processed = plugin.processed;
-    *suppress = 1;
-    *extra = plugin.extra;
-    return plugin.enter(alert);
-}
-void releaseProcessed(const char16_t* processed, const char16_t* extra) {
-    plugin.enter(processed == plugin.processed && extra == plugin.extra ? u"release" : u"release others");
-}
-uint32_t getContent(void*, const char16_t*, const char16_t* viewer, const char16_t** content) {
-    *content = plugin.content;
-    return plugin.enter(viewer);
-}
-void releaseContent(const char16_t* content) {
-    plugin.enter(content == plugin.content ? u"release" : u"release another");
-}
+constexpr AlertPluginApi table{
+    [](void** instance, const char16_t* name) {
+        *instance = &plugin;
+        return plugin.enter(name);
+    },
+    [](void* instance) { return plugin.enter(instance == &plugin ? u"destroy" : u"destroy another"); },
+    [](void*, const char16_t* alert, const char16_t** processed, uint32_t* suppress, const char16_t** extra) {
+        *processed = plugin.processed;
+        *suppress = 1;
+        *extra = plugin.extra;
+        return plugin.enter(alert);
+    },
+    [](const char16_t* processed, const char16_t* extra) {
+        plugin.enter(processed == plugin.processed && extra == plugin.extra ? u"release" : u"release others");
+    },
+    [](void*, const char16_t*, const char16_t* viewer, const char16_t** content) {
+        *content = plugin.content;
+        return plugin.enter(viewer);
+    },
+    [](const char16_t* content) {
+        plugin.enter(content == plugin.content ? u"release" : u"release another");
+    },
+};
 void* createObject(uint32_t version) {
     plugin.enter(version == BREVANT_PLUGIN_VERSION ? u"object" : u"object of another version");
     return plugin.offersTable ? &plugin.table : nullptr;
@@ -74,7 +73,7 @@ class PluginsTest : public testing::Test {
 protected:
     PluginsTest() {
         plugin = Plugin();
-        plugin.table = {create, destroy, process, releaseProcessed, getContent, releaseContent};
+        plugin.table = table;
         bus.answer(u"SETTINGS_MANAGER_GET_PROPERTY", [this](const FakeBus::Sent& request) {
             Tavix::JSONFormatter json;
             json.parse(request.payload);  // names the property, as the answer does
