@@ -11,22 +11,12 @@
 #include "bus/ReplyImpl.h"
 #include "support/FakeBus.h"
 #include "support/LogCapture.h"
+#include "support/PassingClock.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using Tavix::ReplyState;
-
-// Whoever waits on it finds the time gone by.
-class FastClock final : public Platform::Clock {
-public:
-    Time now() const override { return now_; }
-    bool waitUntil(Platform::ConditionVariable&, Platform::MutexLock&, Time deadline) const override {
-        now_ = deadline;
-        return false;
-    }
-    mutable Time now_ = 1h;
-};
 
 class RequestTest : public testing::Test {
 protected:
@@ -44,7 +34,7 @@ protected:
 
     FakeBus bus;
     LogCapture log;
-    FastClock clock;
+    Support::PassingClock clock;
     std::shared_ptr<Tavix::MessageBusClient> client = bus.makeClient(nullptr, clock);
     const FakeBus::Answer answer{u"Q.Response", u"answer"};
 };
@@ -126,7 +116,7 @@ TEST_F(RequestTest, KeepsExtremeTimeoutsInRange) {
     EXPECT_EQ(lastRequest().timeout, UINT32_MAX);
     EXPECT_EQ(reply->waitFor(forever), ReplyState::pending);
     EXPECT_EQ(reply->wait(), ReplyState::dataError);
-    clock.now_ = 1h;
+    clock.time = 1h;
     const auto negative = requested(u"Q", -forever);
     EXPECT_EQ(lastRequest().timeout, 0u);
     EXPECT_EQ(negative->waitFor(-forever), ReplyState::pending);
@@ -190,9 +180,9 @@ TEST_F(RequestTest, RefusesRepliesThatNobodyWaitsForAlsoAfterACompletionThatThre
 TEST_F(RequestTest, IsMadeOverABindingWhoseSetUpIsTimedOnce) {
     {
         Tavix::internal::PerfTimer timer(u"T", clock);
-        clock.now_ += 5s;
+        clock.time += 5s;
         timer.stop();
-        clock.now_ += 5s;
+        clock.time += 5s;
     }
     EXPECT_EQ(log.count(1, u"M12NPerfTimer|T|3600000000000|3605000000000|5000000000"), 1u);
 }

@@ -1,11 +1,13 @@
 #include "support/BusPeer.h"
 
 #include <cstring>
+#include <future>
 #include <map>
 #include <stdexcept>
 
 #include <brevant/library.h>
 
+#include "bus/CallbackGate.h"
 #include "support/Beside.h"
 
 namespace Support {
@@ -34,46 +36,28 @@ MessageHeader defaultHeader() {
     return header;
 }
 
-struct Waiter {
-    std::mutex mutex;
-    std::condition_variable ended;
-    bool done = false;
-    uint32_t status = 0;
-    BusMessage message;
-};
+using Outcome = std::pair<uint32_t, BusMessage>;
 
 // Contexts are numbers, so that a reply that comes after its requester gave up finds nothing.
 std::mutex waitersMutex;
-std::map<uint64_t, std::shared_ptr<Waiter>> waiters;
+std::map<uint64_t, std::promise<Outcome>> waiters;
 uint64_t nextWaiter = 1;
 
 uint32_t onReply(void*, uint64_t index, const MessageHeader* header, const char16_t* name,
                  const char16_t* sender, const char16_t* payload, uint32_t status) {
-    std::shared_ptr<Waiter> waiter;
-    {
-        std::lock_guard lock(waitersMutex);
-        auto found = waiters.find(index);
-        if (found == waiters.end())
-            return MODULE_STATUS_NOT_FOUND;
-        waiter = found->second;
-        waiters.erase(found);
-    }
-    std::lock_guard lock(waiter->mutex);
-    waiter->status = status;
-    if (status == MODULE_STATUS_SUCCESS)
-        waiter->message = messageOf(header, name, sender, payload);
-    waiter->done = true;
-    waiter->ended.notify_all();
+    std::lock_guard lock(waitersMutex);
+    auto waiter = waiters.extract(index);
+    if (waiter.empty())
+        return MODULE_STATUS_NOT_FOUND;
+    waiter.mapped().set_value(
+        {status, status == MODULE_STATUS_SUCCESS ? messageOf(header, name, sender, payload) : BusMessage()});
     return MODULE_STATUS_SUCCESS;
 }
 
 }  // namespace
 
 struct BusPeer::Subscription {
-    std::mutex mutex;
-    std::condition_variable left;
-    int inside = 0;
-    bool ended = false;
+    Tavix::CallbackGate gate;
     Handler handler;
 
     // Records stay for the whole process: the bus may call a moment after the subscription has ended.
@@ -85,17 +69,8 @@ struct BusPeer::Subscription {
     static uint32_t call(void* context, const MessageHeader* header, const char16_t* name,
                          const char16_t* sender, const char16_t* payload) {
         auto& self = *static_cast<Subscription*>(context);
-        {
-            std::lock_guard lock(self.mutex);
-            if (self.ended)
-                return MODULE_STATUS_SUCCESS;
-            ++self.inside;
-        }
-        const uint32_t status = self.handler(messageOf(header, name, sender, payload));
-        std::lock_guard lock(self.mutex);
-        --self.inside;
-        self.left.notify_all();
-        return status;
+        const Tavix::CallbackGate::Pass pass(self.gate);
+        return pass ? self.handler(messageOf(header, name, sender, payload)) : MODULE_STATUS_SUCCESS;
     }
 };
 
@@ -115,11 +90,8 @@ BusPeer::BusPeer(const BrevantBusFunctions* functions) : functions_(functions) {
 BusPeer::~BusPeer() {
     for (uint32_t id : ids_)
         functions_->unsubscribe(handle_, id);
-    for (auto& subscription : subscriptions_) {
-        std::unique_lock lock(subscription->mutex);
-        subscription->ended = true;
-        subscription->left.wait(lock, [&] { return subscription->inside == 0; });
-    }
+    for (auto& subscription : subscriptions_)
+        subscription->gate.close();
     functions_->releaseReplyFunction(handle_, &onReply);
     functions_->releaseHandle(handle_);
 }
@@ -174,27 +146,26 @@ uint32_t BusPeer::reply(const BusMessage& request, const std::u16string& name,
 
 uint32_t BusPeer::request(const std::u16string& name, const std::u16string& payload, BusMessage& reply,
                           std::chrono::milliseconds timeout) {
-    auto waiter = std::make_shared<Waiter>();
+    std::future<Outcome> outcome;
     uint64_t index;
     {
         std::lock_guard lock(waitersMutex);
         index = nextWaiter++;
-        waiters[index] = waiter;
+        outcome = waiters[index].get_future();
     }
     MessageHeader header = defaultHeader();
-    const uint32_t sent =
+    uint32_t status =
         functions_->request(handle_, index, reinterpret_cast<void*>(uintptr_t{1}), &onReply, &header,
                             name.c_str(), u"Peer", payload.c_str(), static_cast<uint32_t>(timeout.count()));
-    if (sent != MODULE_STATUS_SUCCESS) {
+    if (status == MODULE_STATUS_SUCCESS) {
+        if (outcome.wait_for(timeout + std::chrono::seconds(5)) != std::future_status::ready)
+            return MODULE_STATUS_TIMEOUT;
+        std::tie(status, reply) = outcome.get();
+    } else {
         std::lock_guard lock(waitersMutex);
         waiters.erase(index);
-        return sent;
     }
-    std::unique_lock lock(waiter->mutex);
-    if (!waiter->ended.wait_for(lock, timeout + std::chrono::seconds(5), [&] { return waiter->done; }))
-        return MODULE_STATUS_TIMEOUT;
-    reply = waiter->message;
-    return waiter->status;
+    return status;
 }
 
 MessageLog::MessageLog() {

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -6,24 +5,12 @@
 #include "alerts/viewers/AlertViewer.h"
 #include "support/FakeBus.h"
 #include "support/LogCapture.h"
+#include "support/PassingClock.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using Text = std::u16string;
-
-// Waiting for a time makes it pass.
-class PassingClock final : public Platform::Clock {
-public:
-    Time now() const override { return now_; }
-    bool waitUntil(Platform::ConditionVariable&, Platform::MutexLock&, Time deadline) const override {
-        now_ = std::max(now_, deadline);
-        return false;
-    }
-
-private:
-    mutable Time now_ = 1h;
-};
 
 class FakeViewer : public Vok::AlertViewer {
 public:
@@ -69,7 +56,7 @@ protected:
 
     FakeBus bus;
     LogCapture log;
-    PassingClock clock;
+    Support::PassingClock clock;
     std::shared_ptr<FakeViewer> viewer = std::make_shared<FakeViewer>(u"V", bus.makeClient());
 };
 

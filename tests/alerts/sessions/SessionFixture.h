@@ -11,8 +11,8 @@
 #include "alerts/sessions/AlertUserSession.h"
 #include "alerts/viewers/AlertViewer.h"
 #include "platform/Process.h"
-#include "settings/SettingsManagerClient.h"
 #include "support/FakeBus.h"
+#include "support/FakePlugins.h"
 #include "support/LogCapture.h"
 #include "text/Utf.h"
 
@@ -91,22 +91,6 @@ public:
 
 private:
     const std::shared_ptr<Screen> screen_;
-};
-
-// Plugins that pass every alert through, but for the product "suppressed".
-class PassingPlugins : public Vok::PluginRegistrar {
-public:
-    using PluginRegistrar::PluginRegistrar;
-    uint32_t processAlert(const std::u16string& product, const std::u16string& alertText,
-                          std::u16string& processed, uint32_t* suppress, std::u16string&) override {
-        processed = alertText;
-        *suppress = product == u"suppressed";
-        return MODULE_STATUS_SUCCESS;
-    }
-    uint32_t getAlertContent(const std::u16string&, const std::u16string&, const std::u16string&,
-                             std::u16string&) override {
-        return MODULE_STATUS_SUCCESS;
-    }
 };
 
 // Knows every viewer.
@@ -191,8 +175,7 @@ protected:
     std::shared_ptr<Screen> screen = std::make_shared<Screen>();
     SessionList sessions;
     std::shared_ptr<AnyViewer> viewers = std::make_shared<AnyViewer>(client);
-    std::shared_ptr<PassingPlugins> plugins =
-        std::make_shared<PassingPlugins>(std::make_shared<Tavix::SettingsManagerClient>(client));
+    std::shared_ptr<FakePlugins> plugins = std::make_shared<FakePlugins>(client);
     std::shared_ptr<Vok::AlertGlobalSession> global =
         std::make_shared<Vok::AlertGlobalSession>(viewers, plugins, dispatcher());
 };
