@@ -18,25 +18,6 @@ TEST_F(SyncBusRoad, AnOutcomeThatComesFromInsideTheShowRequestEndsTheAlert) {
     EXPECT_EQ(viewer->waitForShow(), third);
 }
 
-TEST_F(SyncBusRoad, AViewerThatNeverAnswersFailsTheAlertAndTheNextOneIsShown) {
-    viewer->manner = Viewer::Manner::isSilent;
-    const auto silent = showAndExpect(titled(u"silent"), u"Queued");
-    EXPECT_TRUE(seen(outcome(u"silent", u"Failed", silent)));
-    EXPECT_EQ(viewer->waitForShow(), silent);
-    viewer->manner = Viewer::Manner::confirms;
-    const auto next = showAndExpect(titled(u"next"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), next);
-    viewer->dismiss(next);
-}
-
-TEST_F(SyncBusRoad, AModuleWithoutASettingsManagerStartsAndStops) {
-    module.reset();
-    settings.reset();
-    module.emplace().start();
-    showAndExpect(titled(u"a"), u"Suppressed");
-    module->stop();
-}
-
 TEST_F(SyncBusRoad, NothingOfTheModuleIsLeftOnTheBus) {
     const Support::LoadedLibrary bus(beside(u"MessageBus.dll"));
     const auto openHandles = bus.function<int (*)()>("SyncBusOpenHandles");

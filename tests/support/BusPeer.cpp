@@ -202,12 +202,4 @@ std::vector<BusMessage> MessageLog::all() const {
     return result;
 }
 
-size_t MessageLog::count(const std::u16string& name) const {
-    std::lock_guard lock(mutex_);
-    size_t result = 0;
-    for (const auto& [message, taken] : messages_)
-        result += message.name == name;
-    return result;
-}
-
 }  // namespace Support

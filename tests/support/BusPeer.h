@@ -68,7 +68,6 @@ public:
     // The first message of that name not yet waited for; nothing when it does not come in time.
     std::optional<BusMessage> waitFor(const std::u16string& name);
     std::vector<BusMessage> all() const;
-    size_t count(const std::u16string& name) const;
 
 private:
     mutable std::mutex mutex_;

@@ -163,13 +163,4 @@ TEST(NamePattern, StaysWithinTheStackAtItsBounds) {
         EXPECT_TRUE(matches(pattern, u"a")) << toUtf8(pattern);
 }
 
-TEST(NamePattern, ConvertsANameOncePerDelivery) {
-    const std::u16string text = u"Brevant.Alert";
-    const MatchName name(text);
-    EXPECT_TRUE(NamePattern(u"Brevant\\..*t").matches(name));
-    const std::wstring* const wide = &name.wide();
-    EXPECT_TRUE(NamePattern(u"Brevant\\..*(t|u)").matches(name));
-    EXPECT_EQ(&name.wide(), wide);
-}
-
 }  // namespace

@@ -160,21 +160,6 @@ TEST_F(AlertUserSessionTest, EndsWithTheAlertOnScreenAndDropsWhatIsQueued) {
     EXPECT_EQ(bus.published().size(), published);
 }
 
-TEST_F(AlertUserSessionTest, ASuccessorOfTheSameIdIsWokenWhileItsPredecessorStillEnds) {
-    auto predecessor = userSession();
-    occupy(*predecessor);
-    predecessor->leaveGlobalSession();
-    const auto successor = userSession();
-    std::thread owner([&] { predecessor.reset(); });
-    EXPECT_TRUE(queue(*global, alert(u"global")));
-    expectShown({u"global"});
-    endWhatIsLeft();
-    screen->end(u"global");
-    owner.join();
-    EXPECT_TRUE(queue(*global, alert(u"later")));
-    expectShown({u"later"});
-}
-
 TEST_F(AlertUserSessionTest, LosesNoWakeUpThatComesBetweenItsLookForWorkAndItsSleep) {
     screen->fleeting = true;
     // The thread has found both queues empty when it asks for the first time, and another session active when
@@ -213,7 +198,7 @@ TEST_F(AlertUserSessionTest, SessionsThatComeGoAndCompeteShowEachGlobalAlertOnce
         });
     }
     for (int i = 0; i < 50; ++i)
-        userSession(2, others)->deleteAlert(u"none");
+        userSession(2, &others)->deleteAlert(u"none");
     for (std::thread& product : products)
         product.join();
     std::set<std::u16string> seen;

@@ -158,10 +158,10 @@ protected:
     std::shared_ptr<Vok::AlertDispatcher> dispatcher() {
         return std::make_shared<Vok::AlertDispatcher>(viewers, plugins, client);
     }
-    std::shared_ptr<Vok::AlertUserSession> userSession(uint32_t id = 1) { return userSession(id, sessions); }
-    std::shared_ptr<Vok::AlertUserSession> userSession(uint32_t id, SessionList& list) {
+    std::shared_ptr<Vok::AlertUserSession> userSession(uint32_t id = 1, SessionList* list = nullptr) {
         return std::make_shared<Vok::AlertUserSession>(id, viewers, plugins, global, dispatcher(),
-                                                       bus.makeClient(), list.enumerator());
+                                                       bus.makeClient(),
+                                                       (list ? *list : sessions).enumerator());
     }
     // Whether it was queued.
     static bool queue(Vok::AlertSession& session, std::shared_ptr<Vok::Alert> alert) {
