@@ -116,7 +116,7 @@ TEST_F(BrevantImplTest, EndsASessionAtLogoffWhileOthersAndItsSuccessorGoOn) {
 TEST_F(BrevantImplTest, HandsOutIdsAndDeletesGlobalAlertsWhileTheSessionMapIsHeld) {
     sessions.active = 0;
     EXPECT_EQ(showWith({.instance = u"1", .id = u"1"}, 0), done);
-    screenViewers->whenSought = [&] {
+    viewers->whenSought = [&] {
         std::thread([&] {
             takeIds(1);
             EXPECT_EQ(remove(u"1"), done);
@@ -135,7 +135,7 @@ TEST_F(BrevantImplTest, HandlesLaterWhatTheBusDeliversOnAThreadThatHoldsASession
     const std::u16string allHandled = u"Clearing alert session after logout. Session id: 3.";
     std::atomic<bool> sought{false};
     size_t waiting = 0;
-    screenViewers->whenSought = [&] {
+    viewers->whenSought = [&] {
         if (sought.exchange(true))
             return;
         everyRequest();
@@ -158,7 +158,7 @@ TEST_F(BrevantImplTest, HandlesLaterWhatTheBusDeliversOnAThreadThatHoldsASession
     expectShownAndDismiss(u"1");
 
     screen->whenShown = nullptr;
-    screenViewers->viewer->whenDismissed = everyRequest;
+    viewer->whenDismissed = everyRequest;
     EXPECT_EQ(show(u"1z"), done);
     EXPECT_EQ(screen->next(), u"1z");
     EXPECT_EQ(remove(u"1z"), done);
@@ -169,7 +169,7 @@ TEST_F(BrevantImplTest, HandlesLaterWhatTheBusDeliversOnAThreadThatHoldsASession
 TEST_F(BrevantImplTest, IsDestroyedSafelyWithMessagesInFlight) {
     takeIds(1000);
     sessions.active = 9;  // nothing is shown: only traffic counts here
-    screenViewers->whenSought = [&] { remove(u"7"); };
+    viewers->whenSought = [&] { remove(u"7"); };
     std::atomic<bool> stop{false};
     std::vector<std::thread> busThreads;
     for (uint32_t thread = 0; thread < 3; ++thread) {

@@ -93,15 +93,19 @@ private:
     const std::shared_ptr<Screen> screen_;
 };
 
-// Knows every viewer.
+// Knows every viewer, as the same one.
 class AnyViewer : public Vok::ViewerRegistrar {
 public:
     explicit AnyViewer(const std::shared_ptr<Tavix::MessageBusClient>& client)
-        : ViewerRegistrar(client), viewer_(std::make_shared<Vok::AlertViewer>(u"v", client)) {}
-    std::shared_ptr<Vok::AlertViewer> findViewer(const std::u16string&) const override { return viewer_; }
+        : ViewerRegistrar(client), viewer(std::make_shared<Vok::AlertViewer>(u"v", client)) {}
+    std::shared_ptr<Vok::AlertViewer> findViewer(const std::u16string&) const override {
+        if (whenSought)
+            whenSought();
+        return viewer;
+    }
 
-private:
-    const std::shared_ptr<Vok::AlertViewer> viewer_;
+    std::shared_ptr<Vok::AlertViewer> viewer;
+    std::function<void()> whenSought;  // on the thread that queues an alert, which holds the session map
 };
 
 // The list of user sessions as the test wants it. Several may be active: the first one counts.
