@@ -3,6 +3,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -61,9 +62,13 @@ TEST_F(RequestTest, CorrelatesRepliesWhateverTheirOrder) {
 
 TEST_F(RequestTest, IsAnsweredFromInsideItselfOrFromAnotherThread) {
     const auto waiting = bus.makeClient();
-    for (const auto answering : {FakeBus::Answering::insideRequest, FakeBus::Answering::onThread}) {
-        bus.answer(
-            u"Q", [this](const FakeBus::Sent&) { return answer; }, answering);
+    for (const bool inside : {true, false}) {
+        std::jthread answering;
+        bus.answer(u"Q", [&](const FakeBus::Sent& request) {
+            if (!inside)
+                answering = std::jthread([&, request] { FakeBus::reply(request, answer); });
+            return inside ? std::optional(answer) : std::nullopt;
+        });
         std::shared_ptr<Tavix::Reply> reply;
         waiting->requestAlternate(Tavix::makeMessage(u"Q", u"s", u"p"), reply, 20s);
         EXPECT_TRUE(lastRequest().alternate);

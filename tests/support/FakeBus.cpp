@@ -5,7 +5,6 @@
 #include <deque>
 #include <map>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 #include "bus/MessageBusShimImpl.h"
@@ -46,8 +45,7 @@ struct FakeBus::State {
     uint32_t lastId = 0;
     size_t handles = 0;
     std::vector<Sent> published, requests;
-    std::map<std::u16string, std::pair<Answerer, Answering>> answerers;
-    std::vector<std::thread> answers;
+    std::map<std::u16string, Answerer> answerers;
     std::map<std::string, Entry> entries;
 };
 
@@ -129,30 +127,21 @@ struct FakeBus::Table {
     static uint32_t request(BrevantBusHandle handle, uint64_t index, void* context,
                             BrevantReplyFunction function, const MessageHeader* header, const char16_t* name,
                             const char16_t* sender, const char16_t* payload, uint32_t timeout) {
-        const auto state = stateOf(handle);
-        Sent request{name, sender, payload, *header, timeout, alternate, index, context, function};
-        std::pair<Answerer, Answering> found;
+        const Sent request{name, sender, payload, *header, timeout, alternate, index, context, function};
+        Answerer answerer;
         const uint32_t status =
-            call(state, alternate ? "requestAlternate" : "request", [&](State& bus) -> uint32_t {
-                const auto place = bus.answerers.find(request.name);
-                if (place == bus.answerers.end())
+            call(stateOf(handle), alternate ? "requestAlternate" : "request", [&](State& bus) -> uint32_t {
+                const auto found = bus.answerers.find(request.name);
+                if (found == bus.answerers.end())
                     return MODULE_STATUS_NO_SUBSCRIBERS;
-                found = place->second;
+                answerer = found->second;
                 bus.requests.push_back(request);
                 return MODULE_STATUS_SUCCESS;
             });
         if (status != MODULE_STATUS_SUCCESS)
             return status;
-        auto answering = [answerer = std::move(found.first), request = std::move(request)] {
-            if (const auto answer = answerer(request))
-                reply(request, *answer);
-        };
-        if (found.second == Answering::insideRequest) {
-            answering();
-        } else {
-            std::lock_guard lock(state->mutex);
-            state->answers.emplace_back(std::move(answering));
-        }
+        if (const auto answer = answerer(request))
+            reply(request, *answer);
         return MODULE_STATUS_SUCCESS;
     }
 
@@ -191,15 +180,6 @@ FakeBus::FakeBus() : state_(std::make_shared<State>()), handle_(Table::newHandle
     Table::latest = state_;
 }
 
-FakeBus::~FakeBus() {
-    for (std::unique_lock lock(state_->mutex); !state_->answers.empty(); lock.lock()) {
-        std::thread answer = std::move(state_->answers.back());
-        state_->answers.pop_back();
-        lock.unlock();
-        answer.join();
-    }
-}
-
 const BrevantBusFunctions* FakeBus::functions() {
     return &Table::functions;
 }
@@ -232,9 +212,9 @@ uint32_t FakeBus::deliver(const std::u16string& name, const std::u16string& payl
     return status;
 }
 
-void FakeBus::answer(const std::u16string& name, Answerer answerer, Answering answering) {
+void FakeBus::answer(const std::u16string& name, Answerer answerer) {
     std::lock_guard lock(state_->mutex);
-    state_->answerers[name] = {std::move(answerer), answering};
+    state_->answerers[name] = std::move(answerer);
 }
 
 uint32_t FakeBus::reply(const Sent& request, const Answer& answer) {
