@@ -96,7 +96,7 @@ TEST(PathMacrosOfThisMachineTest, FollowTheInstallFolderInTheRegistry) {
         GTEST_SKIP() << machine.notOwnMachine;
     Tavix::PathHelpers helpers;
     const auto expanded = [&](const std::string& values) {
-        machine.writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVANE\\OSTREL]\n" + values);
+        machine.writeKey("CORVANE\\OSTREL", values);
         std::u16string path = u"$(Ostrel.InstallDir)\\x";
         helpers.resolvePath(path);
         return path;

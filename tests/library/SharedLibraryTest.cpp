@@ -256,12 +256,11 @@ protected:
 TEST_F(RealLibraryTest, IsRefusedWhileTheRegistryListsItsVersion) {
     const auto library = copy("sample.dll");
     const bool versioned = Platform::fileVersion(folder.portable() + u"\\sample.dll").has_value();
-    const std::string list = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Ostrel\\List\\sample.dll]\n";
-    for (const auto& [values, listed] : {std::pair("\"2.1.0\"=\"2.1.0\"\n", true),
-                                         {"\"2.1.0\"=\"2.1\"\n", false},
-                                         {"\"2.1.1\"=\"2.1.1\"\n", false},
-                                         {"\"2.1.0\"=\"2.1.0\"\n", true}}) {
-        folder.writeRegistry(list + values);
+    for (const auto& [values, listed] : {std::pair("\"2.1.0\"=\"2.1.0\"", true),
+                                         {"\"2.1.0\"=\"2.1\"", false},
+                                         {"\"2.1.1\"=\"2.1.1\"", false},
+                                         {"\"2.1.0\"=\"2.1.0\"", true}}) {
+        folder.writeKey("Corvane\\Ostrel\\List\\sample.dll", values);
         EXPECT_EQ(loads(library), !(versioned && listed)) << values;
         EXPECT_EQ(count(u"Blocked library: "), versioned && listed) << values;
     }
@@ -276,8 +275,8 @@ TEST_F(RealLibraryTest, IsRefusedWithoutTrustUnlessTheCheckIsOff) {
     for (const bool off : {false, true, false}) {
         const auto library = copy("trust" + std::to_string(++copies) + ".dll");
         std::filesystem::permissions(library, std::filesystem::perms::all);
-        folder.writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVANE\\OSTREL]\n\"Verify Libraries\"=dword:" +
-                             std::string(off ? "0\n" : "1\n"));
+        folder.writeKey("CORVANE\\OSTREL",
+                        off ? "\"Verify Libraries\"=dword:0" : "\"Verify Libraries\"=dword:1");
         EXPECT_EQ(loads(library), off);
         EXPECT_EQ(count(u"LoadLibrary Failed. GLE: "), off ? 0u : 1u);
     }

@@ -13,11 +13,8 @@ TEST_F(ModuleLives, LeaveNoThreadDescriptorOrMemoryBehind) {
         // In turn with the file logger and with a trace provider.
         traces = !traces;
         if (folder.isOwnMachine())
-            folder.writeRegistry(
-                "Windows Registry Editor Version 5.00\n\n"
-                "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Logging]\n"
-                "\"Logging Mechanism\"=dword:0000000" +
-                std::string(traces ? "1\n" : "0\n"));
+            folder.writeKey("Corvane\\Logging",
+                            traces ? "\"Logging Mechanism\"=dword:1" : "\"Logging Mechanism\"=dword:0");
         RoadTest::SetUp();
         const auto shown = occupy(u"a");
         viewer->dismiss(shown);

@@ -141,8 +141,8 @@ void PlatformFolder::registerComponent(const std::string& classId, const std::u1
     std::string path = Platform::nativePath(library);
     for (size_t at = 0; (at = path.find('\\', at)) != path.npos; at += 2)
         path.insert(at, 1, '\\');
-    writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\" + classId + "\\InprocServer32]\n@=\"" +
-                  path + "\"\n\"ThreadingModel\"=\"Both\"\n");
+    writeKey("Classes\\CLSID\\" + classId + "\\InprocServer32",
+             "@=\"" + path + "\"\n\"ThreadingModel\"=\"Both\"");
 }
 
 void PlatformFolder::forgetRegistry() {

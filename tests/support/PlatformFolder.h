@@ -31,6 +31,10 @@ public:
 
     // Replace the file in one step, as an administrator's editor would. The text is what Windows exports.
     void writeRegistry(std::string_view text);
+    // A registry with that key of the machine's software alone, and its values as lines of that text.
+    void writeKey(const std::string& key, const std::string& values) {
+        writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\" + key + "]\n" + values + "\n");
+    }
     // A registry with that component alone. The class id in braces.
     void registerComponent(const std::string& classId, const std::u16string& library);
     void writeSessions(std::string_view text);

@@ -35,8 +35,7 @@ protected:
         EXPECT_TRUE(freeLibrary(library));
     }
     void verify(int on) {
-        folder.writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVANE\\OSTREL]\n\"Verify Libraries\"=dword:" +
-                             std::to_string(on) + "\n");
+        folder.writeKey("CORVANE\\OSTREL", "\"Verify Libraries\"=dword:" + std::to_string(on));
     }
 
     Support::PlatformFolder folder;
