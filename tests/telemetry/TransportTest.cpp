@@ -10,7 +10,6 @@
 #include "telemetry/CLegacyTransport.h"
 #include "telemetry/CSDKConnector.h"
 #include "telemetry/TransportLists.h"
-#include "text/Utf.h"
 
 namespace {
 

@@ -5,7 +5,6 @@
 #include "Program.h"
 #include "SessionNotifier.h"
 #include "platform/Files.h"
-#include "text/Utf.h"
 
 namespace Host {
 namespace {
