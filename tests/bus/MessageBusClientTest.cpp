@@ -150,8 +150,8 @@ TEST_F(MessageBusClientTest, RefusesWhatTheBusOrThePatternSyntaxRefuses) {
     bus.failNext("subscribePattern", 0);
     EXPECT_EQ(client->subscribeFilter(u"B", u"x", noting()), MODULE_STATUS_UNSUCCESSFUL);
     EXPECT_TRUE(log.has(4, u"Failed to subscribeFilter. Alias: x Message nameRegex: B"));
-    client->deliverLocally(messageOf(u"A"));
-    client->deliverLocally(messageOf(u"B"));
+    for (const char16_t* name : {u"A", u"B"})
+        client->deliverLocally(messageOf(name));
     EXPECT_EQ(taken(), Names{});
     // Nothing is left that would be unsubscribed.
     client->unsubscribe(u"x");

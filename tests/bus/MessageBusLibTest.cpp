@@ -8,48 +8,26 @@
 #include "bus/BusCallbacks.h"
 #include "bus/MessageBusClient.h"
 #include "bus/MessageBusLib.h"
-#include "library/SharedLibrary.h"
 #include "module/status/ModuleException.h"
 #include "support/FakeBus.h"
+#include "support/FakeLibrary.h"
 #include "support/LogCapture.h"
 
 namespace {
 
-// The loader of a bus library that serves the fake bus's table.
-struct FakeLoader : Tavix::DllLoader {
-    bool loadDLL(const std::u16string&, Platform::LibraryHandle* handle) override {
-        *handle = this;
-        return true;
-    }
-    void* getProcAddress(Platform::LibraryHandle, const char*) override {
-        return reinterpret_cast<void*>(&createObject);
-    }
-    bool freeDLL(Platform::LibraryHandle) override {
-        ++frees;
-        return true;
-    }
+class MessageBusLibTest : public testing::Test {
+protected:
+    MessageBusLibTest() { table = FakeBus::functions(); }
+
     static void* createObject(uint32_t version) {
         EXPECT_EQ(version, 2001000u);
         return const_cast<BrevantBusFunctions*>(table);
     }
-    static inline const BrevantBusFunctions* table = nullptr;
-    int frees = 0;
-};
-
-struct AllFilesExist : Tavix::PathSearch {
-    bool findFilePath(const std::u16string&, std::u16string& folder) override {
-        folder = u"C:";
-        return true;
-    }
-};
-
-class MessageBusLibTest : public testing::Test {
-protected:
-    MessageBusLibTest() { FakeLoader::table = FakeBus::functions(); }
-
     std::shared_ptr<Tavix::SharedLibrary> library() {
-        return std::make_shared<Tavix::SharedLibrary>(Tavix::LibraryDefinition{u"MessageBus.dll", {}}, loader,
-                                                      nullptr, std::make_shared<AllFilesExist>());
+        return Support::FakeLibrary::load(
+            std::make_shared<Support::FakeLibrary>(
+                createObject, [this](const std::u16string& what) { frees += what == u"free"; }),
+            {u"MessageBus.dll", {u"C:"}});
     }
     std::string constructionFailure() {
         try {
@@ -67,7 +45,8 @@ protected:
 
     FakeBus bus;
     LogCapture log;
-    std::shared_ptr<FakeLoader> loader = std::make_shared<FakeLoader>();
+    static inline const BrevantBusFunctions* table;
+    int frees = 0;
 };
 
 TEST_F(MessageBusLibTest, HoldsAHandleOfItsOwnAndReleasesHandleThenLibrary) {
@@ -78,17 +57,17 @@ TEST_F(MessageBusLibTest, HoldsAHandleOfItsOwnAndReleasesHandleThenLibrary) {
         Tavix::MessageBusClient client(lib, nullptr);
         client.subscribe(u"N", [](const auto&) { return 3u; });
         EXPECT_EQ(bus.deliver(u"N", u""), 3u);
-        bus.whenCalled("releaseHandle", [this] { EXPECT_EQ(loader->frees, 0); });
+        bus.whenCalled("releaseHandle", [this] { EXPECT_EQ(frees, 0); });
     }
     EXPECT_EQ(bus.handleCount(), 0u);
-    EXPECT_EQ(loader->frees, 1);
-}
+    EXPECT_EQ(frees, 1);
 
-TEST_F(MessageBusLibTest, FreesTheLibraryThoughTheHandleIsNotReleased) {
+    // Also when the handle is not released.
+    bus.whenCalled("releaseHandle", nullptr);
     bus.failNext("releaseHandle", MODULE_STATUS_TIMEOUT);
     std::make_unique<Tavix::MessageBusLib>(library()).reset();
     EXPECT_TRUE(log.has(2, u"Failed to release message bus. Error code MODULE_STATUS_TIMEOUT(2147483661)."));
-    EXPECT_EQ(loader->frees, 1);
+    EXPECT_EQ(frees, 2);
 }
 
 TEST_F(MessageBusLibTest, FailsWithoutTableHandleOrLibrary) {
@@ -98,22 +77,22 @@ TEST_F(MessageBusLibTest, FailsWithoutTableHandleOrLibrary) {
                         u"Failed to get message bus handle. Error code: MODULE_STATUS_NO_MEMORY"
                         u"(2147483657). Throwing ModuleException."));
     EXPECT_TRUE(timed());
-    FakeLoader::table = nullptr;
+    table = nullptr;
     EXPECT_EQ(constructionFailure(), "Failed to get message bus functions object");
     EXPECT_TRUE(log.has(4, u"Failed to get message bus functions object. Throwing ModuleException."));
-    EXPECT_EQ(loader->frees, 2);
+    EXPECT_EQ(frees, 2);
 
     // A bus that claims success without a handle.
     static BrevantBusFunctions lying = *FakeBus::functions();
     lying.acquireHandle = [](BrevantBusHandle*) { return MODULE_STATUS_SUCCESS; };
-    FakeLoader::table = &lying;
+    table = &lying;
     EXPECT_EQ(constructionFailure(), "Invalid message bus handle");
     EXPECT_EQ(bus.callCount("releaseHandle"), 0u);
 }
 
 TEST_F(MessageBusLibTest, KeepsTheLibraryLoadedWhileACallbackMayReturnIntoIt) {
     for (const bool endsInCallback : {false, true}) {
-        loader->frees = 0;
+        frees = 0;
         std::promise<void> entered, mayReturn;
         auto client = std::make_unique<Tavix::MessageBusClient>(
             std::make_shared<Tavix::MessageBusLib>(library()), nullptr);
@@ -128,11 +107,11 @@ TEST_F(MessageBusLibTest, KeepsTheLibraryLoadedWhileACallbackMayReturnIntoIt) {
         entered.get_future().wait();
         client.reset();
         EXPECT_EQ(bus.handleCount(), 0u);
-        EXPECT_EQ(loader->frees, 0);
+        EXPECT_EQ(frees, 0);
         mayReturn.set_value();
         busThread.join();
         Tavix::waitForBusCallbacks();
-        EXPECT_EQ(loader->frees, 1);
+        EXPECT_EQ(frees, 1);
     }
 }
 

@@ -23,21 +23,10 @@ static void check(int condition, const char* what) {
     }
 }
 
-/* --- texts ------------------------------------------------------------------------------------------- */
-
-/* The texts of this test are plain ASCII. */
-static void narrow(const char16_t* text, char* out, size_t size) {
-    size_t i = 0;
-    for (; text && text[i] && i + 1 < size; ++i)
-        out[i] = (char)text[i];
-    out[i] = 0;
-}
-
-static void widen(const char* text, char16_t* out, size_t size) {
-    size_t i = 0;
-    for (; text[i] && i + 1 < size; ++i)
-        out[i] = (char16_t)(unsigned char)text[i];
-    out[i] = 0;
+static int same(const char16_t* one, const char16_t* other) {
+    while (*one && *one == *other)
+        ++one, ++other;
+    return *one == *other;
 }
 
 /* --- a bus table of the host's own, which leads to the bus beside the program and counts its calls ----- */
@@ -74,7 +63,7 @@ static uint32_t hostUnsubscribe(BrevantBusHandle handle, uint32_t id) {
 /* --- what the host sees and says ------------------------------------------------------------------------ */
 
 static BrevantBusHandle peer;
-static char seen[64][200];
+static char16_t seen[64][100];
 static int seenCount;
 
 static MessageHeader plainHeader(void) {
@@ -87,77 +76,65 @@ static MessageHeader plainHeader(void) {
     return header;
 }
 
-static uint32_t say(const char* name, const char* payload) {
-    char16_t wideName[300], widePayload[1200];
+static uint32_t say(const char16_t* name, const char16_t* payload) {
     const MessageHeader header = plainHeader();
-    widen(name, wideName, 300);
-    widen(payload, widePayload, 1200);
-    return bus->publish(peer, &header, wideName, u"CHost", widePayload);
+    return bus->publish(peer, &header, name, u"CHost", payload);
 }
 
-static uint32_t answer(const MessageHeader* request, const char* name, const char* payload) {
-    char16_t wideName[300], widePayload[1200];
+static uint32_t answer(const MessageHeader* request, const char16_t* name, const char16_t* payload) {
     MessageHeader header = plainHeader();
     header.flags = BREVANT_MESSAGE_REPLY;
     memcpy(header.inReplyTo, request->requestIdentity, sizeof header.inReplyTo);
     memcpy(header.replyDestination, request->replyRoute, sizeof header.replyDestination);
     header.replyCookie = request->requestCookie;
-    widen(name, wideName, 300);
-    widen(payload, widePayload, 1200);
-    return bus->publish(peer, &header, wideName, u"CHost", widePayload);
+    return bus->publish(peer, &header, name, u"CHost", payload);
 }
 
 static uint32_t onAnything(void* context, const MessageHeader* header, const char16_t* name,
                            const char16_t* sender, const char16_t* payload) {
+    int i;
     (void)context, (void)header, (void)sender, (void)payload;
     pthread_mutex_lock(&mutex);
-    if (seenCount < 64)
-        narrow(name, seen[seenCount++], sizeof seen[0]);
+    if (seenCount < 64) {
+        for (i = 0; i < 99 && name[i]; ++i)
+            seen[seenCount][i] = name[i];
+        ++seenCount;
+    }
     pthread_cond_broadcast(&changed);
     pthread_mutex_unlock(&mutex);
     return MODULE_STATUS_SUCCESS;
 }
 
+/* The viewers are asked for by their prefix, the product's plugin by its name. */
 static uint32_t onSettings(void* context, const MessageHeader* header, const char16_t* name,
                            const char16_t* sender, const char16_t* payload) {
-    char text[1200];
-    (void)context, (void)name, (void)sender;
-    narrow(payload, text, sizeof text);
-    if (strstr(text, "Brevant/Viewer"))
-        return answer(header, "SettingsManager.GetProperties.Response",
-                      "{\"responses\":[{\"name\":\"Brevant/Viewer/c\",\"status\":true,\"value\":\"\"}]}");
-    if (strstr(text, "Brevant/Product/p"))
-        return answer(header, "SETTINGS_MANAGER_GET_PROPERTY.Response",
-                      "{\"name\":\"Brevant/Product/p\",\"status\":true,\"value\":\"{\\\"pluginFile\\\":"
-                      "\\\"RoadPlugin.dll\\\",\\\"pluginPath\\\":\\\"$(App.Folder)\\\"}\"}");
-    return answer(header, "SettingsManager.GetProperties.Response", "{\"responses\":[]}");
+    (void)context, (void)sender, (void)payload;
+    if (same(name, u"SettingsManager.GetProperties.Request"))
+        return answer(header, u"SettingsManager.GetProperties.Response",
+                      u"{\"responses\":[{\"name\":\"Brevant/Viewer/c\",\"status\":true,\"value\":\"\"}]}");
+    return answer(header, u"SETTINGS_MANAGER_GET_PROPERTY.Response",
+                  u"{\"name\":\"Brevant/Product/p\",\"status\":true,\"value\":\"{\\\"pluginFile\\\":"
+                  u"\\\"RoadPlugin.dll\\\",\\\"pluginPath\\\":\\\"$(App.Folder)\\\"}\"}");
 }
 
 static uint32_t onViewerShow(void* context, const MessageHeader* header, const char16_t* name,
                              const char16_t* sender, const char16_t* payload) {
-    char text[200], reply[300];
-    (void)context, (void)sender, (void)payload;
-    narrow(name, text, sizeof text);
-    snprintf(reply, sizeof reply, "Brevant.Alert.c-alert.Shown.%s", strrchr(text, '.') + 1);
-    return answer(header, reply, "");
+    (void)context, (void)name, (void)sender, (void)payload;
+    return answer(header, u"Brevant.Alert.c-alert.Shown.1", u"");
 }
 
-static int waitForSeen(const char* name) {
+static void waitForSeen(const char16_t* name, const char* what) {
     int i, found = 0;
     struct timespec deadline;
     deadline.tv_sec = time(NULL) + 20;
     deadline.tv_nsec = 0;
     pthread_mutex_lock(&mutex);
-    for (;;) {
-        for (i = 0; i < seenCount && !found; ++i)
-            found = strcmp(seen[i], name) == 0;
-        if (found || pthread_cond_timedwait(&changed, &mutex, &deadline) != 0)
-            break;
-    }
+    do {
+        for (i = 0; i < seenCount; ++i)
+            found |= same(seen[i], name);
+    } while (!found && pthread_cond_timedwait(&changed, &mutex, &deadline) == 0);
     pthread_mutex_unlock(&mutex);
-    if (!found)
-        fprintf(stderr, "never seen: %s\n", name);
-    return found;
+    check(found, what);
 }
 
 static uint32_t moduleManager(void* context, void* argument, uint32_t reserved) {
@@ -166,10 +143,10 @@ static uint32_t moduleManager(void* context, void* argument, uint32_t reserved) 
 }
 
 int main(int count, char** arguments) {
-    static const char description[] =
-        "{\"id\":\"c-alert\",\"instanceId\":\"1\",\"priority\":\"P1\",\"product\":\"p\",\"source\":"
-        "\"client\","
-        "\"forcePreferredViewer\":false,\"preferredViewer\":[\"c\"],\"context\":{\"title\":\"From C\"}}";
+    static const char16_t description[] =
+        u"{\"id\":\"c-alert\",\"instanceId\":\"1\",\"priority\":\"P1\",\"product\":\"p\","
+        u"\"source\":\"client\",\"forcePreferredViewer\":false,\"preferredViewer\":[\"c\"],\"context\":{"
+        u"\"title\":\"From C\"}}";
     void *module, *busLibrary;
     BrevantModuleCreateObject createModule;
     BrevantCreateObject createBus;
@@ -219,20 +196,20 @@ int main(int count, char** arguments) {
           "InitializeModuleV2");
     check(hostSubscriptions == 4, "the module subscribes through the host's table");
     check(functions->StartModule(handle) == 0, "StartModule");
-    check(waitForSeen("Brevant.Viewer.c.Registered"), "the viewer of the settings is announced");
+    waitForSeen(u"Brevant.Viewer.c.Registered", "the viewer of the settings is announced");
 
-    check(say("Brevant.Alert.GetId", "") == 0, "an id is asked for");
-    check(waitForSeen("Brevant.Alert.GetId.Response"), "an id is handed out");
-    check(say("Brevant.Alert.Show.1", description) == 0, "an alert is published");
-    check(waitForSeen("Brevant.Alert.c-alert.Queued.1"), "the alert is queued");
-    check(waitForSeen("Brevant.Viewer.c.Show.1"), "the viewer is asked to show it");
-    check(say("Brevant.Alert.c-alert.Dismissed.1", "") == 0, "the viewer reports the outcome");
+    check(say(u"Brevant.Alert.GetId", u"") == 0, "an id is asked for");
+    waitForSeen(u"Brevant.Alert.GetId.Response", "an id is handed out");
+    check(say(u"Brevant.Alert.Show.1", description) == 0, "an alert is published");
+    waitForSeen(u"Brevant.Alert.c-alert.Queued.1", "the alert is queued");
+    waitForSeen(u"Brevant.Viewer.c.Show.1", "the viewer is asked to show it");
+    check(say(u"Brevant.Alert.c-alert.Dismissed.1", u"") == 0, "the viewer reports the outcome");
     {
         const MessageHeader header = plainHeader();
         check(functions->DirectMessage(handle, &header, u"Brevant.Alert.Delete.0", u"CHost", u"") == 0,
               "a direct message is handled");
     }
-    check(waitForSeen("Brevant.Alert..NotFound.0"), "a delete request for an alert that is gone is answered");
+    waitForSeen(u"Brevant.Alert..NotFound.0", "a delete request for an alert that is gone is answered");
     check(hostPublishes > 0, "the module publishes through the host's table");
 
     check(functions->StopModule(handle) == 0, "StopModule");

@@ -15,13 +15,19 @@ JSONFormatter parsed(const std::u16string& text) {
     return formatter;
 }
 
-std::u16string nested(size_t levels, const std::u16string& open, const std::u16string& close) {
+std::u16string times(size_t count, const std::u16string& part) {
     std::u16string text;
-    for (size_t i = 0; i < levels; ++i)
-        text += open;
-    for (size_t i = 0; i < levels; ++i)
-        text += close;
+    for (size_t i = 0; i < count; ++i)
+        text += part;
     return text;
+}
+
+// Objects within objects, or arrays in one object.
+std::u16string objects(size_t levels) {
+    return times(levels - 1, u"{\"a\":") + u"{}" + times(levels - 1, u"}");
+}
+std::u16string arrays(size_t levels) {
+    return u"{\"a\":" + times(levels - 1, u"[") + times(levels - 1, u"]") + u"}";
 }
 
 TEST(JSONFormatterParse, AcceptsOneWholeObjectOnly) {
@@ -66,70 +72,65 @@ TEST(JSONFormatterParse, FailureLeavesNoMembersAndNothingToSet) {
     EXPECT_EQ(strings, Strings{u"kept"});
 }
 
-TEST(JSONFormatterParse, RefusesDeepNestingWithoutTakingStack) {
+TEST(JSONFormatterDepth, IsBoundedWithoutTakingStackWhetherParsedOrBuilt) {
     JSONFormatter formatter;
-    const std::u16string open = u"{\"a\":", close = u"}";
     const size_t most = Tavix::maximumJsonDepth;
-    // The innermost value of an object chain has to be there.
-    const auto objects = [&](size_t levels) {
-        return nested(levels - 1, open, u"").append(u"{}").append(nested(levels - 1, u"", close));
-    };
+    EXPECT_TRUE(formatter.parse(arrays(most)));
+    for (const std::u16string& text :
+         {objects(most + 1), arrays(most + 1), arrays(1'000'000), times(1'000'000, u"[")})
+        EXPECT_FALSE(formatter.parse(text));
     EXPECT_TRUE(formatter.parse(objects(most)));
-    EXPECT_EQ(formatter.toString(), objects(most));
     EXPECT_EQ(JSONFormatter(formatter).toString(), objects(most));
-    EXPECT_FALSE(formatter.parse(objects(most + 1)));
-    EXPECT_TRUE(formatter.parse(open + nested(most - 1, u"[", u"]") + close));
-    EXPECT_FALSE(formatter.parse(open + nested(most, u"[", u"]") + close));
-    EXPECT_FALSE(formatter.parse(open + nested(1'000'000, u"[", u"]") + close));
-    EXPECT_FALSE(formatter.parse(std::u16string(1'000'000, u'[')));
-}
 
-TEST(JSONFormatterDepth, BuildingStopsAtTheDepthThatParsingAllows) {
-    JSONFormatter deepest = parsed(nested(Tavix::maximumJsonDepth - 1, u"{\"a\":", u"")
-                                       .append(u"{}")
-                                       .append(nested(Tavix::maximumJsonDepth - 1, u"", u"}")));
-    JSONFormatter outer;
-    outer.setObject(u"o", deepest);
-    outer.setObjectArray(u"l", {JSONFormatter(), deepest});
-    outer.addObjectToArray(u"m", deepest);
+    JSONFormatter outer, inner;
+    outer.setObject(u"o", formatter);
+    outer.setObjectArray(u"l", {JSONFormatter(), formatter});
+    outer.addObjectToArray(u"m", formatter);
+    Tavix::JSONPool pool;
+    JSONFormatter::Value name(rapidjson::StringRef(u"v")), deep(rapidjson::kArrayType);
+    for (size_t i = 0; i < most; ++i) {
+        JSONFormatter::Value around(rapidjson::kArrayType);
+        around.PushBack(deep, pool);
+        deep = std::move(around);
+    }
+    outer.setValue(name, deep);
     EXPECT_EQ(outer.toString(), u"{}");
-    JSONFormatter inner;
-    ASSERT_TRUE(deepest.getObject(u"a", inner));
-    outer.setObject(u"o", inner);
-    EXPECT_EQ(outer.toString().size(), deepest.toString().size());
+    ASSERT_TRUE(formatter.getObject(u"a", inner));
+    outer.setObject(u"a", inner);
+    EXPECT_EQ(outer.toString(), objects(most));
 }
 
 TEST(JSONFormatterNumbers, AreReadByTheirKindWithoutConversion) {
-    struct Case {
-        std::u16string text;
-        bool int32, uint32, int64, uint64, real;
-    };
-    const Case cases[] = {{u"5", true, true, true, true, false},
-                          {u"-1", true, false, true, false, false},
-                          {u"-0", true, true, true, true, false},
-                          {u"3000000000", false, true, true, true, false},
-                          {u"-2147483649", false, false, true, false, false},
-                          {u"4294967296", false, false, true, true, false},
-                          {u"18446744073709551615", false, false, false, true, false},
-                          {u"18446744073709551616", false, false, false, false, true},
-                          {u"5.0", false, false, false, false, true},
-                          {u"5e0", false, false, false, false, true},
-                          {u"\"5\"", false, false, false, false, false},
-                          {u"true", false, false, false, false, false},
-                          {u"null", false, false, false, false, false}};
-    for (const Case& c : cases) {
-        const JSONFormatter formatter = parsed(u"{\"n\":" + c.text + u"}");
-        int32_t i32 = 77;
-        uint32_t u32 = 77;
-        int64_t i64 = 77;
-        uint64_t u64 = 77;
-        double real = 77;
-        EXPECT_EQ(formatter.getInt32(u"n", i32), c.int32) << testing::PrintToString(c.text);
-        EXPECT_EQ(formatter.getUInt32(u"n", u32), c.uint32) << testing::PrintToString(c.text);
-        EXPECT_EQ(formatter.getInt64(u"n", i64), c.int64) << testing::PrintToString(c.text);
-        EXPECT_EQ(formatter.getUInt64(u"n", u64), c.uint64) << testing::PrintToString(c.text);
-        EXPECT_EQ(formatter.getDouble(u"n", real), c.real) << testing::PrintToString(c.text);
-        EXPECT_TRUE((i32 == 77) != c.int32 && (u64 == 77) != c.uint64 && (real == 77) != c.real);
+    // The kinds that take it: signed and unsigned, 32 and 64 bits wide, and real.
+    const std::pair<std::u16string, std::string> cases[] = {{u"5", "iuIU"},
+                                                            {u"-1", "iI"},
+                                                            {u"-0", "iuIU"},
+                                                            {u"3000000000", "uIU"},
+                                                            {u"-2147483649", "I"},
+                                                            {u"4294967296", "IU"},
+                                                            {u"18446744073709551615", "U"},
+                                                            {u"18446744073709551616", "d"},
+                                                            {u"5.0", "d"},
+                                                            {u"5e0", "d"},
+                                                            {u"\"5\"", ""},
+                                                            {u"true", ""},
+                                                            {u"null", ""}};
+    for (const auto& [text, kinds] : cases) {
+        const JSONFormatter formatter = parsed(u"{\"n\":" + text + u"}");
+        std::string taken;
+        const auto take = [&](auto get, auto before, char kind) {
+            auto value = before;
+            if ((formatter.*get)(u"n", value))
+                taken += kind;
+            else
+                EXPECT_EQ(value, before) << testing::PrintToString(text);
+        };
+        take(&JSONFormatter::getInt32, int32_t{77}, 'i');
+        take(&JSONFormatter::getUInt32, uint32_t{77}, 'u');
+        take(&JSONFormatter::getInt64, int64_t{77}, 'I');
+        take(&JSONFormatter::getUInt64, uint64_t{77}, 'U');
+        take(&JSONFormatter::getDouble, 77.0, 'd');
+        EXPECT_EQ(taken, kinds) << testing::PrintToString(text);
     }
 }
 
@@ -157,7 +158,7 @@ TEST(JSONFormatterNumbers, ThatWereSetAreReadAndWrittenBack) {
     EXPECT_TRUE(JSONFormatter().parse(formatter.toString()));
 }
 
-TEST(JSONFormatterStrings, AreEscapedAsTheLibraryDoes) {
+TEST(JSONFormatterStrings, AreWrittenAndReadWhateverTheyHold) {
     std::u16string all;
     for (char16_t unit = 0; unit < 0x100; ++unit)
         all += unit;
@@ -165,38 +166,30 @@ TEST(JSONFormatterStrings, AreEscapedAsTheLibraryDoes) {
     JSONFormatter formatter;
     formatter.setString(u"k\"\n", all);
     const std::u16string text = formatter.toString();
-    EXPECT_TRUE(
-        text.starts_with(u"{\"k\\\"\\n\":\"\\u0000\\u0001\\u0002\\u0003\\u0004\\u0005\\u0006\\u0007\\b\\t\\n"
-                         u"\\u000B\\f\\r\\u000E"));
-    EXPECT_NE(text.find(u"\\u001F !\\\"#"), std::u16string::npos);
-    EXPECT_NE(text.find(u"[\\\\]"), std::u16string::npos);
-    EXPECT_NE(text.find(u"\x7F\x80"), std::u16string::npos);
+    for (const std::u16string_view part :
+         {u"{\"k\\\"\\n\":\"\\u0000\\u0001", u"\\u0007\\b\\t\\n\\u000B\\f\\r\\u000E", u"\\u001F !\\\"#",
+          u"[\\\\]", u"\x7F\x80"})
+        EXPECT_NE(text.find(part), text.npos) << testing::PrintToString(part);
     std::u16string back;
     ASSERT_TRUE(parsed(text).getString(u"k\"\n", back));
     EXPECT_EQ(back, all);
 
-    const JSONFormatter list = parsed(u"{\"l\":[\"a\\u0000b\",\"\"],\"s\":\"a\\u0000b\"}");
+    // A list's texts end at a NUL, other texts do not; a low surrogate may stand alone.
+    const JSONFormatter read = parsed(u"{\"l\":[\"a\\u0000b\",\"\"],\"s\":\"a\\u0000\\uDE00\"}");
     Strings strings;
-    ASSERT_TRUE(list.getStringArray(u"l", strings));
+    EXPECT_TRUE(read.getStringArray(u"l", strings) && read.getString(u"s", back));
     EXPECT_EQ(strings, (Strings{u"a", u""}));
-    ASSERT_TRUE(list.getString(u"s", back));
-    EXPECT_EQ(back, std::u16string(u"a\0b", 3));
-    EXPECT_FALSE(list.getString(u"S", back));
-    EXPECT_FALSE(list.getString(std::u16string(u"s\0", 2), back));
-}
-
-TEST(JSONFormatterStrings, CarryALoneLowSurrogate) {
-    std::u16string value;
-    ASSERT_TRUE(parsed(u"{\"s\":\"\\uDE00-\\uD83D\\uDE00\"}").getString(u"s", value));
-    EXPECT_EQ(value, std::u16string(u"\xDE00-\xD83D\xDE00"));
+    EXPECT_EQ(back, std::u16string(u"a\0\xDE00", 3));
+    EXPECT_FALSE(read.getString(u"S", back) || read.getString(std::u16string(u"s\0", 2), back));
 }
 
 TEST(JSONFormatterSet, MovesTheReplacedMemberToTheEnd) {
     JSONFormatter formatter = parsed(u"{\"a\":1,\"b\":2,\"c\":3}");
     formatter.setInt32(u"a", 9);
-    EXPECT_EQ(formatter.toString(), u"{\"c\":3,\"b\":2,\"a\":9}");
     formatter.setString(u"a", u"last");
-    EXPECT_EQ(formatter.toString(), u"{\"c\":3,\"b\":2,\"a\":\"last\"}");
+    JSONFormatter::Value name(rapidjson::StringRef(u"c")), object(rapidjson::kObjectType);
+    formatter.setValue(name, object);
+    EXPECT_EQ(formatter.toString(), u"{\"a\":\"last\",\"b\":2,\"c\":{}}");
 
     JSONFormatter twice = parsed(u"{\"a\":1,\"a\":2}");
     int32_t value = 0;
@@ -267,24 +260,6 @@ TEST(JSONFormatterObjects, AreCopiedInAndOut) {
     int32_t value = 0;
     EXPECT_TRUE(moved.getInt32(u"n", value));
     EXPECT_EQ(value, 1);
-}
-
-TEST(JSONFormatterValue, IsPutInUnlessItIsTooDeep) {
-    JSONFormatter formatter = parsed(u"{\"a\":1,\"b\":2}");
-    JSONFormatter::Value name(rapidjson::StringRef(u"a")), value(rapidjson::kObjectType);
-    formatter.setValue(name, value);
-    EXPECT_EQ(formatter.toString(), u"{\"b\":2,\"a\":{}}");
-
-    Tavix::JSONPool pool;
-    JSONFormatter::Value deep(rapidjson::kArrayType);
-    for (unsigned i = 0; i < Tavix::maximumJsonDepth; ++i) {
-        JSONFormatter::Value outer(rapidjson::kArrayType);
-        outer.PushBack(deep, pool);
-        deep = std::move(outer);
-    }
-    JSONFormatter::Value other(rapidjson::StringRef(u"b"));
-    formatter.setValue(other, deep);
-    EXPECT_EQ(formatter.toString(), u"{\"b\":2,\"a\":{}}");
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <map>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -11,9 +10,12 @@
 #include <brevant/status.h>
 
 #include "library/SharedLibrary.h"
+#include "logging/FakeRegistry.h"
 #include "module/status/ModuleException.h"
 #include "module/status/ModuleStatus.h"
+#include "platform/Files.h"
 #include "platform/VersionResource.h"
+#include "support/Beside.h"
 #include "support/LogCapture.h"
 #include "support/PlatformFolder.h"
 
@@ -54,12 +56,8 @@ struct FakeDll : Tavix::DllAPI {
 };
 
 struct FakeFiles : Tavix::PathAPI {
-    bool fileExists(const std::u16string& path) override {
-        asked.push_back(path);
-        return there.count(path) != 0;
-    }
+    bool fileExists(const std::u16string& path) override { return there.contains(path); }
     std::set<std::u16string> there;
-    Paths asked;
 };
 
 // Knows one macro and refuses one path.
@@ -78,25 +76,6 @@ struct FakeVersions : Tavix::FileVersionReader {
     }
     std::optional<std::u16string> version;
     Paths asked;
-};
-
-// The block list: the values of one key.
-struct FakeRegistry final : Platform::Registry {
-    struct Key : Platform::RegistryKey {
-        explicit Key(const FakeRegistry& itsRegistry) : registry(itsRegistry) {}
-        std::optional<std::u16string> readText(std::u16string_view name) const override {
-            const auto found = registry.values.find(std::u16string(name));
-            return found == registry.values.end() ? std::nullopt : std::optional(found->second);
-        }
-        std::optional<uint32_t> readNumber(std::u16string_view) const override { return std::nullopt; }
-        const FakeRegistry& registry;
-    };
-    std::unique_ptr<Platform::RegistryKey> openKey(std::u16string_view path) const override {
-        if (path != u"SOFTWARE\\Corvane\\Ostrel\\List\\some.dll")
-            return nullptr;
-        return std::make_unique<Key>(*this);
-    }
-    std::map<std::u16string, std::u16string> values;
 };
 
 class SharedLibraryTest : public testing::Test {
@@ -136,22 +115,17 @@ protected:
 TEST_F(SharedLibraryTest, LoadsFromTheFirstFolderThatHoldsTheFile) {
     files->there = {u"C:\\Macro\\Some.dll", u"C:\\Later\\Some.dll"};
     ASSERT_EQ(load(u"Some.dll", {u"C:\\A\\", u"$(M)", u"C:\\Later"}), "");
-    EXPECT_EQ(files->asked, (Paths{u"C:\\A\\\\Some.dll", u"C:\\Macro\\Some.dll"}));
     EXPECT_EQ(dll->loads, Paths{u"C:\\Macro\\Some.dll"});
     EXPECT_EQ(dll->asked,
               (std::vector<std::string>{"CreateObject", "ReleaseObject", "GetVersionStr", "GetVersionNum"}));
     EXPECT_TRUE(library->getFunctions()->getVersionNum);
-    EXPECT_TRUE(logged(1, u"Tavix::PathSearch::findFilePath", u"Entering findFilePath for file Some.dll"));
     EXPECT_TRUE(logged(2, u"Tavix::PathSearch::checkIfExists", u"File does not exist."));
-    EXPECT_TRUE(logged(1, u"Tavix::PathSearch::checkIfExists", u"File exists"));
-    EXPECT_TRUE(logged(1, u"Tavix::SharedLibrary::loadLibrary", u"Loading Some.dll from C:\\Macro."));
     library.reset();
     EXPECT_EQ(dll->frees, 1);
 
     // A trailing backslash of the folder that is found goes; a search that is shared keeps what was added.
     files->there = {u"C:\\A\\\\Some.dll"};
     ASSERT_EQ(load(u"Some.dll", {u"C:\\New"}), "");
-    EXPECT_TRUE(log.has(1, u"File found at path C:\\A. Returning success."));
     EXPECT_EQ(dll->loads.back(), u"C:\\A\\Some.dll");
     EXPECT_EQ(search->getSearchPaths(), (Paths{u"C:\\A\\", u"C:\\Macro", u"C:\\Later", u"C:\\New"}));
 }
@@ -164,18 +138,16 @@ TEST_F(SharedLibraryTest, FailsWhenNoFolderServes) {
     EXPECT_TRUE(logged(4, u"Tavix::SharedLibrary::SharedLibrary",
                        u"Failed to load library: Some.dll. Throwing ModuleException."));
     EXPECT_EQ(load(u"Some.dll", {}), "Failed to load library");
-
-    files->asked.clear();
+    files->there = {u"C:\\A\\Some.dll"};
     EXPECT_EQ(load(u"Some.dll", {u"C:\\A", u"refused"}), "Failed to load library");
     EXPECT_TRUE(log.has(4, u"Failed to resolve file path, refused, for library: Some.dll."));
-    EXPECT_TRUE(files->asked.empty());
 }
 
 TEST_F(SharedLibraryTest, RefusesAVersionThatTheHostHasListed) {
     files->there = {u"C:\\A\\Some.dll"};
     versions->version = u"1.0 Beta";
     const auto blocked = [&](const std::u16string& name, const std::u16string& data) {
-        registry->values = {{name, data}};
+        registry->keys[u"SOFTWARE\\Corvane\\Ostrel\\List\\some.dll"] = {{name, data}};
         log.clear();
         load();
         library.reset();
@@ -189,13 +161,12 @@ TEST_F(SharedLibraryTest, RefusesAVersionThatTheHostHasListed) {
     versions->version.reset();
     EXPECT_FALSE(blocked(u"1.0 Beta", u"1.0 Beta"));
     EXPECT_EQ(dll->loads.size(), 3u);
-}
 
-TEST_F(SharedLibraryTest, NeverBlocksTheHostsOwnLibraries) {
+    // The host's own libraries are never blocked.
+    const size_t asked = versions->asked.size();
     files->there = {u"C:\\A\\messageBUS.dll"};
-    versions->version = u"1";
     EXPECT_EQ(load(u"messageBUS.dll", {u"C:\\A"}), "");
-    EXPECT_TRUE(versions->asked.empty());
+    EXPECT_EQ(versions->asked.size(), asked);
 }
 
 TEST_F(SharedLibraryTest, ReportsALibraryThatDoesNotLoad) {
@@ -259,18 +230,14 @@ protected:
             GTEST_SKIP() << folder.notOwnMachine;
     }
     std::filesystem::path copy(const std::string& name) const {
-        std::u16string sample = u"$(App.Folder)library_sample.dll";
-        Tavix::PathHelpers().resolvePath(sample);
-        std::ranges::replace(sample, u'\\', u'/');
-        std::filesystem::copy_file(sample, folder.path() / name);
+        std::filesystem::copy_file(Platform::nativePath(beside(u"library_sample.dll")), folder.path() / name);
         return folder.path() / name;
     }
     bool loads(const std::filesystem::path& library) {
         log.clear();
         try {
-            return Tavix::SharedLibrary({library.filename().u16string(), {folder.portable()}})
-                       .getFunctions()
-                       ->getVersionNum() == 1002003u;
+            Tavix::SharedLibrary({library.filename().u16string(), {folder.portable()}});
+            return true;
         } catch (const Tavix::ModuleException&) {
             return false;
         }
@@ -289,12 +256,11 @@ protected:
 TEST_F(RealLibraryTest, IsRefusedWhileTheRegistryListsItsVersion) {
     const auto library = copy("sample.dll");
     const bool versioned = Platform::fileVersion(folder.portable() + u"\\sample.dll").has_value();
-    const std::string list = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Ostrel\\List\\sample.dll]\n";
-    for (const auto& [values, listed] : {std::pair("\"2.1.0\"=\"2.1.0\"\n", true),
-                                         {"\"2.1.0\"=\"2.1\"\n", false},
-                                         {"\"2.1.1\"=\"2.1.1\"\n", false},
-                                         {"\"2.1.0\"=\"2.1.0\"\n", true}}) {
-        folder.writeRegistry(list + values);
+    for (const auto& [values, listed] : {std::pair("\"2.1.0\"=\"2.1.0\"", true),
+                                         {"\"2.1.0\"=\"2.1\"", false},
+                                         {"\"2.1.1\"=\"2.1.1\"", false},
+                                         {"\"2.1.0\"=\"2.1.0\"", true}}) {
+        folder.writeKey("Corvane\\Ostrel\\List\\sample.dll", values);
         EXPECT_EQ(loads(library), !(versioned && listed)) << values;
         EXPECT_EQ(count(u"Blocked library: "), versioned && listed) << values;
     }
@@ -309,22 +275,22 @@ TEST_F(RealLibraryTest, IsRefusedWithoutTrustUnlessTheCheckIsOff) {
     for (const bool off : {false, true, false}) {
         const auto library = copy("trust" + std::to_string(++copies) + ".dll");
         std::filesystem::permissions(library, std::filesystem::perms::all);
-        folder.writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVANE\\OSTREL]\n\"Verify Libraries\"=dword:" +
-                             std::string(off ? "0\n" : "1\n"));
+        folder.writeKey("CORVANE\\OSTREL",
+                        off ? "\"Verify Libraries\"=dword:0" : "\"Verify Libraries\"=dword:1");
         EXPECT_EQ(loads(library), off);
         EXPECT_EQ(count(u"LoadLibrary Failed. GLE: "), off ? 0u : 1u);
     }
 }
 
 TEST(ModuleStatusTest, NamesEveryStatusAndNoOther) {
-    using Tavix::moduleStatusName;
-    const auto name = [](uint32_t status) { return std::u16string_view(moduleStatusName(status)); };
-    EXPECT_EQ(name(0), u"MODULE_STATUS_SUCCESS");
-    EXPECT_EQ(name(MODULE_STATUS_TIMEOUT), u"MODULE_STATUS_TIMEOUT");
-    EXPECT_EQ(name(0x80000015), u"MODULE_STATUS_SESSION_INVALID");
-    EXPECT_EQ(name(0x800000FF), u"MODULE_STATUS_INVALID_STATE");
+    const std::pair<uint32_t, std::u16string_view> cases[]{{0, u"SUCCESS"},
+                                                           {MODULE_STATUS_TIMEOUT, u"TIMEOUT"},
+                                                           {0x80000015, u"SESSION_INVALID"},
+                                                           {0x800000FF, u"INVALID_STATE"}};
+    for (const auto& [status, name] : cases)
+        EXPECT_EQ(Tavix::moduleStatusName(status), u"MODULE_STATUS_" + std::u16string(name));
     for (const uint32_t status : {1u, 0x15u, 0xFFu, 0x80000000u, 0x80000016u, 0x800000FEu, 0xFFFFFFFFu})
-        EXPECT_EQ(name(status), u"MODULE_STATUS_UNKNOWN") << status;
+        EXPECT_EQ(Tavix::moduleStatusName(status), std::u16string_view(u"MODULE_STATUS_UNKNOWN")) << status;
 }
 
 }  // namespace

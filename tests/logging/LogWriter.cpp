@@ -20,8 +20,9 @@ int main(int count, char** arguments) {
     ETWLogging::CLogging logger({u"app", u"Brevant.dll", u"", u"", 42},
                                 {.commonDataFolder = portable, .mutex = std::move(mutex)});
     const std::u16string mark = Ferrow::toUtf16(arguments[1]) + u":";
+    const std::u16string padding(500, u'p');
     const int lines = std::atoi(arguments[2]);
     for (int line = 0; line < lines; ++line)
-        logger.write({4, u"Source", u"function", 1, mark + Ferrow::decimal(line) + u"|"});
+        logger.write({4, u"Source", u"function", 1, mark + Ferrow::decimal(line) + u"|" + padding});
     return 0;
 }

@@ -27,25 +27,10 @@ private:
     const std::shared_ptr<Screen> screen_;
 };
 
-class ScreenViewers : public AnyViewer {
-public:
-    ScreenViewers(const std::shared_ptr<Tavix::MessageBusClient>& client, std::shared_ptr<Screen> screen)
-        : AnyViewer(client), viewer(std::make_shared<ScreenViewer>(client, std::move(screen))) {}
-    std::shared_ptr<Vok::AlertViewer> findViewer(const std::u16string&) const override {
-        if (whenSought)
-            whenSought();
-        return viewer;
-    }
-
-    const std::shared_ptr<ScreenViewer> viewer;
-    std::function<void()> whenSought;  // on the thread that queues an alert, which holds the session map
-};
-
 class BrevantFixture : public SessionFixture, protected Vok::AlertSessionFactory {
 protected:
     BrevantFixture() {
-        viewers = screenViewers;
-        global = std::make_shared<Vok::AlertGlobalSession>(viewers, plugins, dispatcher());
+        viewers->viewer = viewer;
         // Without ownership: the fixture outlives the module.
         const std::shared_ptr<AlertSessionFactory> factory(std::shared_ptr<void>(), this);
         module = std::make_unique<Vok::BrevantImpl>(viewers, plugins, factory, sessions.enumerator());
@@ -93,7 +78,7 @@ protected:
 
     LogCapture log;
     std::vector<uint32_t> createdSessions;
-    const std::shared_ptr<ScreenViewers> screenViewers = std::make_shared<ScreenViewers>(client, screen);
+    const std::shared_ptr<ScreenViewer> viewer = std::make_shared<ScreenViewer>(client, screen);
     std::unique_ptr<Vok::BrevantImpl> module;
 
 private:

@@ -59,10 +59,8 @@ TEST_F(BrevantImplTest, KeepsAGlobalAlertUntilASessionIsActiveAndMakesThatSessio
     EXPECT_EQ(show(u"1", 0), done);
     EXPECT_TRUE(log.has(2, u"No active session was found."));
     sessions.fails = true;
-    Platform::setLastError(13);
     EXPECT_EQ(show(u"0", 0), done);
     EXPECT_EQ(lastPublished(), u"Brevant.Alert.id.Queued.0");
-    EXPECT_TRUE(log.has(4, u"Failed to EnumerateSessions. Error: 13."));
     EXPECT_TRUE(createdSessions.empty());
 
     sessions.fails = false;
@@ -78,15 +76,12 @@ TEST_F(BrevantImplTest, DeletesFromTheGlobalQueueAndThenFromTheSessions) {
     sessions.active = 0;
     EXPECT_EQ(showWith({.instance = u"0", .id = u"1"}, 4), done);
     EXPECT_EQ(showWith({.instance = u"1", .id = u"1"}, 0), done);
-    for (const char16_t* where : {u"Alert removed from global queue.", u"Alert removed from user session."}) {
-        log.clear();
+    // The global queue first; who is not there is said not to be there.
+    for (const std::u16string word : {u"Deleted", u"Deleted", u"NotFound"}) {
         EXPECT_EQ(remove(u"1"), done);
-        EXPECT_EQ(lastPublished(), u"Brevant.Alert..Deleted.1");
-        EXPECT_TRUE(log.has(3, where) && log.has(3, u"Alert instance 1 deleted."));
+        EXPECT_EQ(lastPublished(), u"Brevant.Alert.." + word + u".1");
+        EXPECT_EQ(log.count(3, u"Alert removed from global queue."), 1u);
     }
-    EXPECT_EQ(remove(u"1"), done);
-    EXPECT_EQ(lastPublished(), u"Brevant.Alert..NotFound.1");
-    EXPECT_TRUE(log.has(3, u"Alert instance 1 not found and not being shown - can't delete it"));
 }
 
 TEST_F(BrevantImplTest, EndsASessionAtLogoffWhileOthersAndItsSuccessorGoOn) {
@@ -116,7 +111,7 @@ TEST_F(BrevantImplTest, EndsASessionAtLogoffWhileOthersAndItsSuccessorGoOn) {
 TEST_F(BrevantImplTest, HandsOutIdsAndDeletesGlobalAlertsWhileTheSessionMapIsHeld) {
     sessions.active = 0;
     EXPECT_EQ(showWith({.instance = u"1", .id = u"1"}, 0), done);
-    screenViewers->whenSought = [&] {
+    viewers->whenSought = [&] {
         std::thread([&] {
             takeIds(1);
             EXPECT_EQ(remove(u"1"), done);
@@ -135,7 +130,7 @@ TEST_F(BrevantImplTest, HandlesLaterWhatTheBusDeliversOnAThreadThatHoldsASession
     const std::u16string allHandled = u"Clearing alert session after logout. Session id: 3.";
     std::atomic<bool> sought{false};
     size_t waiting = 0;
-    screenViewers->whenSought = [&] {
+    viewers->whenSought = [&] {
         if (sought.exchange(true))
             return;
         everyRequest();
@@ -158,7 +153,7 @@ TEST_F(BrevantImplTest, HandlesLaterWhatTheBusDeliversOnAThreadThatHoldsASession
     expectShownAndDismiss(u"1");
 
     screen->whenShown = nullptr;
-    screenViewers->viewer->whenDismissed = everyRequest;
+    viewer->whenDismissed = everyRequest;
     EXPECT_EQ(show(u"1z"), done);
     EXPECT_EQ(screen->next(), u"1z");
     EXPECT_EQ(remove(u"1z"), done);
@@ -169,7 +164,7 @@ TEST_F(BrevantImplTest, HandlesLaterWhatTheBusDeliversOnAThreadThatHoldsASession
 TEST_F(BrevantImplTest, IsDestroyedSafelyWithMessagesInFlight) {
     takeIds(1000);
     sessions.active = 9;  // nothing is shown: only traffic counts here
-    screenViewers->whenSought = [&] { remove(u"7"); };
+    viewers->whenSought = [&] { remove(u"7"); };
     std::atomic<bool> stop{false};
     std::vector<std::thread> busThreads;
     for (uint32_t thread = 0; thread < 3; ++thread) {

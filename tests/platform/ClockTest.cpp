@@ -53,12 +53,7 @@ TEST_P(BothClocks, NoticeWhatComesWhileTheyLookAtTheTime) {
         while (!waits)
             condition.wait(lock);
         // The waiter cannot go on before the lock is let go of.
-        ConditionVariable never;
-        Mutex other;
-        MutexLock otherLock(other);
-        const Clock::Time late = Clock::steady().now() + 1200ms;
-        while (Clock::steady().waitUntil(never, otherLock, late)) {
-        }
+        std::this_thread::sleep_for(1200ms);
         notified = true;
         condition.notifyAll();
     });
@@ -78,9 +73,7 @@ INSTANTIATE_TEST_SUITE_P(Clocks, BothClocks, testing::Values(&Clock::wall(), &Cl
 TEST(Clocks, CountFromTheirOwnEpochs) {
     const auto since1970 = std::chrono::system_clock::now().time_since_epoch();
     EXPECT_LT(std::chrono::abs(Clock::wall().now() - since1970), 1min);
-    const Clock::Time before = Clock::steady().now();
-    EXPECT_GE(before, 0ns);
-    EXPECT_GE(Clock::steady().now(), before);
+    EXPECT_GE(Clock::steady().now(), 0ns);
     EXPECT_GE(utcCalendarTime().year, 2024);
     EXPECT_TRUE(localCalendarTime().month >= 1 && localCalendarTime().month <= 12);
 }

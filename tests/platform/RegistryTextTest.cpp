@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <optional>
 
 #include "platform/RegistryText.h"
 #include "text/Utf.h"
@@ -7,18 +8,13 @@ using namespace Platform;
 
 namespace {
 
-const RegistryValue* find(const RegistryText& text, std::u16string_view path, std::u16string_view name) {
+// Nothing when there is no such value; a value of a kind that is not read is there, but empty.
+std::optional<RegistryValue> valueOf(const RegistryText& text, std::u16string_view path,
+                                     std::u16string_view name) {
     const RegistryNode* key = findRegistryKey(text.localMachine, path);
-    if (!key)
-        return nullptr;
-    const auto value = key->values.find(name);
-    return value == key->values.end() ? nullptr : &value->second;
-}
-
-std::u16string textOf(const RegistryText& text, std::u16string_view path, std::u16string_view name) {
-    const RegistryValue* value = find(text, path, name);
-    return value && std::holds_alternative<std::u16string>(*value) ? std::get<std::u16string>(*value)
-                                                                   : u"(none)";
+    if (!key || !key->values.contains(name))
+        return std::nullopt;
+    return key->values.find(name)->second;
 }
 
 constexpr std::string_view exported =
@@ -41,11 +37,11 @@ TEST(RegistryTexts, AreReadAsTheEditorExportsThem) {
     for (const std::string& bytes : {std::string(exported), "\xEF\xBB\xBF" + std::string(exported), utf16}) {
         const RegistryText text = parseRegistryText(bytes);
         ASSERT_FALSE(text.error) << Ferrow::toUtf8(*text.error);
-        EXPECT_EQ(textOf(text, u"software\\corvane", u""), u"default");
-        EXPECT_EQ(textOf(text, u"software\\corvane\\", u"path"), u"C:\\A \"B\" \u00e9");
-        EXPECT_EQ(textOf(text, u"software\\corvane", u"a=b"), u"c");
-        EXPECT_EQ(*find(text, u"software\\corvane", u"number"), RegistryValue(31u));
-        EXPECT_EQ(*find(text, u"software\\corvane", u"bytes"), RegistryValue());
+        EXPECT_EQ(valueOf(text, u"software\\corvane", u""), RegistryValue(u"default"));
+        EXPECT_EQ(valueOf(text, u"software\\corvane\\", u"path"), RegistryValue(u"C:\\A \"B\" \u00e9"));
+        EXPECT_EQ(valueOf(text, u"software\\corvane", u"a=b"), RegistryValue(u"c"));
+        EXPECT_EQ(valueOf(text, u"software\\corvane", u"number"), RegistryValue(31u));
+        EXPECT_EQ(valueOf(text, u"software\\corvane", u"bytes"), RegistryValue());
         EXPECT_TRUE(findRegistryKey(text.localMachine, u"software"));
         EXPECT_FALSE(findRegistryKey(text.localMachine, u"software\\corvane\\sub"));
     }
@@ -59,9 +55,9 @@ TEST(RegistryTexts, NeedNoHeaderMergeRepeatedKeysAndTakeBackWhatTheyDelete) {
         "[-HKEY_LOCAL_MACHINE\\A\\B]\n\"ignored\"=\"1\"\n"
         "[-HKEY_LOCAL_MACHINE\\Never\\Was]\n");
     ASSERT_FALSE(text.error);
-    EXPECT_EQ(textOf(text, u"a", u"z"), u"2");
-    EXPECT_TRUE(find(text, u"a", u"y"));
-    EXPECT_FALSE(find(text, u"a", u"x"));
+    EXPECT_EQ(valueOf(text, u"a", u"z"), RegistryValue(u"2"));
+    EXPECT_TRUE(valueOf(text, u"a", u"y"));
+    EXPECT_FALSE(valueOf(text, u"a", u"x"));
     EXPECT_FALSE(findRegistryKey(text.localMachine, u"a\\b"));
 }
 

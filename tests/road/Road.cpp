@@ -1,14 +1,12 @@
 #include "road/Road.h"
 
-#include <regex>
 #include <stdexcept>
 
 #include <brevant/library.h>
+#include <brevant/settings.h>
 
 #include "json/JSONFormatter.h"
-#include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
-#include "platform/Process.h"
 #include "text/Utf.h"
 
 namespace Road {
@@ -21,248 +19,159 @@ std::u16string lastWord(const std::u16string& name) {
     return name.substr(name.rfind(u'.') + 1);
 }
 
+// Where module and plugin stand: programs that bring a bus of their own stand in a folder below.
+std::u16string above() {
+    return Platform::fileExists(beside(u"RoadPlugin.dll")) ? u"" : u"..";
+}
+
 }  // namespace
 
 Module::Module() {
-    // Programs that bring a bus of their own stand in a folder below the module's.
-    std::u16string folder = Platform::executablePath();
-    for (int level = 0; level < 2 && !library_; ++level) {
-        folder = folder.substr(0, folder.rfind(u'\\'));
-        library_ = Platform::loadLibrary(folder + u"\\" + Ferrow::toUtf16(ROAD_MODULE_FILE));
-    }
-    if (!library_)
+    std::u16string folder = beside(u"");
+    if (!above().empty())
+        folder = folder.substr(0, folder.rfind(u'\\', folder.size() - 2) + 1);
+    library_.emplace(folder + Ferrow::toUtf16(ROAD_MODULE_FILE));
+    if (!*library_)
         throw std::runtime_error("the module cannot be loaded");
-    auto create = reinterpret_cast<BrevantModuleCreateObject>(
-        Platform::libraryFunction(library_, BREVANT_EXPORT_CREATE_OBJECT));
-    functions = create();
-    EXPECT_EQ(functions->NewModule(&handle, u"Road"), MODULE_STATUS_SUCCESS);
+    functions_ = library_->function<BrevantModuleCreateObject>(BREVANT_EXPORT_CREATE_OBJECT)();
+    EXPECT_EQ(functions_->NewModule(&handle_, u"Road"), MODULE_STATUS_SUCCESS);
 }
 
 Module::~Module() {
     destroy();
-    Platform::freeLibrary(library_);
-}
-
-void Module::initialize() {
-    EXPECT_EQ(functions->InitializeModule(handle, u"Brevant", u"road", 0, nullptr, nullptr, nullptr, nullptr),
-              MODULE_STATUS_SUCCESS);
 }
 
 void Module::start() {
-    EXPECT_EQ(functions->StartModule(handle), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(
+        functions_->InitializeModule(handle_, u"Brevant", u"road", 0, nullptr, nullptr, nullptr, nullptr),
+        MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(functions_->StartModule(handle_), MODULE_STATUS_SUCCESS);
+}
+
+uint32_t Module::initializeWithoutBus() {
+    return functions_->InitializeModuleV2(handle_, u"", u"", 0, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                          nullptr);
 }
 
 void Module::stop() {
-    EXPECT_EQ(functions->StopModule(handle), MODULE_STATUS_SUCCESS);
-}
-
-void Module::uninitialize() {
-    EXPECT_EQ(functions->UninitializeModule(handle), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(functions_->StopModule(handle_), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(functions_->UninitializeModule(handle_), MODULE_STATUS_SUCCESS);
 }
 
 void Module::destroy() {
-    if (handle) {
-        EXPECT_EQ(functions->DestroyModule(handle), MODULE_STATUS_SUCCESS);
+    if (ModuleHandle* const handle = std::exchange(handle_, nullptr)) {
+        EXPECT_EQ(functions_->DestroyModule(handle), MODULE_STATUS_SUCCESS);
     }
-    handle = nullptr;
 }
 
 uint32_t Module::direct(const std::u16string& name, const std::u16string& payload) {
-    return functions->DirectMessage(handle, nullptr, name.c_str(), nullptr, payload.c_str());
+    return functions_->DirectMessage(handle_, nullptr, name.c_str(), nullptr, payload.c_str());
 }
 
-Settings::Settings() {
-    peer_.onName(u"SETTINGS_MANAGER_GET_PROPERTY", [this](const BusMessage& m) { return answerOne(m); });
-    peer_.onName(u"SettingsManager.GetProperties.Request",
-                 [this](const BusMessage& m) { return answerMany(m); });
-}
+Settings::Settings(const std::u16string& file) : store_(file), service_(*Support::embeddedBus(), store_) {}
 
 void Settings::set(const std::u16string& name, const std::u16string& value) {
-    {
-        std::lock_guard lock(mutex_);
-        properties_[name] = value;
-    }
-    Tavix::JSONFormatter notice;
-    notice.setString(u"name", name);
-    notice.setString(u"value", value);
-    peer_.publish(u"SettingsManager.Notify.Set." + name, notice.toString());
+    Tavix::JSONFormatter property;
+    property.setString(u"name", name);
+    property.setString(u"value", value);
+    property.setBool(u"volatile", true);
+    BusMessage reply;
+    EXPECT_EQ(peer_.request(BREVANT_SETTINGS_SET, property.toString(), reply), MODULE_STATUS_SUCCESS);
 }
 
 void Settings::remove(const std::u16string& name) {
-    {
-        std::lock_guard lock(mutex_);
-        properties_.erase(name);
-    }
-    Tavix::JSONFormatter notice;
-    notice.setString(u"name", name);
-    peer_.publish(u"SettingsManager.Notify.Delete." + name, notice.toString());
-}
-
-uint32_t Settings::answerOne(const BusMessage& request) {
-    if (silent)
-        return MODULE_STATUS_SUCCESS;
-    Tavix::JSONFormatter asked, answer;
-    std::u16string name;
-    if (!asked.parse(request.payload) || !asked.getString(u"name", name))
-        return MODULE_STATUS_DATA_ERROR;
-    answer.setString(u"name", name);
-    {
-        std::lock_guard lock(mutex_);
-        auto found = properties_.find(name);
-        answer.setBool(u"status", found != properties_.end());
-        if (found != properties_.end())
-            answer.setString(u"value", found->second);
-    }
-    return peer_.reply(request, request.name + u".Response", answer.toString());
-}
-
-uint32_t Settings::answerMany(const BusMessage& request) {
-    if (silent)
-        return MODULE_STATUS_SUCCESS;
-    Tavix::JSONFormatter asked, answer;
-    std::vector<Tavix::JSONFormatter> items;
-    if (!asked.parse(request.payload) || !asked.getObjectArray(u"properties", items))
-        return MODULE_STATUS_DATA_ERROR;
-    answer.setObjectArray(u"responses", {});
-    for (const auto& item : items) {
-        std::u16string prefix;
-        item.getString(u"name", prefix);
-        std::lock_guard lock(mutex_);
-        for (const auto& [name, value] : properties_) {
-            if (!name.starts_with(prefix))
-                continue;
-            Tavix::JSONFormatter one;
-            one.setString(u"name", name);
-            one.setBool(u"status", true);
-            one.setString(u"value", value);
-            answer.addObjectToArray(u"responses", one);
-        }
-    }
-    return peer_.reply(request, request.name + u".Response", answer.toString());
+    BusMessage reply;
+    EXPECT_EQ(peer_.request(BREVANT_SETTINGS_REMOVE, u"{\"name\":\"" + name + u"\"}", reply),
+              MODULE_STATUS_SUCCESS);
 }
 
 Viewer::Viewer(const std::u16string& id) {
     peer_.onPattern(u"Brevant.Viewer." + id + u".Show..+", [this](const BusMessage& m) { return onShow(m); });
-    peer_.onPattern(u"Brevant.Viewer." + id + u".Delete..+",
-                    [this](const BusMessage& m) { return onDelete(m); });
+    peer_.onPattern(u"Brevant.Viewer." + id + u".Delete..+", [this](const BusMessage& request) {
+        return peer_.reply(request, outcome(u"Dismissed", lastWord(request.name)));
+    });
 }
 
 uint32_t Viewer::onShow(const BusMessage& request) {
     const std::u16string instance = lastWord(request.name);
-    Tavix::JSONFormatter description;
-    std::u16string id;
-    description.parse(request.payload);
-    description.getString(u"id", id);
     const Manner now = manner;
     {
         std::lock_guard lock(mutex_);
-        payloads_[instance] = request.payload;
-        alertIds_[instance] = id;
+        requests_[instance] = request;
         if (now == Manner::isSilent)
-            held_.push_back(request);
+            held_.push_back(instance);
     }
-    if (now == Manner::namesAnotherAlert)
-        peer_.reply(request, u"Brevant.Alert." + id + u".Shown.another");
-    else if (now != Manner::isSilent)
-        peer_.reply(request, u"Brevant.Alert." + id + u".Shown." + instance);
+    if (now != Manner::isSilent)
+        peer_.reply(request, outcome(u"Shown", instance));
     if (now == Manner::dismissesAtOnce)
         dismiss(instance);
     if (now == Manner::publishesFailed)
-        peer_.publish(u"Brevant.Alert." + id + u".Failed." + instance);
+        peer_.publish(outcome(u"Failed", instance));
     std::lock_guard lock(mutex_);
     shown_.push_back(instance);
     changed_.notify_all();
     return MODULE_STATUS_SUCCESS;
 }
 
-uint32_t Viewer::onDelete(const BusMessage& request) {
-    const std::u16string instance = lastWord(request.name);
-    std::u16string id;
-    {
-        std::lock_guard lock(mutex_);
-        id = alertIds_[instance];
-    }
-    peer_.reply(request, u"Brevant.Alert." + id + u".Dismissed." + instance);
-    std::lock_guard lock(mutex_);
-    deleted_.insert(instance);
-    changed_.notify_all();
-    return MODULE_STATUS_SUCCESS;
-}
-
-std::u16string Viewer::waitForShow(std::chrono::milliseconds timeout) {
+std::u16string Viewer::waitForShow() {
     std::unique_lock lock(mutex_);
-    if (!changed_.wait_for(lock, timeout, [&] { return shown_.size() > taken_; }))
-        return {};
-    return shown_[taken_++];
-}
-
-bool Viewer::waitForDelete(const std::u16string& instance) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return deleted_.count(instance) != 0; });
+    const bool asked =
+        changed_.wait_for(lock, std::chrono::seconds(20), [&] { return shown_.size() > taken_; });
+    return asked ? shown_[taken_++] : u"";
 }
 
 void Viewer::dismiss(const std::u16string& instance) {
-    std::u16string id;
-    {
-        std::lock_guard lock(mutex_);
-        id = alertIds_[instance];
-    }
-    peer_.publish(u"Brevant.Alert." + id + u".Dismissed." + instance);
+    peer_.publish(outcome(u"Dismissed", instance));
 }
 
 void Viewer::answerHeld() {
-    std::vector<BusMessage> held;
-    {
-        std::lock_guard lock(mutex_);
-        held.swap(held_);
-    }
-    for (const BusMessage& request : held) {
-        const std::u16string instance = lastWord(request.name);
-        std::u16string id;
-        {
-            std::lock_guard lock(mutex_);
-            id = alertIds_[instance];
-        }
-        peer_.reply(request, u"Brevant.Alert." + id + u".Shown." + instance);
+    std::unique_lock lock(mutex_);
+    for (const std::u16string& instance : std::exchange(held_, {})) {
+        const BusMessage request = requests_[instance];
+        lock.unlock();
+        peer_.reply(request, outcome(u"Shown", instance));
+        lock.lock();
     }
 }
 
 std::u16string Viewer::payloadOf(const std::u16string& instance) const {
     std::lock_guard lock(mutex_);
-    auto found = payloads_.find(instance);
-    return found == payloads_.end() ? std::u16string() : found->second;
+    const auto found = requests_.find(instance);
+    return found == requests_.end() ? u"" : found->second.payload;
+}
+
+std::u16string Viewer::outcome(const std::u16string& word, const std::u16string& instance) const {
+    Tavix::JSONFormatter description;
+    std::u16string id;
+    description.parse(payloadOf(instance));
+    description.getString(u"id", id);
+    return u"Brevant.Alert." + id + u"." + word + u"." + instance;
 }
 
 std::u16string AlertText::json(const std::u16string& instance) const {
-    Tavix::JSONFormatter text, context;
-    context.setString(u"title", title);
-    text.setString(u"id", id);
-    text.setString(u"instanceId", instance);
-    text.setString(u"priority", priority);
-    text.setString(u"product", product);
-    text.setString(u"source", u"client");
-    text.setBool(u"forcePreferredViewer", false);
-    text.setStringArray(u"preferredViewer", {viewer});
-    text.setUInt32(u"sessionId", session);
-    text.setUInt32(u"timeout", timeout);
-    text.setObject(u"context", context);
-    return text.toString();
+    return uR"({"id":")" + id + uR"(","instanceId":")" + instance + uR"(","priority":")" + priority +
+           uR"(","product":")" + product + uR"(","preferredViewer":[")" + viewer + uR"("],"sessionId":)" +
+           Ferrow::decimal(session) + uR"(,"context":{"title":")" + title +
+           uR"("},"source":"client","forcePreferredViewer":false})";
+}
+
+AlertText titled(const std::u16string& id) {
+    AlertText alert;
+    alert.id = id;
+    alert.title = u"Title of " + id;
+    return alert;
 }
 
 void RoadTest::SetUp() {
     folder.writeSessions("1 active\n2 disconnected\n");
-    settings = std::make_unique<Settings>();
+    settings.emplace(folder.portable() + u"\\settings.json");
     settings->set(u"Brevant/Viewer/v", u"");
-    // Programs that bring a bus of their own stand in a folder below the plugin's.
-    const std::u16string program = Platform::executablePath();
-    const bool beside = Platform::fileExists(program.substr(0, program.rfind(u'\\')) + u"\\RoadPlugin.dll");
-    settings->set(u"Brevant/Product/p", u"{\"pluginFile\":\"RoadPlugin.dll\",\"pluginPath\":\"$(App.Folder)" +
-                                            std::u16string(beside ? u"" : u"..") + u"\"}");
-    viewer = std::make_unique<Viewer>(u"v");
-    log = std::make_unique<Support::MessageLog>();
-    product = std::make_unique<Support::BusPeer>();
-    module = std::make_unique<Module>();
-    module->initialize();
+    settings->set(u"Brevant/Product/p",
+                  uR"({"pluginFile":"RoadPlugin.dll","pluginPath":"$(App.Folder))" + above() + u"\"}");
+    viewer.emplace(u"v");
+    log.emplace();
+    product.emplace();
+    module.emplace();
     module->start();
 }
 
@@ -274,17 +183,10 @@ void RoadTest::TearDown() {
     settings.reset();
 }
 
-std::string RoadTest::eventSinkKey() {
-    const std::string program = Ferrow::toUtf8(Platform::executablePath());
-    const std::string sink = program.substr(0, program.rfind('\\') + 1) + ROAD_EVENT_SINK_FILE;
-    return "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\{3F9A6C12-5B8E-4D07-A1C4-7E2B90D3F658}"
-           "\\InprocServer32]\n@=\"" +
-           std::regex_replace(sink, std::regex("\\\\"), "\\\\") + "\"\n\"ThreadingModel\"=\"Both\"\n";
-}
-
 std::u16string RoadTest::show(const AlertText& alert) {
     BusMessage id;
     EXPECT_EQ(product->request(u"Brevant.Alert.GetId", u"", id), MODULE_STATUS_SUCCESS);
+    EXPECT_TRUE(seen(u"Brevant.Alert.GetId.Response"));
     EXPECT_EQ(product->publish(u"Brevant.Alert.Show." + id.payload, alert.json(id.payload)),
               MODULE_STATUS_SUCCESS);
     return id.payload;
@@ -296,17 +198,15 @@ std::u16string RoadTest::showAndExpect(const AlertText& alert, const std::u16str
     return instance;
 }
 
-bool RoadTest::seen(const std::u16string& name, std::chrono::milliseconds timeout) {
-    return log->waitFor(name, timeout).has_value();
+std::u16string RoadTest::occupy(const std::u16string& id) {
+    const auto instance = showAndExpect(titled(id), u"Queued");
+    EXPECT_EQ(viewer->waitForShow(), instance);
+    EXPECT_TRUE(seen(outcome(id, u"Shown", instance)));
+    return instance;
 }
 
 void RoadTest::deleteAlert(const std::u16string& instance) {
     EXPECT_EQ(product->publish(u"Brevant.Alert.Delete." + instance), MODULE_STATUS_SUCCESS);
-}
-
-void RoadTest::switchTo(uint32_t session) {
-    folder.writeSessions(session == 1 ? "1 active\n2 disconnected\n" : "1 disconnected\n2 active\n");
-    product->publish(u"SystemMonitor.UserSession.Console.Connect");
 }
 
 }  // namespace Road

@@ -1,19 +1,13 @@
 // A hundred lives of the module in one process leave nothing behind.
+#include <brevant/event_sink.h>
+
 #include "road/Road.h"
 #include "support/ProcessCounts.h"
 
 namespace Road {
 namespace {
 
-class ModuleLives : public RoadTest {
-protected:
-    // The module throws and catches an exception on this thread.
-    void refuseABus() {
-        EXPECT_EQ(module->functions->InitializeModuleV2(module->handle, u"", u"", 0, nullptr, nullptr,
-                                                        nullptr, nullptr, nullptr, nullptr),
-                  MODULE_STATUS_UNKNOWN_EXCEPTION);
-    }
-};
+class ModuleLives : public RoadTest {};
 
 TEST_F(ModuleLives, LeaveNoThreadDescriptorOrMemoryBehind) {
     bool traces = false;
@@ -23,20 +17,15 @@ TEST_F(ModuleLives, LeaveNoThreadDescriptorOrMemoryBehind) {
         traces = !traces;
         if (folder.isOwnMachine())
             folder.writeRegistry(
-                "Windows Registry Editor Version 5.00\n\n"
-                "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Logging]\n"
-                "\"Logging Mechanism\"=dword:0000000" +
-                std::string(traces ? "1\n\n" : "0\n\n") + eventSinkKey());
+                folder.keyText("Corvane\\Logging",
+                               traces ? "\"Logging Mechanism\"=dword:1" : "\"Logging Mechanism\"=dword:0") +
+                folder.componentText(BREVANT_EVENT_SINK_CLASS_ID_TEXT, beside(ROAD_EVENT_SINK_FILE)));
         RoadTest::SetUp();
-        refuseABus();
-        AlertText alert;
-        const auto shown = showAndExpect(alert, u"Queued");
-        EXPECT_EQ(viewer->waitForShow(), shown);
-        EXPECT_TRUE(seen(outcome(alert.id, u"Shown", shown)));
+        EXPECT_EQ(module->initializeWithoutBus(), MODULE_STATUS_UNKNOWN_EXCEPTION);
+        const auto shown = occupy(u"a");
         viewer->dismiss(shown);
-        EXPECT_TRUE(seen(outcome(alert.id, u"Dismissed", shown)));
+        EXPECT_TRUE(seen(outcome(u"a", u"Dismissed", shown)));
         module->stop();
-        module->uninitialize();
         RoadTest::TearDown();
         Support::BusPeer::forgetEnded();
     };

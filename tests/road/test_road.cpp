@@ -1,32 +1,9 @@
-#include "json/JSONFormatter.h"
 #include "road/Road.h"
 
 namespace Road {
 namespace {
 
-AlertText titled(const std::u16string& id) {
-    AlertText alert;
-    alert.id = id;
-    alert.title = u"Title of " + id;
-    return alert;
-}
-
-TEST_F(RoadTest, AnAlertIsQueuedShownDismissedAndTheNextOneFollows) {
-    const auto first = showAndExpect(titled(u"first"), u"Queued");
-    const auto second = showAndExpect(titled(u"second"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), first);
-    EXPECT_TRUE(seen(outcome(u"first", u"Shown", first)));
-    Tavix::JSONFormatter shown;
-    std::u16string id;
-    EXPECT_TRUE(shown.parse(viewer->payloadOf(first)) && shown.getString(u"id", id));
-    EXPECT_EQ(id, u"first");
-    viewer->dismiss(first);
-    EXPECT_EQ(viewer->waitForShow(), second);
-    viewer->dismiss(second);
-    EXPECT_TRUE(seen(outcome(u"second", u"Dismissed", second)));
-}
-
-TEST_F(RoadTest, RequestsThatMakeNoSenseGetNoStatusMessage) {
+TEST_F(RoadTest, RequestsThatMakeNoSenseGetNoStatusMessageAndAGoodOneIsTakenDirectly) {
     std::u16string deep = u"{\"a\":";
     deep.append(100000, u'[');
     module->direct(u"Brevant.Alert.Show.7", titled(u"a").json(u"7"));
@@ -34,8 +11,10 @@ TEST_F(RoadTest, RequestsThatMakeNoSenseGetNoStatusMessage) {
     module->direct(u"Brevant.Alert.Show.1", deep);
     module->direct(u"Brevant.Alert.Show.1", titled(u"a").json(u"0"));
     module->direct(u"Brevant.Alert.Delete.7", u"");
-    showAndExpect(titled(u"a good one"), u"Queued");
-    viewer->dismiss(viewer->waitForShow());
+    EXPECT_EQ(module->direct(u"Brevant.Alert.GetId", u""), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(module->direct(u"Brevant.Alert.Show.1", titled(u"direct").json(u"1")), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(viewer->waitForShow(), u"1");
+    viewer->dismiss(u"1");
     for (const auto& message : log->all())
         EXPECT_TRUE(message.sender == u"Peer" || !message.name.starts_with(u"Brevant.Alert.a."));
 }
@@ -43,8 +22,7 @@ TEST_F(RoadTest, RequestsThatMakeNoSenseGetNoStatusMessage) {
 TEST_F(RoadTest, ThePluginDecidesAndABrokenOneHarmsOnlyItsOwnAlerts) {
     showAndExpect(titled(u"!suppress"), u"Suppressed");
     for (const char16_t* broken : {u"!throw", u"!fail", u"!null"}) {
-        const auto instance = showAndExpect(titled(broken), u"Queued");
-        EXPECT_EQ(viewer->waitForShow(), instance);
+        const auto instance = occupy(broken);
         EXPECT_NE(viewer->payloadOf(instance).find(u"content of the plugin"), std::u16string::npos);
         viewer->dismiss(instance);
     }
@@ -56,138 +34,43 @@ TEST_F(RoadTest, ThePluginDecidesAndABrokenOneHarmsOnlyItsOwnAlerts) {
     }
 }
 
-TEST_F(RoadTest, AnAlertForAnUnknownViewerIsSuppressed) {
-    AlertText alert = titled(u"a");
-    alert.viewer = u"nobody";
-    showAndExpect(alert, u"Suppressed");
-    // The viewer registers while the module runs, and is found from then on.
-    settings->set(u"Brevant/Viewer/nobody", u"");
-    EXPECT_TRUE(seen(u"Brevant.Viewer.nobody.Registered"));
-    showAndExpect(alert, u"Queued");
-    settings->remove(u"Brevant/Viewer/nobody");
-    EXPECT_TRUE(seen(u"Brevant.Viewer.nobody.Unregistered"));
-    showAndExpect(alert, u"Suppressed");
-}
-
-TEST_F(RoadTest, ADuplicateOfAQueuedAlertIsSuppressedAndOneOfTheShownAlertIsNot) {
-    const auto shown = showAndExpect(titled(u"shown"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), shown);
-    AlertText same = titled(u"shown");
-    same.id = u"same texts";
-    showAndExpect(same, u"Queued");
-    showAndExpect(same, u"Suppressed");
-    viewer->dismiss(shown);
-    viewer->dismiss(viewer->waitForShow());
-}
-
-TEST_F(RoadTest, ADeleteRequestRemovesAQueuedAlertAndDismissesTheShownOne) {
-    const auto shown = showAndExpect(titled(u"on screen"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), shown);
-    EXPECT_TRUE(seen(outcome(u"on screen", u"Shown", shown)));
-
-    // The queue is searched by alert id, with the instance id as the key.
-    Support::BusMessage next;
-    product->request(u"Brevant.Alert.GetId", u"", next);
-    AlertText waiting = titled(next.payload);
-    product->publish(u"Brevant.Alert.Show." + next.payload, waiting.json(next.payload));
-    EXPECT_TRUE(seen(outcome(next.payload, u"Queued", next.payload)));
-    deleteAlert(next.payload);
-    EXPECT_TRUE(seen(u"Brevant.Alert..Deleted." + next.payload));
-    deleteAlert(next.payload);
-    EXPECT_TRUE(seen(u"Brevant.Alert..NotFound." + next.payload));
-
-    deleteAlert(shown);
-    EXPECT_TRUE(viewer->waitForDelete(shown));
-    EXPECT_TRUE(seen(u"Brevant.Alert..Deleted." + shown));
-}
-
-TEST_F(RoadTest, AViewerThatAnswersWronglyFailsTheAlertAndTheNextOneIsShown) {
-    viewer->manner = Viewer::Manner::namesAnotherAlert;
-    const auto wrong = showAndExpect(titled(u"wrong"), u"Queued");
-    EXPECT_TRUE(seen(outcome(u"wrong", u"Failed", wrong)));
-    EXPECT_EQ(viewer->waitForShow(), wrong);
-    viewer->manner = Viewer::Manner::confirms;
-    const auto right = showAndExpect(titled(u"right"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), right);
-    viewer->dismiss(right);
-}
-
-TEST_F(RoadTest, AViewerThatIsGoneFailsTheAlert) {
+TEST_F(RoadTest, AViewerIsKnownWhileItIsRegisteredAndFailsTheAlertWhenItIsGone) {
     AlertText alert = titled(u"a");
     alert.viewer = u"gone";
+    showAndExpect(alert, u"Suppressed");
     settings->set(u"Brevant/Viewer/gone", u"");
     EXPECT_TRUE(seen(u"Brevant.Viewer.gone.Registered"));
     const auto instance = showAndExpect(alert, u"Queued");
     EXPECT_TRUE(seen(outcome(u"a", u"Failed", instance)));
+    settings->remove(u"Brevant/Viewer/gone");
+    EXPECT_TRUE(seen(u"Brevant.Viewer.gone.Unregistered"));
+    showAndExpect(alert, u"Suppressed");
 }
 
-TEST_F(RoadTest, WhileAViewerKeepsASessionWaitingOtherTrafficGoesOn) {
-    viewer->manner = Viewer::Manner::isSilent;
-    const auto stuck = showAndExpect(titled(u"stuck"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), stuck);
-    // This one waits for the session, and holds the session map meanwhile.
-    const auto behind = show(titled(u"behind"));
-    EXPECT_FALSE(log->count(outcome(u"behind", u"Queued", behind)));
-    Support::BusMessage id;
-    EXPECT_EQ(product->request(u"Brevant.Alert.GetId", u"", id), MODULE_STATUS_SUCCESS);
-    settings->set(u"Brevant/Viewer/other", u"");
-    EXPECT_TRUE(seen(u"Brevant.Viewer.other.Registered"));
-    viewer->manner = Viewer::Manner::confirms;
-    viewer->answerHeld();
-    viewer->dismiss(stuck);
-    EXPECT_TRUE(seen(outcome(u"behind", u"Queued", behind)));
-    EXPECT_EQ(viewer->waitForShow(), behind);
-    viewer->dismiss(behind);
+TEST_F(RoadTest, ADeleteRequestRemovesAQueuedAlertAndDismissesTheShownOne) {
+    const auto shown = occupy(u"on screen");
+    // The queue is searched by alert id, with the instance id as the key.
+    EXPECT_EQ(showAndExpect(titled(u"2"), u"Queued"), u"2");
+    for (const std::u16string answer : {u"Deleted", u"NotFound"}) {
+        deleteAlert(u"2");
+        EXPECT_TRUE(seen(u"Brevant.Alert.." + answer + u".2"));
+    }
+    deleteAlert(shown);
+    EXPECT_TRUE(seen(outcome(u"on screen", u"Dismissed", shown)));
+    EXPECT_TRUE(seen(u"Brevant.Alert..Deleted." + shown));
 }
 
 TEST_F(RoadTest, AlertsFollowTheActiveSession) {
     AlertText other = titled(u"for two");
     other.session = 2;
     const auto waiting = showAndExpect(other, u"Queued");
-    const auto here = showAndExpect(titled(u"for one"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), here);
+    const auto here = occupy(u"for one");
     viewer->dismiss(here);
     EXPECT_TRUE(seen(outcome(u"for one", u"Dismissed", here)));
-    switchTo(2);
+    folder.writeSessions("1 disconnected\n2 active\n");
+    product->publish(u"SystemMonitor.UserSession.Console.Connect");
     EXPECT_EQ(viewer->waitForShow(), waiting);
     viewer->dismiss(waiting);
-}
-
-TEST_F(RoadTest, TheGreaterPriorityValueWinsBetweenTheGlobalAndTheUserQueue) {
-    const auto shown = showAndExpect(titled(u"on screen"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), shown);
-    AlertText user = titled(u"user"), global = titled(u"global");
-    user.priority = u"P1";
-    global.priority = u"P3";
-    global.session = 0;
-    const auto userInstance = showAndExpect(user, u"Queued");
-    const auto globalInstance = showAndExpect(global, u"Queued");
-    viewer->dismiss(shown);
-    EXPECT_EQ(viewer->waitForShow(), globalInstance);
-    viewer->dismiss(globalInstance);
-    EXPECT_EQ(viewer->waitForShow(), userInstance);
-    viewer->dismiss(userInstance);
-}
-
-TEST_F(RoadTest, ALogoffWhileAnAlertIsShownEndsWithTheAlert) {
-    const auto shown = showAndExpect(titled(u"on screen"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), shown);
-    EXPECT_TRUE(seen(outcome(u"on screen", u"Shown", shown)));
-    product->publish(u"SystemMonitor.UserSession.Logoff", u"{\"sessionId\":1}");
-    // A new session takes the place of the old one before the old one has ended.
-    Support::BusMessage id;
-    product->request(u"Brevant.Alert.GetId", u"", id);
-    viewer->dismiss(shown);
-    const auto next = showAndExpect(titled(u"after logon"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), next);
-    viewer->dismiss(next);
-}
-
-TEST_F(RoadTest, DirectMessagesTravelTheSameRoad) {
-    EXPECT_EQ(module->direct(u"Brevant.Alert.GetId", u""), MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(module->direct(u"Brevant.Alert.Show.1", titled(u"direct").json(u"1")), MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(viewer->waitForShow(), u"1");
-    viewer->dismiss(u"1");
 }
 
 TEST_F(RoadTest, TheModuleEndsWithAlertsInEveryState) {
@@ -195,14 +78,10 @@ TEST_F(RoadTest, TheModuleEndsWithAlertsInEveryState) {
     elsewhere.session = 2;
     global.session = 0;
     global.priority = u"P1";
-    const auto shown = showAndExpect(titled(u"on screen"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), shown);
-    EXPECT_TRUE(seen(outcome(u"on screen", u"Shown", shown)));
-    showAndExpect(titled(u"waiting"), u"Queued");
-    showAndExpect(elsewhere, u"Queued");
-    showAndExpect(global, u"Queued");
+    const auto shown = occupy(u"on screen");
+    for (const AlertText& waiting : {titled(u"waiting"), elsewhere, global})
+        showAndExpect(waiting, u"Queued");
     module->stop();
-    module->uninitialize();
     // The next alert may be shown before the end begins.
     viewer->manner = Viewer::Manner::dismissesAtOnce;
     viewer->dismiss(shown);
@@ -210,13 +89,8 @@ TEST_F(RoadTest, TheModuleEndsWithAlertsInEveryState) {
 }
 
 TEST_F(RoadTest, IdsAndTextsOfAnyLengthCostNeitherTheStackNorTheOutcome) {
-    AlertText alert = titled(std::u16string(300000, u'x'));
-    const auto instance = showAndExpect(alert, u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), instance);
-    viewer->dismiss(instance);
-    const auto next = showAndExpect(titled(u"next"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), next);
-    viewer->dismiss(next);
+    viewer->dismiss(occupy(std::u16string(300000, u'x')));
+    viewer->dismiss(occupy(u"next"));
 }
 
 TEST_F(RoadTest, TheProcessMayEndWithTheModuleAliveAndAnAlertOnScreen) {

@@ -2,8 +2,8 @@
 // system: what both say the same as the file they say the same as each other.
 #include <regex>
 
-#include "platform/Files.h"
-#include "platform/Process.h"
+#include <brevant/event_sink.h>
+
 #include "road/Road.h"
 #include "text/Utf.h"
 
@@ -24,8 +24,8 @@ std::string normalized(std::string line) {
     for (const auto& [pattern, replacement] : differences)
         line = std::regex_replace(line, pattern, replacement);
     // Where the build has put program and libraries.
-    const std::string program = Ferrow::toUtf8(Platform::executablePath());
-    const std::string folder = program.substr(0, program.rfind('\\'));
+    std::string folder = Ferrow::toUtf8(beside(u""));
+    folder.pop_back();
     for (size_t at = 0; (at = line.find(folder)) != line.npos;)
         line.replace(at, folder.size(), "<folder>");
     return line;
@@ -44,7 +44,7 @@ protected:
     void SetUp() override {
         if (!folder.isOwnMachine())
             GTEST_SKIP() << folder.notOwnMachine;
-        folder.writeRegistry("Windows Registry Editor Version 5.00\n\n" + eventSinkKey());
+        folder.registerComponent(BREVANT_EVENT_SINK_CLASS_ID_TEXT, beside(ROAD_EVENT_SINK_FILE));
         // Every level, with the names of the functions.
         std::filesystem::create_directories(logs());
         std::ofstream(logs() / "log.ini") << "[Config]\nSeverity=0\nOptions=32\n";
@@ -54,24 +54,10 @@ protected:
 
     std::filesystem::path logs() const { return folder.data() / "Corvane" / "CVLOGS"; }
 
-    AlertText titled(const std::u16string& id) {
-        AlertText alert;
-        alert.id = id;
-        alert.title = u"Title of " + id;
-        return alert;
-    }
     // Each step waits for its last trace, so that traces of several threads come in one order.
-    std::u16string showAnd(const AlertText& alert, const std::u16string& statusWord) {
-        Support::BusMessage id;
-        product->request(u"Brevant.Alert.GetId", u"", id);
-        EXPECT_TRUE(seen(u"Brevant.Alert.GetId.Response"));
-        product->publish(u"Brevant.Alert.Show." + id.payload, alert.json(id.payload));
-        EXPECT_TRUE(seen(outcome(alert.id, statusWord, id.payload))) << Ferrow::toUtf8(alert.id);
-        return id.payload;
-    }
     // The viewer answers only once the broker has said that the alert is queued.
     std::u16string showUntilShown(const std::u16string& id) {
-        const auto instance = showAnd(titled(id), u"Queued");
+        const auto instance = showAndExpect(titled(id), u"Queued");
         EXPECT_EQ(viewer->waitForShow(), instance);
         asked.push_back(Ferrow::toUtf8(instance + u" " + viewer->payloadOf(instance)));
         viewer->answerHeld();
@@ -84,14 +70,13 @@ protected:
     bool told(const std::string& id) const {
         return comes(&Transcript::eventLines, "\"Hit.GUID\":\"" + id + "\"");
     }
-    bool comes(std::vector<std::string> (Transcript::*lines)() const, const std::string& text) const {
+    bool comes(std::vector<std::string> (Transcript::*read)() const, const std::string& text) const {
         for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-             std::chrono::steady_clock::now() < end;
-             std::this_thread::sleep_for(std::chrono::milliseconds(10))) {
-            const auto now = (this->*lines)();
-            if (std::any_of(now.begin(), now.end(),
-                            [&](const std::string& line) { return (line + "\n").find(text) != line.npos; }))
-                return true;
+             std::chrono::steady_clock::now() < end; std::this_thread::yield()) {
+            for (const std::string& line : (this->*read)()) {
+                if ((line + "\n").find(text) != line.npos)
+                    return true;
+            }
         }
         return false;
     }
@@ -99,30 +84,25 @@ protected:
     std::vector<std::string> logLines() const {
         std::vector<std::string> all;
         for (const auto& file : std::filesystem::recursive_directory_iterator(logs())) {
-            if (file.path().extension() != ".log")
-                continue;
-            const auto part = linesOf(file);
-            all.insert(all.end(), part.begin(), part.end());
+            if (file.path().extension() == ".log")
+                std::ranges::move(linesOf(file), std::back_inserter(all));
         }
         return all;
     }
 
-    std::vector<std::string> lines() {
-        std::vector<std::string> all;
-        const auto section = [&all](const char* name, const std::vector<std::string>& part) {
-            all.push_back(name);
-            all.insert(all.end(), part.begin(), part.end());
-        };
-        std::vector<std::string> bus;
+    std::vector<std::string> transcript() {
+        std::vector<std::string> all{"== bus"};
         for (const auto& message : log->all()) {
             if (message.sender != u"Peer")
-                bus.push_back(normalized(
+                all.push_back(normalized(
                     Ferrow::toUtf8(message.name + u" from " + message.sender + u" " + message.payload)));
         }
-        section("== bus", bus);
-        section("== viewer", asked);
-        section("== log", logLines());
-        section("== telemetry", eventLines());
+        for (const auto& [name, part] :
+             std::initializer_list<std::pair<const char*, std::vector<std::string>>>{
+                 {"== viewer", asked}, {"== log", logLines()}, {"== telemetry", eventLines()}}) {
+            all.push_back(name);
+            all.insert(all.end(), part.begin(), part.end());
+        }
         return all;
     }
 
@@ -135,20 +115,20 @@ TEST_F(Transcript, IsTheSameOnEverySystem) {
     viewer->dismiss(first);
     EXPECT_TRUE(seen(outcome(u"first", u"Dismissed", first)));
 
-    const auto suppressed = showAnd(titled(u"!suppress"), u"Suppressed");
+    const auto suppressed = showAndExpect(titled(u"!suppress"), u"Suppressed");
     EXPECT_TRUE(logged("Alert id: !suppress, Instance: 2.") && told("!suppress"));
     AlertText alert = titled(u"for nobody");
     alert.viewer = u"nobody";
-    showAnd(alert, u"Suppressed");
+    showAndExpect(alert, u"Suppressed");
     EXPECT_TRUE(logged("Alert id: for nobody, Instance: 3.") && told("for nobody"));
 
     // These wait behind the alert on screen.
     const auto shown = showUntilShown(u"on screen");
-    const auto failing = showAnd(titled(u"!no content"), u"Queued");
+    const auto failing = showAndExpect(titled(u"!no content"), u"Queued");
     deleteAlert(suppressed);
     EXPECT_TRUE(seen(u"Brevant.Alert..NotFound." + suppressed));
     // The queue is searched by alert id, with the instance id as the key.
-    EXPECT_EQ(showAnd(titled(u"6"), u"Queued"), u"6");
+    EXPECT_EQ(showAndExpect(titled(u"6"), u"Queued"), u"6");
     deleteAlert(u"6");
     EXPECT_TRUE(seen(u"Brevant.Alert..Deleted.6"));
     EXPECT_TRUE(logged("Alert instance 6 deleted."));
@@ -163,10 +143,9 @@ TEST_F(Transcript, IsTheSameOnEverySystem) {
     EXPECT_TRUE(seen(u"Brevant.Viewer.v.Unregistered"));
     EXPECT_TRUE(logged("Viewer unregistered: v"));
     module->stop();
-    module->uninitialize();
     module.reset();
 
-    const std::vector<std::string> found = lines();
+    const std::vector<std::string> found = transcript();
     std::ofstream copy("transcript.txt", std::ios::binary);
     for (const std::string& line : found)
         copy << line << '\n';

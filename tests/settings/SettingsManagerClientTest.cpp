@@ -1,7 +1,8 @@
+#include <functional>
 #include <gtest/gtest.h>
 #include <limits>
+#include <utility>
 
-#include "json/JSONFormatter.h"
 #include "settings/SettingsManagerClient.h"
 #include "support/FakeBus.h"
 #include "support/LogCapture.h"
@@ -12,11 +13,9 @@ using namespace std::chrono_literals;
 using Tavix::SettingsManager;
 using Tavix::SettingsManagerClient;
 
-using Names = std::vector<std::u16string>;
+using Texts = std::vector<std::u16string>;
 using Results = SettingsManager::ResultMap;
 using Values = SettingsManager::ValueMap;
-
-constexpr uint32_t warning = 2, error = 4;
 
 constexpr char16_t getTopic[] = u"SETTINGS_MANAGER_GET_PROPERTY";
 constexpr char16_t setTopic[] = u"SETTINGS_MANAGER_SET_PROPERTY";
@@ -35,48 +34,61 @@ protected:
             return FakeBus::Answer{topic + u".Reply", payload, status};
         });
     }
-    // Answers a get of the property "n".
-    void store(const std::u16string& value) {
-        Tavix::JSONFormatter reply;
-        reply.setString(u"name", u"n");
-        reply.setBool(u"status", true);
-        reply.setString(u"value", value);
-        answer(getTopic, reply.toString());
+    void answerAll(const std::u16string& payload, uint32_t status = 0) {
+        for (const auto topic :
+             {getTopic, setTopic, removeTopic, getListTopic, setListTopic, removeListTopic})
+            answer(topic, payload, status);
     }
     std::u16string lastPayload() const { return bus.requests().back().payload; }
     template <class T>
-    T read(const std::u16string& text, T value, bool expected = true) {
-        store(text);
-        EXPECT_EQ(settings.getProperty(u"n", value, 5s), expected) << testing::PrintToString(text);
-        return value;
+    T read(const std::u16string& text, T before, bool expected = true) {
+        answer(getTopic, uR"({"name":"n","status":true,"value":")" + text + u"\"}");
+        EXPECT_EQ(settings.getProperty(u"n", before, 5s), expected) << testing::PrintToString(text);
+        return before;
+    }
+    // What the client has logged since it was last asked for: warnings, and errors with a mark.
+    Texts logged() {
+        Texts texts;
+        for (const auto& record : log.records()) {
+            if (record.source == u"SettingsManagerClient")
+                texts.push_back((record.level == 2 ? u"" : u"! ") + record.message);
+        }
+        log.clear();
+        return texts;
     }
 
     LogCapture log;
     FakeBus bus;
     SettingsManagerClient settings{bus.makeClient()};
+    std::u16string value = u"kept";
+    Values values;
+    // Every kind of request for the property "n", and what its log calls it. True when it was successful.
+    const std::pair<std::u16string, std::function<bool()>> requests[7] = {
+        {u"get property", [this] { return settings.getProperty(u"n", value, 5s); }},
+        {u"set property", [this] { return settings.setProperty(u"n", u"v", 5s); }},
+        {u"remove property", [this] { return settings.removeProperty(u"n", 5s); }},
+        {u"get properties", [this] { return settings.getProperties({u"n"}, values, 5s).at(u"n"); }},
+        {u"set properties",
+         [this] {
+             return settings.setProperties({{u"n", u"v"}}, 5s).at(u"n");
+         }},
+        {u"remove properties", [this] { return settings.removeProperties({u"n"}, 5s).at(u"n"); }},
+        {u"remove properties by prefix",
+         [this] { return settings.removePropertiesByPrefix(std::u16string(u"n"), 5s); }},
+    };
+    static constexpr size_t firstOfLists = 3, setProperties = 4, firstOfRemovals = 5;
 };
 
 TEST_F(SettingsManagerClientTest, SetsEveryTypeAsText) {
-    answer(setTopic, u"{\"name\":\"n\",\"status\":true}");
-    const auto sent = [&](bool done, const std::u16string& value, bool isVolatile) {
-        EXPECT_TRUE(done);
-        EXPECT_EQ(lastPayload(), u"{\"name\":\"n\",\"value\":\"" + value + u"\",\"volatile\":" +
-                                     (isVolatile ? u"true}" : u"false}"));
+    answer(setTopic, uR"({"name":"n","status":true})");
+    const auto sets = [&](auto given, const std::u16string& text, const std::u16string& passing) {
+        EXPECT_TRUE(settings.setProperty(u"n", given, 5s));
+        EXPECT_EQ(lastPayload(), uR"({"name":"n","value":")" + text + uR"(","volatile":false})");
+        EXPECT_TRUE(settings.setVolatileProperty(u"n", given, 1234ms));
+        EXPECT_EQ(lastPayload(), uR"({"name":"n","value":")" + passing + uR"(","volatile":true})");
     };
-    const auto kept = [&](auto value, const std::u16string& text) {
-        sent(settings.setProperty(u"n", value, 5s), text, false);
-    };
-    const auto passing = [&](auto value, const std::u16string& text) {
-        sent(settings.setVolatileProperty(u"n", value, 1234ms), text, true);
-    };
-    const auto both = [&](auto value, const std::u16string& text) {
-        kept(value, text);
-        passing(value, text);
-    };
-    kept(0.1, u"0.1");
-    kept(1.5, u"1.5");
-    kept(1e300, u"1e+300");
-    passing(1.5, u"1.500000");
+    const auto both = [&](auto given, const std::u16string& text) { sets(given, text, text); };
+    sets(1.5, u"1.5", u"1.500000");
     both(std::numeric_limits<uint32_t>::max(), u"4294967295");
     both(std::numeric_limits<uint64_t>::max(), u"18446744073709551615");
     both(Tavix::UnsignedLong{7}, u"7");
@@ -90,12 +102,12 @@ TEST_F(SettingsManagerClientTest, SetsEveryTypeAsText) {
     const FakeBus::Sent last = bus.requests().back();
     EXPECT_EQ(last.sender, u"SettingsManagerClient");
     EXPECT_EQ(last.timeout, 1234u);
-    EXPECT_TRUE(log.records().empty());
+    EXPECT_EQ(logged(), Texts{});
 }
 
-TEST_F(SettingsManagerClientTest, GetsEveryTypeFromText) {
+TEST_F(SettingsManagerClientTest, GetsEveryTypeFromTextAndLeavesTheValueWhenItDoesNotConvert) {
     EXPECT_EQ(read(u"text", std::u16string()), u"text");
-    EXPECT_EQ(lastPayload(), u"{\"name\":\"n\"}");
+    EXPECT_EQ(lastPayload(), uR"({"name":"n"})");
     EXPECT_EQ(read(u"2.5e1x", 0.0), 25.0);
     EXPECT_EQ(read(u"4294967295", uint32_t{}), 4294967295u);
     EXPECT_EQ(read(u"18446744073709551615", uint64_t{}), std::numeric_limits<uint64_t>::max());
@@ -104,123 +116,91 @@ TEST_F(SettingsManagerClientTest, GetsEveryTypeFromText) {
     EXPECT_EQ(read(u" 12abc", int32_t{}), 12);
     EXPECT_EQ(read(u"2", false), true);
     EXPECT_EQ(read(u"0", true), false);
-    EXPECT_TRUE(log.records().empty());
-}
+    EXPECT_EQ(logged(), Texts{});
 
-TEST_F(SettingsManagerClientTest, LeavesTheValueWhenTheTextDoesNotConvert) {
     EXPECT_TRUE(read(u"true", true, false));
     EXPECT_EQ(read(u"", 7.5, false), 7.5);
-    EXPECT_EQ(log.count(warning, u"Conversion failed due to invalid arguments."), 2u);
+    EXPECT_EQ(log.records().back().function, u"Tavix::SettingsManagerClient::Impl::tryConvert");
+    EXPECT_EQ(logged(), Texts(2, u"Conversion failed due to invalid arguments."));
     EXPECT_EQ(read(u"3000000000", int32_t{7}, false), 7);
     EXPECT_EQ(read(u"4294967296", uint32_t{7}, false), 7u);
-    EXPECT_EQ(log.count(warning, u"Conversion failed, out of range for destination type."), 2u);
-    EXPECT_EQ(log.records()[0].function, u"Tavix::SettingsManagerClient::Impl::tryConvert");
-    EXPECT_EQ(log.records()[0].source, u"SettingsManagerClient");
+    EXPECT_EQ(logged(), Texts(2, u"Conversion failed, out of range for destination type."));
 }
 
 TEST_F(SettingsManagerClientTest, FailsSingleRequestsThatAreRefusedOrBadlyAnswered) {
-    struct Case {
-        const char16_t* reply;
-        const char16_t* set;
-        const char16_t* get;
-        const char16_t* remove;
+    const std::u16string noJson = u"Failed to parse settings manager response message. Returning.";
+    const struct {
+        std::u16string reply, failure;  // of each of the three
+    } cases[]{
+        {u"{", noJson},
+        {u"[]", noJson},
+        {uR"({"status":true,"value":"v"})", u"Failed to read settings manager response property name."},
+        {uR"({"name":"N","status":true,"value":"v"})",
+         u"Response property name (N) does not match expected property name (n)."},
+        {uR"({"name":"n","status":1,"value":"v"})", u"Failed to read settings manager response status."},
     };
-    const char16_t noStatus[] = u"Failed to read settings manager response status.";
-    const char16_t noName[] = u"Failed to read settings manager response property name.";
-    const char16_t noJson[] = u"Failed to parse settings manager response message. Returning.";
-    const char16_t otherName[] = u"Response property name (N) does not match expected property name (n).";
-    for (const Case& c : {
-             Case{u"{", noJson, noJson, noJson},
-             Case{u"[]", noJson, noJson, noJson},
-             Case{u"{\"status\":true,\"value\":\"v\"}", noName, noName, noName},
-             Case{u"{\"name\":\"N\",\"status\":true,\"value\":\"v\"}", otherName, otherName, otherName},
-             Case{u"{\"name\":\"n\",\"status\":1,\"value\":\"v\"}", noStatus, noStatus, noStatus},
-             Case{u"{\"name\":\"n\",\"status\":false,\"value\":\"v\"}",
-                  u"Settings Manager failed to set property value.", nullptr,
-                  u"Settings Manager failed to remove property."},
-         }) {
-        const auto fails = [&](bool result, const char16_t* text) {
-            EXPECT_FALSE(result);
-            EXPECT_EQ(log.records().size(), text ? 1u : 0u) << testing::PrintToString(c.reply);
-            EXPECT_TRUE(!text || log.has(warning, text)) << testing::PrintToString(text);
-            log.clear();
-        };
-        std::u16string value = u"kept";
-        for (const auto topic : {setTopic, getTopic, removeTopic})
-            answer(topic, c.reply);
-        fails(settings.setProperty(u"n", true, 5s), c.set);
-        fails(settings.getProperty(u"n", value, 5s), c.get);
-        fails(settings.removeProperty(u"n", 5s), c.remove);
-        EXPECT_EQ(value, u"kept");
+    for (const auto& [reply, failure] : cases) {
+        answerAll(reply);
+        for (size_t single = 0; single < firstOfLists; ++single)
+            EXPECT_FALSE(requests[single].second());
+        EXPECT_EQ(logged(), Texts(3, failure));
     }
-    std::u16string value;
-    answer(getTopic, u"{\"name\":\"n\",\"status\":true}");
+    answerAll(uR"({"name":"n","status":false,"value":"v"})");
+    for (size_t single = 0; single < firstOfLists; ++single)
+        EXPECT_FALSE(requests[single].second());
+    EXPECT_EQ(logged(), (Texts{u"Settings Manager failed to set property value.",
+                               u"Settings Manager failed to remove property."}));
+    answerAll(uR"({"name":"n","status":true})");
     EXPECT_FALSE(settings.getProperty(u"n", value, 5s));
-    EXPECT_TRUE(log.has(warning, u"Failed to read settings manager response value."));
-    answer(removeTopic, u"{\"name\":\"n\",\"status\":true}");
+    EXPECT_EQ(logged(), Texts{u"Failed to read settings manager response value."});
+    EXPECT_EQ(value, u"kept");
     EXPECT_TRUE(settings.removeProperty(u"n", 5s));
-    EXPECT_EQ(lastPayload(), u"{\"name\":\"n\"}");
+    EXPECT_EQ(lastPayload(), uR"({"name":"n"})");
 }
 
 TEST_F(SettingsManagerClientTest, LogsWhyNoReplyCame) {
-    std::u16string value;
-    Values values;
-    EXPECT_FALSE(settings.getProperty(u"n", value, 5s));
-    EXPECT_FALSE(settings.setProperty(u"n", 1.0, 5s));
-    EXPECT_FALSE(settings.removeProperty(u"n", 5s));
-    EXPECT_EQ(settings.getProperties({u"n"}, values, 5s), (Results{{u"n", false}}));
-    EXPECT_EQ(settings.setProperties({{u"n", u"v"}}, 5s), (Results{{u"n", false}}));
-    EXPECT_EQ(settings.removeProperties({u"n"}, 5s), (Results{{u"n", false}}));
-    EXPECT_FALSE(settings.removePropertiesByPrefix(std::u16string(u"n"), 5s));
-    for (const std::u16string what :
-         {u"get property", u"set property", u"remove property", u"get properties", u"set properties",
-          u"remove properties", u"remove properties by prefix"})
-        EXPECT_TRUE(log.has(warning, u"Failed to make " + what +
-                                         u" request. Error code: MODULE_STATUS_NO_SUBSCRIBERS(2147483662)"))
-            << testing::PrintToString(what);
-    EXPECT_TRUE(log.has(error, u"Failed to set properties. Unable to make request."));
-
-    log.clear();
-    for (const auto topic : {getTopic, getListTopic})
-        answer(topic, u"", 0x8000000D);
-    EXPECT_FALSE(settings.getProperty(u"n", value, 5s));
-    EXPECT_FALSE(settings.getPropertiesByPrefix(std::u16string(u"n"), values, 5s));
-    EXPECT_TRUE(log.has(warning, u"Property request timed out. Returning."));
-    EXPECT_TRUE(log.has(warning, u"Property list request timed out. Returning."));
-
-    for (const auto topic : {getTopic, removeListTopic})
-        answer(topic, u"", 0x80000002);
-    EXPECT_FALSE(settings.getProperty(u"n", value, 5s));
-    settings.removeProperties({u"n"}, 5s);
-    EXPECT_TRUE(log.has(warning, u"Property request failed with DATA_ERROR. Returning."));
-    EXPECT_TRUE(log.has(warning, u"Property list request failed with DATA_ERROR. Returning."));
-    EXPECT_TRUE(log.has(warning,
-                        u"Failed to parse remove properties response. Error code: MODULE_STATUS_SUCCESS(0)"));
+    for (const uint32_t status : {MODULE_STATUS_SUCCESS, MODULE_STATUS_TIMEOUT, MODULE_STATUS_DATA_ERROR}) {
+        if (status != MODULE_STATUS_SUCCESS)
+            answerAll(u"", status);  // before, nobody answers
+        for (size_t each = 0; each < std::size(requests); ++each) {
+            const auto& [what, make] = requests[each];
+            EXPECT_FALSE(make()) << testing::PrintToString(what);
+            Texts expected{u"Failed to make " + what +
+                           u" request. Error code: MODULE_STATUS_NO_SUBSCRIBERS(2147483662)"};
+            if (status != MODULE_STATUS_SUCCESS) {
+                expected = {each < firstOfLists ? u"Property request" : u"Property list request"};
+                expected[0] += status == MODULE_STATUS_TIMEOUT ? u" timed out. Returning."
+                                                               : u" failed with DATA_ERROR. Returning.";
+                if (each >= firstOfRemovals)
+                    expected.emplace_back(
+                        u"Failed to parse remove properties response. Error code: MODULE_STATUS_SUCCESS(0)");
+            }
+            if (each == setProperties)
+                expected.emplace_back(u"! Failed to set properties. Unable to make request.");
+            EXPECT_EQ(logged(), expected);
+        }
+    }
 }
 
 TEST_F(SettingsManagerClientTest, GetsABatchByNames) {
-    answer(getListTopic,
-           u"{\"responses\":[{\"name\":\"a\",\"status\":true,\"value\":\"1\"},{\"value\":\"x\"},"
-           u"{\"name\":\"A\",\"status\":true,\"value\":\"x\"},{\"name\":\"b\",\"status\":false},"
-           u"{\"name\":\"c\",\"status\":true},{\"name\":\"d\",\"value\":\"x\"},"
-           u"{\"name\":\"a\",\"status\":true,\"value\":\"2\"}]}");
-    Values values{{u"old", u"o"}};
+    answer(
+        getListTopic,
+        uR"({"responses":[{"name":"a","status":true,"value":"1"},{"value":"x"},)"
+        uR"({"name":"A","status":true,"value":"x"},{"name":"b","status":false},)"
+        uR"({"name":"c","status":true},{"name":"d","value":"x"},{"name":"a","status":true,"value":"2"}]})");
+    values = {{u"old", u"o"}};
     EXPECT_EQ(settings.getProperties({u"a", u"b", u"a", u"c", u"d"}, values, 5s),
               (Results{{u"a", true}, {u"b", false}, {u"c", false}, {u"d", false}}));
     EXPECT_EQ(values, (Values{{u"old", u"o"}, {u"a", u"2"}}));
     EXPECT_EQ(lastPayload(),
-              u"{\"properties\":[{\"name\":\"a\"},{\"name\":\"b\"},{\"name\":\"a\"},{\"name\":\"c\"},"
-              u"{\"name\":\"d\"}]}");
-    EXPECT_EQ(log.records().size(), 4u);
-    EXPECT_TRUE(log.has(warning, u"Failed to read settings property response name."));
-    EXPECT_TRUE(log.has(warning, u"Received an unexpected setting property. Name: A."));
-    EXPECT_TRUE(log.has(warning, u"Failed to read settings manager response value."));
-    EXPECT_TRUE(log.has(warning, u"Failed to read settings manager response status."));
+              uR"({"properties":[{"name":"a"},{"name":"b"},{"name":"a"},{"name":"c"},{"name":"d"}]})");
+    EXPECT_EQ(logged(), (Texts{u"Failed to read settings property response name.",
+                               u"Received an unexpected setting property. Name: A.",
+                               u"Failed to read settings manager response value.",
+                               u"Failed to read settings manager response status."}));
 
-    for (const std::u16string reply : {u"{\"responses\":{}}",
-                                       u"{\"responses\":[{\"name\":\"a\",\"status\":true,"
-                                       u"\"value\":\"3\"},1]}",
-                                       u"{}"}) {
+    for (const std::u16string reply :
+         {u"{}", uR"({"responses":{}})", uR"({"responses":[{"name":"a","status":true,"value":"3"},1]})"}) {
         answer(getListTopic, reply);
         EXPECT_EQ(settings.getProperties({u"a"}, values, 5s), (Results{{u"a", false}}));
     }
@@ -229,67 +209,57 @@ TEST_F(SettingsManagerClientTest, GetsABatchByNames) {
 
 TEST_F(SettingsManagerClientTest, GetsABatchByPrefixUnderTheNamesThatCome) {
     answer(getListTopic,
-           u"{\"responses\":[{\"name\":\"p/1\",\"status\":true,\"value\":\"1\"},{\"status\":true},"
-           u"{\"name\":\"other\",\"status\":true,\"value\":\"2\"},{\"name\":\"p/3\",\"status\":false}]}");
-    Values values;
-    EXPECT_TRUE(settings.getPropertiesByPrefix(Names{u"p/", u"q"}, values, 5s));
+           uR"({"responses":[{"name":"p/1","status":true,"value":"1"},{"status":true},)"
+           uR"({"name":"other","status":true,"value":"2"},{"name":"p/3","status":false}]})");
+    EXPECT_TRUE(settings.getPropertiesByPrefix(Texts{u"p/", u"q"}, values, 5s));
     EXPECT_EQ(values, (Values{{u"p/1", u"1"}, {u"other", u"2"}}));
     EXPECT_EQ(lastPayload(),
-              u"{\"properties\":[{\"name\":\"p/\",\"isPrefix\":true},{\"name\":\"q\",\"isPrefix\":true}]}");
-    ASSERT_EQ(log.records().size(), 1u);
-    EXPECT_EQ(log.records()[0].message, u"Failed to read settings property response name. Skipping");
-    EXPECT_EQ(log.records()[0].function, u"Tavix::SettingsManagerClient::getPropertiesByPrefix");
+              uR"({"properties":[{"name":"p/","isPrefix":true},{"name":"q","isPrefix":true}]})");
+    EXPECT_EQ(logged(), Texts{u"Failed to read settings property response name. Skipping"});
     answer(getListTopic, u"{}");
     EXPECT_TRUE(settings.getPropertiesByPrefix(std::u16string(u"p/"), values, 5s));
-    answer(getListTopic, u"{\"responses\":1}");
+    answer(getListTopic, uR"({"responses":1})");
     EXPECT_FALSE(settings.getPropertiesByPrefix(std::u16string(u"p/"), values, 5s));
 }
 
-TEST_F(SettingsManagerClientTest, SetsABatchInItsOrder) {
-    answer(setListTopic,
-           u"{\"responses\":[{\"name\":\"b\",\"status\":true},{\"name\":\"a\",\"status\":false},"
-           u"{\"status\":true},{\"name\":\"x\",\"status\":true},{\"name\":\"c\"}]}");
-    EXPECT_EQ(settings.setProperties({{u"c", u"1"}, {u"a", u"2"}, {u"b", u"3"}}, 5s),
-              (Results{{u"a", false}, {u"b", true}, {u"c", false}}));
+TEST_F(SettingsManagerClientTest, SetsAndRemovesABatchInItsOrder) {
+    answerAll(
+        uR"({"responses":[{"name":"b","status":true},{"name":"a","status":false},{"status":true},)"
+        uR"({"name":"x","status":true},{"name":"c"}]})");
+    const Results results{{u"a", false}, {u"b", true}, {u"c", false}};
+    EXPECT_EQ(settings.setProperties({{u"c", u"1"}, {u"a", u"2"}, {u"b", u"3"}}, 5s), results);
     EXPECT_EQ(lastPayload(),
-              u"{\"properties\":[{\"name\":\"c\",\"value\":\"1\",\"volatile\":false},"
-              u"{\"name\":\"a\",\"value\":\"2\",\"volatile\":false},"
-              u"{\"name\":\"b\",\"value\":\"3\",\"volatile\":false}]}");
-    for (const std::u16string_view text :
-         {u"Failed to read settings property response name.",
-          u"Received unexpected setting property response. Name: x.",
-          u"Failed to read settings manager response status. Property Name: c",
-          u"Settings Manager failed to set property value. Property Name: a"})
-        EXPECT_TRUE(log.has(warning, text)) << testing::PrintToString(text);
+              uR"({"properties":[{"name":"c","value":"1","volatile":false},)"
+              uR"({"name":"a","value":"2","volatile":false},)"
+              uR"({"name":"b","value":"3","volatile":false}]})");
+    const std::u16string noName = u"Failed to read settings property response name.",
+                         noStatus = u"Failed to read settings manager response status. Property Name: c",
+                         notRemoved = u"Settings Manager failed to remove property. Property Name: a";
+    EXPECT_EQ(logged(), (Texts{u"Settings Manager failed to set property value. Property Name: a", noName,
+                               u"Received unexpected setting property response. Name: x.", noStatus}));
     settings.setVolatileProperties({{u"a", u"1"}}, 5s);
-    EXPECT_EQ(lastPayload(), u"{\"properties\":[{\"name\":\"a\",\"value\":\"1\",\"volatile\":true}]}");
-    answer(setListTopic, u"{\"responses\":true}");
-    settings.setProperties({{u"a", u"1"}}, 5s);
-    EXPECT_TRUE(log.has(error, u"Failed to set properties. Unable to parse responses."));
-}
+    EXPECT_EQ(lastPayload(), uR"({"properties":[{"name":"a","value":"1","volatile":true}]})");
 
-TEST_F(SettingsManagerClientTest, RemovesABatchByNamesOrPrefixes) {
-    answer(removeListTopic,
-           u"{\"responses\":[{\"name\":\"p\",\"status\":true},{\"name\":\"a\",\"status\":false},"
-           u"{\"status\":true},{\"name\":\"x\",\"status\":true},{\"name\":\"c\"}]}");
-    EXPECT_EQ(settings.removeProperties({u"p", u"a", u"c"}, 5s),
-              (Results{{u"p", true}, {u"a", false}, {u"c", false}}));
-    EXPECT_EQ(lastPayload(), u"{\"properties\":[{\"name\":\"p\"},{\"name\":\"a\"},{\"name\":\"c\"}]}");
-    for (const std::u16string_view text :
-         {u"Failed to read settings property response name.",
-          u"Received unexpected setting property. Name: x.",
-          u"Failed to read settings manager response status. Property Name: c",
-          u"Settings Manager failed to remove property. Property Name: a"})
-        EXPECT_TRUE(log.has(warning, text)) << testing::PrintToString(text);
-    EXPECT_EQ(settings.removePropertiesByPrefix(Names{u"p", u"q"}, 5s),
-              (Results{{u"p", true}, {u"q", false}, {u"a", false}, {u"x", true}}));
+    logged();
+    EXPECT_EQ(settings.removeProperties({u"b", u"a", u"c"}, 5s), results);
+    EXPECT_EQ(lastPayload(), uR"({"properties":[{"name":"b"},{"name":"a"},{"name":"c"}]})");
+    EXPECT_EQ(logged(),
+              (Texts{notRemoved, noName, u"Received unexpected setting property. Name: x.", noStatus}));
+    EXPECT_EQ(settings.removePropertiesByPrefix(Texts{u"b", u"q"}, 5s),
+              (Results{{u"b", true}, {u"q", false}, {u"a", false}, {u"x", true}}));
     EXPECT_EQ(lastPayload(),
-              u"{\"properties\":[{\"name\":\"p\",\"isPrefix\":true},{\"name\":\"q\",\"isPrefix\":true}]}");
-    EXPECT_TRUE(settings.removePropertiesByPrefix(std::u16string(u"p"), 5s));
+              uR"({"properties":[{"name":"b","isPrefix":true},{"name":"q","isPrefix":true}]})");
+    EXPECT_EQ(logged(), (Texts{notRemoved, noName, noStatus}));
+    EXPECT_TRUE(settings.removePropertiesByPrefix(std::u16string(u"b"), 5s));
     EXPECT_FALSE(settings.removePropertiesByPrefix(std::u16string(u"q"), 5s));
-    answer(removeListTopic, u"{\"responses\":[1]}");
-    settings.removeProperties({u"p"}, 5s);
-    EXPECT_TRUE(log.has(error, u"Failed to parse statuses from remove properties response."));
+
+    answerAll(uR"({"responses":[1]})");
+    logged();
+    for (size_t each = setProperties; each < std::size(requests); ++each)
+        requests[each].second();
+    const std::u16string unparsed = u"! Failed to parse statuses from remove properties response.";
+    EXPECT_EQ(logged(),
+              (Texts{u"! Failed to set properties. Unable to parse responses.", unparsed, unparsed}));
 }
 
 TEST(SettingsManagerClientInstance, IsNullAndLoggedWithoutABusLibrary) {
@@ -297,7 +267,7 @@ TEST(SettingsManagerClientInstance, IsNullAndLoggedWithoutABusLibrary) {
     EXPECT_EQ(SettingsManagerClient::getInstance(), nullptr);
     ASSERT_FALSE(log.records().empty());
     const LogCapture::Record last = log.records().back();
-    EXPECT_EQ(last.level, error);
+    EXPECT_EQ(last.level, 4u);
     EXPECT_TRUE(last.message.starts_with(
         u"Failed to create settings manager client. Caught ModuleException - what: "));
     EXPECT_EQ(last.function, u"Tavix::SettingsManagerClient::getInstance");

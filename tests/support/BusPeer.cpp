@@ -1,13 +1,14 @@
 #include "support/BusPeer.h"
 
 #include <cstring>
+#include <future>
 #include <map>
 #include <stdexcept>
 
 #include <brevant/library.h>
 
-#include "platform/DynamicLibrary.h"
-#include "platform/Process.h"
+#include "bus/CallbackGate.h"
+#include "support/Beside.h"
 
 namespace Support {
 
@@ -35,46 +36,28 @@ MessageHeader defaultHeader() {
     return header;
 }
 
-struct Waiter {
-    std::mutex mutex;
-    std::condition_variable ended;
-    bool done = false;
-    uint32_t status = 0;
-    BusMessage message;
-};
+using Outcome = std::pair<uint32_t, BusMessage>;
 
 // Contexts are numbers, so that a reply that comes after its requester gave up finds nothing.
 std::mutex waitersMutex;
-std::map<uint64_t, std::shared_ptr<Waiter>> waiters;
+std::map<uint64_t, std::promise<Outcome>> waiters;
 uint64_t nextWaiter = 1;
 
 uint32_t onReply(void*, uint64_t index, const MessageHeader* header, const char16_t* name,
                  const char16_t* sender, const char16_t* payload, uint32_t status) {
-    std::shared_ptr<Waiter> waiter;
-    {
-        std::lock_guard lock(waitersMutex);
-        auto found = waiters.find(index);
-        if (found == waiters.end())
-            return MODULE_STATUS_NOT_FOUND;
-        waiter = found->second;
-        waiters.erase(found);
-    }
-    std::lock_guard lock(waiter->mutex);
-    waiter->status = status;
-    if (status == MODULE_STATUS_SUCCESS)
-        waiter->message = messageOf(header, name, sender, payload);
-    waiter->done = true;
-    waiter->ended.notify_all();
+    std::lock_guard lock(waitersMutex);
+    auto waiter = waiters.extract(index);
+    if (waiter.empty())
+        return MODULE_STATUS_NOT_FOUND;
+    waiter.mapped().set_value(
+        {status, status == MODULE_STATUS_SUCCESS ? messageOf(header, name, sender, payload) : BusMessage()});
     return MODULE_STATUS_SUCCESS;
 }
 
 }  // namespace
 
 struct BusPeer::Subscription {
-    std::mutex mutex;
-    std::condition_variable left;
-    int inside = 0;
-    bool ended = false;
+    Tavix::CallbackGate gate;
     Handler handler;
 
     // Records stay for the whole process: the bus may call a moment after the subscription has ended.
@@ -86,32 +69,17 @@ struct BusPeer::Subscription {
     static uint32_t call(void* context, const MessageHeader* header, const char16_t* name,
                          const char16_t* sender, const char16_t* payload) {
         auto& self = *static_cast<Subscription*>(context);
-        {
-            std::lock_guard lock(self.mutex);
-            if (self.ended)
-                return MODULE_STATUS_SUCCESS;
-            ++self.inside;
-        }
-        const uint32_t status = self.handler(messageOf(header, name, sender, payload));
-        std::lock_guard lock(self.mutex);
-        --self.inside;
-        self.left.notify_all();
-        return status;
+        const Tavix::CallbackGate::Pass pass(self.gate);
+        return pass ? self.handler(messageOf(header, name, sender, payload)) : MODULE_STATUS_SUCCESS;
     }
 };
 
 const BrevantBusFunctions* embeddedBus() {
-    static const BrevantBusFunctions* functions = [] {
-        std::u16string path = Platform::executablePath();
-        path = path.substr(0, path.rfind(u'\\') + 1) + u"MessageBus.dll";
-        const Platform::LibraryHandle library = Platform::loadLibrary(path);
-        if (!library)
-            throw std::runtime_error("no MessageBus.dll beside the test program");
-        auto create = reinterpret_cast<BrevantCreateObject>(
-            Platform::libraryFunction(library, BREVANT_EXPORT_CREATE_OBJECT));
-        return static_cast<const BrevantBusFunctions*>(create(BREVANT_BUS_VERSION));
-    }();
-    return functions;
+    static const LoadedLibrary& library = *new LoadedLibrary(beside(u"MessageBus.dll"));
+    if (!library)
+        throw std::runtime_error("no MessageBus.dll beside the test program");
+    const auto create = library.function<BrevantCreateObject>(BREVANT_EXPORT_CREATE_OBJECT);
+    return static_cast<const BrevantBusFunctions*>(create(BREVANT_BUS_VERSION));
 }
 
 BusPeer::BusPeer(const BrevantBusFunctions* functions) : functions_(functions) {
@@ -122,11 +90,8 @@ BusPeer::BusPeer(const BrevantBusFunctions* functions) : functions_(functions) {
 BusPeer::~BusPeer() {
     for (uint32_t id : ids_)
         functions_->unsubscribe(handle_, id);
-    for (auto& subscription : subscriptions_) {
-        std::unique_lock lock(subscription->mutex);
-        subscription->ended = true;
-        subscription->left.wait(lock, [&] { return subscription->inside == 0; });
-    }
+    for (auto& subscription : subscriptions_)
+        subscription->gate.close();
     functions_->releaseReplyFunction(handle_, &onReply);
     functions_->releaseHandle(handle_);
 }
@@ -137,14 +102,14 @@ void BusPeer::forgetEnded() {
 }
 
 void BusPeer::onName(const std::u16string& name, Handler handler) {
-    subscribe(name, false, std::move(handler));
+    subscribe(functions_->subscribe, name, std::move(handler));
 }
 
 void BusPeer::onPattern(const std::u16string& pattern, Handler handler) {
-    subscribe(pattern, true, std::move(handler));
+    subscribe(functions_->subscribePattern, pattern, std::move(handler));
 }
 
-uint32_t BusPeer::subscribe(const std::u16string& text, bool pattern, Handler handler) {
+void BusPeer::subscribe(Entry entry, const std::u16string& text, Handler handler) {
     auto subscription = std::make_shared<Subscription>();
     subscription->handler = std::move(handler);
     subscriptions_.push_back(subscription);
@@ -152,12 +117,10 @@ uint32_t BusPeer::subscribe(const std::u16string& text, bool pattern, Handler ha
         std::lock_guard lock(waitersMutex);
         Subscription::all().push_back(subscription);
     }
-    auto* entry = pattern ? functions_->subscribePattern : functions_->subscribe;
     const uint32_t id = entry(handle_, subscription.get(), &Subscription::call, text.c_str());
     if (id == 0)
         throw std::runtime_error("subscription refused");
     ids_.push_back(id);
-    return id;
 }
 
 uint32_t BusPeer::publish(const std::u16string& name, const std::u16string& payload, uint32_t sessionId) {
@@ -183,30 +146,29 @@ uint32_t BusPeer::reply(const BusMessage& request, const std::u16string& name,
 
 uint32_t BusPeer::request(const std::u16string& name, const std::u16string& payload, BusMessage& reply,
                           std::chrono::milliseconds timeout) {
-    auto waiter = std::make_shared<Waiter>();
+    std::future<Outcome> outcome;
     uint64_t index;
     {
         std::lock_guard lock(waitersMutex);
         index = nextWaiter++;
-        waiters[index] = waiter;
+        outcome = waiters[index].get_future();
     }
     MessageHeader header = defaultHeader();
-    const uint32_t sent =
+    uint32_t status =
         functions_->request(handle_, index, reinterpret_cast<void*>(uintptr_t{1}), &onReply, &header,
                             name.c_str(), u"Peer", payload.c_str(), static_cast<uint32_t>(timeout.count()));
-    if (sent != MODULE_STATUS_SUCCESS) {
+    if (status == MODULE_STATUS_SUCCESS) {
+        if (outcome.wait_for(timeout + std::chrono::seconds(5)) != std::future_status::ready)
+            return MODULE_STATUS_TIMEOUT;
+        std::tie(status, reply) = outcome.get();
+    } else {
         std::lock_guard lock(waitersMutex);
         waiters.erase(index);
-        return sent;
     }
-    std::unique_lock lock(waiter->mutex);
-    if (!waiter->ended.wait_for(lock, timeout + std::chrono::seconds(5), [&] { return waiter->done; }))
-        return MODULE_STATUS_TIMEOUT;
-    reply = waiter->message;
-    return waiter->status;
+    return status;
 }
 
-MessageLog::MessageLog(const BrevantBusFunctions* functions) : peer_(functions) {
+MessageLog::MessageLog() {
     for (const char16_t* pattern : {u"Brevant.Alert..+", u"Brevant.Viewer..+.(Registered|Unregistered)"}) {
         peer_.onPattern(pattern, [this](const BusMessage& message) {
             std::lock_guard lock(mutex_);
@@ -217,8 +179,8 @@ MessageLog::MessageLog(const BrevantBusFunctions* functions) : peer_(functions) 
     }
 }
 
-std::optional<BusMessage> MessageLog::waitFor(const std::u16string& name, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
+std::optional<BusMessage> MessageLog::waitFor(const std::u16string& name) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     std::unique_lock lock(mutex_);
     for (;;) {
         for (auto& [message, taken] : messages_) {
@@ -237,14 +199,6 @@ std::vector<BusMessage> MessageLog::all() const {
     std::vector<BusMessage> result;
     for (const auto& [message, taken] : messages_)
         result.push_back(message);
-    return result;
-}
-
-size_t MessageLog::count(const std::u16string& name) const {
-    std::lock_guard lock(mutex_);
-    size_t result = 0;
-    for (const auto& [message, taken] : messages_)
-        result += message.name == name;
     return result;
 }
 

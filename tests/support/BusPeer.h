@@ -50,7 +50,8 @@ public:
 
 private:
     struct Subscription;
-    uint32_t subscribe(const std::u16string& text, bool pattern, Handler handler);
+    using Entry = uint32_t (*)(BrevantBusHandle, void*, BrevantMessageFunction, const char16_t*);
+    void subscribe(Entry entry, const std::u16string& text, Handler handler);
 
     const BrevantBusFunctions* functions_;
     BrevantBusHandle handle_ = nullptr;
@@ -62,13 +63,11 @@ private:
 // for which it would count as a subscriber.
 class MessageLog {
 public:
-    explicit MessageLog(const BrevantBusFunctions* functions = embeddedBus());
+    MessageLog();
 
     // The first message of that name not yet waited for; nothing when it does not come in time.
-    std::optional<BusMessage> waitFor(const std::u16string& name,
-                                      std::chrono::milliseconds timeout = std::chrono::seconds(20));
+    std::optional<BusMessage> waitFor(const std::u16string& name);
     std::vector<BusMessage> all() const;
-    size_t count(const std::u16string& name) const;
 
 private:
     mutable std::mutex mutex_;

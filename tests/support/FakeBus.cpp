@@ -1,11 +1,10 @@
 #include "support/FakeBus.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <map>
 #include <mutex>
-#include <regex>
-#include <thread>
 #include <utility>
 
 #include "bus/MessageBusShimImpl.h"
@@ -46,31 +45,8 @@ struct FakeBus::State {
     uint32_t lastId = 0;
     size_t handles = 0;
     std::vector<Sent> published, requests;
-    std::map<std::u16string, std::pair<Answerer, Answering>> answerers;
-    std::vector<std::thread> answers;
+    std::map<std::u16string, Answerer> answerers;
     std::map<std::string, Entry> entries;
-
-    // Runs one call of an entry: `work` under the lock unless the call is to fail, then the action.
-    template <class Work>
-    uint32_t call(const std::string& name, Work&& work) {
-        std::function<void()> action;
-        uint32_t result;
-        {
-            std::lock_guard lock(mutex);
-            Entry& entry = entries[name];
-            ++entry.calls;
-            action = entry.action;
-            if (entry.failures.empty()) {
-                result = work();
-            } else {
-                result = entry.failures.front();
-                entry.failures.pop_front();
-            }
-        }
-        if (action)
-            action();
-        return result;
-    }
 };
 
 struct FakeBus::Table {
@@ -90,45 +66,59 @@ struct FakeBus::Table {
         const auto found = handles.find(reinterpret_cast<uintptr_t>(handle));
         return found == handles.end() ? nullptr : found->second.lock();
     }
-    static bool forget(BrevantBusHandle handle) {
-        std::lock_guard lock(mutex);
-        return handles.erase(reinterpret_cast<uintptr_t>(handle)) != 0;
-    }
-    static std::shared_ptr<State> latestState() {
-        std::lock_guard lock(mutex);
-        return latest.lock();
+
+    // One call of an entry: `work` on the bus under its lock unless the call is to fail, then the action.
+    template <class Work>
+    static uint32_t call(const std::shared_ptr<State>& state, const char* name, Work&& work) {
+        if (!state)
+            return MODULE_STATUS_INVALID_HANDLE;
+        std::function<void()> action;
+        uint32_t result;
+        {
+            std::lock_guard lock(state->mutex);
+            State::Entry& entry = state->entries[name];
+            ++entry.calls;
+            action = entry.action;
+            if (entry.failures.empty()) {
+                result = work(*state);
+            } else {
+                result = entry.failures.front();
+                entry.failures.pop_front();
+            }
+            state->sent.notify_all();
+        }
+        if (action)
+            action();
+        return result;
     }
 
     static uint32_t acquireHandle(BrevantBusHandle* handle) {
-        const auto state = latestState();
-        if (!state)
-            return MODULE_STATUS_NOT_FOUND;
-        return state->call("acquireHandle", [&] {
-            ++state->handles;
+        std::shared_ptr<State> state;
+        {
+            std::lock_guard lock(mutex);
+            state = latest.lock();
+        }
+        return call(state, "acquireHandle", [&](State& bus) {
+            ++bus.handles;
             *handle = newHandle(state);
             return MODULE_STATUS_SUCCESS;
         });
     }
 
     static uint32_t releaseHandle(BrevantBusHandle handle) {
-        const auto state = stateOf(handle);
-        if (!state)
-            return MODULE_STATUS_INVALID_HANDLE;
-        return state->call("releaseHandle", [&] {
-            --state->handles;
-            return forget(handle) ? MODULE_STATUS_SUCCESS : MODULE_STATUS_INVALID_HANDLE;
+        return call(stateOf(handle), "releaseHandle", [&](State& bus) {
+            --bus.handles;
+            std::lock_guard lock(mutex);
+            handles.erase(reinterpret_cast<uintptr_t>(handle));
+            return MODULE_STATUS_SUCCESS;
         });
     }
 
     template <bool alternate>
     static uint32_t publish(BrevantBusHandle handle, const MessageHeader* header, const char16_t* name,
                             const char16_t* sender, const char16_t* payload) {
-        const auto state = stateOf(handle);
-        if (!state)
-            return MODULE_STATUS_INVALID_HANDLE;
-        return state->call(alternate ? "publishAlternate" : "publish", [&] {
-            state->published.push_back({name, sender, payload, *header, 0, alternate});
-            state->sent.notify_all();
+        return call(stateOf(handle), alternate ? "publishAlternate" : "publish", [&](State& bus) {
+            bus.published.push_back({name, sender, payload, *header, 0, alternate});
             return MODULE_STATUS_SUCCESS;
         });
     }
@@ -137,106 +127,57 @@ struct FakeBus::Table {
     static uint32_t request(BrevantBusHandle handle, uint64_t index, void* context,
                             BrevantReplyFunction function, const MessageHeader* header, const char16_t* name,
                             const char16_t* sender, const char16_t* payload, uint32_t timeout) {
-        const auto state = stateOf(handle);
-        if (!state)
-            return MODULE_STATUS_INVALID_HANDLE;
-        Sent request{name, sender, payload, *header, timeout, alternate, index, context, function};
-        std::pair<Answerer, Answering> found;
-        const uint32_t status = state->call(alternate ? "requestAlternate" : "request", [&] {
-            const auto place = state->answerers.find(request.name);
-            if (place == state->answerers.end())
-                return MODULE_STATUS_NO_SUBSCRIBERS;
-            found = place->second;
-            state->requests.push_back(request);
-            state->sent.notify_all();
-            return MODULE_STATUS_SUCCESS;
-        });
+        const Sent request{name, sender, payload, *header, timeout, alternate, index, context, function};
+        Answerer answerer;
+        const uint32_t status =
+            call(stateOf(handle), alternate ? "requestAlternate" : "request", [&](State& bus) -> uint32_t {
+                const auto found = bus.answerers.find(request.name);
+                if (found == bus.answerers.end())
+                    return MODULE_STATUS_NO_SUBSCRIBERS;
+                answerer = found->second;
+                bus.requests.push_back(request);
+                return MODULE_STATUS_SUCCESS;
+            });
         if (status != MODULE_STATUS_SUCCESS)
             return status;
-        auto answering = [answerer = std::move(found.first), request = std::move(request)] {
-            if (const auto answer = answerer(request))
-                reply(request, *answer);
-        };
-        if (found.second == Answering::insideRequest) {
-            answering();
-        } else {
-            std::lock_guard lock(state->mutex);
-            state->answers.emplace_back(std::move(answering));
-        }
+        if (const auto answer = answerer(request))
+            reply(request, *answer);
         return MODULE_STATUS_SUCCESS;
     }
 
-    static uint32_t add(BrevantBusHandle handle, const char* entry, void* context,
-                        BrevantMessageFunction function, const char16_t* text,
-                        std::shared_ptr<Ferrow::NamePattern> pattern) {
-        const auto state = stateOf(handle);
-        if (!state)
-            return 0;
-        // A failure has no id, whatever its status.
-        bool added = false;
-        const uint32_t id = state->call(entry, [&] {
-            added = true;
-            state->subscriptions.push_back({++state->lastId, context, function, text, std::move(pattern)});
-            return state->lastId;
-        });
-        return added ? id : 0;
-    }
-
+    template <bool pattern>
     static uint32_t subscribe(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
-                              const char16_t* name) {
-        return add(handle, "subscribe", context, function, name, nullptr);
-    }
-
-    static uint32_t subscribePattern(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
-                                     const char16_t* pattern) {
-        try {
-            return add(handle, "subscribePattern", context, function, pattern,
-                       std::make_shared<Ferrow::NamePattern>(pattern));
-        } catch (const std::regex_error&) {
-            return 0;
-        }
+                              const char16_t* text) {
+        uint32_t id = 0;  // a failure has none, whatever its status
+        call(stateOf(handle), pattern ? "subscribePattern" : "subscribe", [&](State& bus) {
+            bus.subscriptions.push_back({id = ++bus.lastId, context, function, text,
+                                         pattern ? std::make_shared<Ferrow::NamePattern>(text) : nullptr});
+            return MODULE_STATUS_SUCCESS;
+        });
+        return id;
     }
 
     static uint32_t unsubscribe(BrevantBusHandle handle, uint32_t id) {
-        const auto state = stateOf(handle);
-        if (!state)
-            return MODULE_STATUS_INVALID_HANDLE;
-        return state->call("unsubscribe", [&] {
-            return std::erase_if(state->subscriptions, [id](const auto& one) { return one.id == id; }) != 0
+        return call(stateOf(handle), "unsubscribe", [&](State& bus) {
+            return std::erase_if(bus.subscriptions, [id](const auto& one) { return one.id == id; }) != 0
                        ? MODULE_STATUS_SUCCESS
                        : MODULE_STATUS_NOT_FOUND;
         });
     }
 
     static uint32_t releaseReplyFunction(BrevantBusHandle handle, BrevantReplyFunction) {
-        const auto state = stateOf(handle);
-        return state ? state->call("releaseReplyFunction", [] { return MODULE_STATUS_SUCCESS; })
-                     : MODULE_STATUS_INVALID_HANDLE;
+        return call(stateOf(handle), "releaseReplyFunction", [](State&) { return MODULE_STATUS_SUCCESS; });
     }
 
     static constexpr BrevantBusFunctions functions{
-        acquireHandle,    releaseHandle, publish<false>,       request<false>, subscribe,
-        subscribePattern, unsubscribe,   releaseReplyFunction, publish<true>,  request<true>,
+        acquireHandle,   releaseHandle, publish<false>,       request<false>, subscribe<false>,
+        subscribe<true>, unsubscribe,   releaseReplyFunction, publish<true>,  request<true>,
     };
 };
 
 FakeBus::FakeBus() : state_(std::make_shared<State>()), handle_(Table::newHandle(state_)) {
     std::lock_guard lock(Table::mutex);
     Table::latest = state_;
-}
-
-FakeBus::~FakeBus() {
-    for (;;) {
-        std::vector<std::thread> answers;
-        {
-            std::lock_guard lock(state_->mutex);
-            answers.swap(state_->answers);
-        }
-        if (answers.empty())
-            return;
-        for (std::thread& answer : answers)
-            answer.join();
-    }
 }
 
 const BrevantBusFunctions* FakeBus::functions() {
@@ -271,9 +212,9 @@ uint32_t FakeBus::deliver(const std::u16string& name, const std::u16string& payl
     return status;
 }
 
-void FakeBus::answer(const std::u16string& name, Answerer answerer, Answering answering) {
+void FakeBus::answer(const std::u16string& name, Answerer answerer) {
     std::lock_guard lock(state_->mutex);
-    state_->answerers[name] = {std::move(answerer), answering};
+    state_->answerers[name] = std::move(answerer);
 }
 
 uint32_t FakeBus::reply(const Sent& request, const Answer& answer) {
@@ -298,11 +239,7 @@ std::vector<FakeBus::Sent> FakeBus::requests() const {
 bool FakeBus::waitForPublished(const std::u16string& name, std::chrono::milliseconds timeout) const {
     std::unique_lock lock(state_->mutex);
     return state_->sent.wait_for(lock, timeout, [&] {
-        for (const Sent& message : state_->published) {
-            if (message.name == name)
-                return true;
-        }
-        return false;
+        return std::ranges::find(state_->published, name, &Sent::name) != state_->published.end();
     });
 }
 
@@ -328,8 +265,7 @@ void FakeBus::whenCalled(const std::string& entry, std::function<void()> action)
 
 size_t FakeBus::callCount(const std::string& entry) const {
     std::lock_guard lock(state_->mutex);
-    const auto found = state_->entries.find(entry);
-    return found == state_->entries.end() ? 0 : found->second.calls;
+    return state_->entries[entry].calls;
 }
 
 }  // namespace Support

@@ -8,7 +8,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <brevant/bus.h>
@@ -36,11 +35,7 @@ public:
         uint32_t status = MODULE_STATUS_SUCCESS;
     };
     using Answerer = std::function<std::optional<Answer>(const Sent&)>;
-    enum class Answering { insideRequest, onThread };
-
     FakeBus();
-    // Waits for answers that are being given on threads.
-    ~FakeBus();
     FakeBus(const FakeBus&) = delete;
     FakeBus& operator=(const FakeBus&) = delete;
 
@@ -57,10 +52,9 @@ public:
     uint32_t deliver(const std::u16string& name, const std::u16string& payload,
                      const std::u16string& sender = u"", const MessageHeader* header = nullptr);
 
-    // Answers requests to that name; an answerer that gives nothing leaves the request pending. Requests to
-    // other names fail with MODULE_STATUS_NO_SUBSCRIBERS.
-    void answer(const std::u16string& name, Answerer answerer,
-                Answering answering = Answering::insideRequest);
+    // Answers requests to that name from inside the request; an answerer that gives nothing leaves it
+    // pending. Requests to other names fail with MODULE_STATUS_NO_SUBSCRIBERS.
+    void answer(const std::u16string& name, Answerer answerer);
     // Ends a request, at any time and as often as one likes. The reply function's status.
     static uint32_t reply(const Sent& request, const Answer& answer);
 

@@ -1,11 +1,15 @@
 // While it lives, every log record of every level comes here instead of going to the process's logger.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "logging/ProcessLogger.h"
 
 namespace Support {
 
@@ -18,22 +22,44 @@ public:
         uint32_t line;
     };
 
-    LogCapture();
-    ~LogCapture();
+    LogCapture() : before_(ETWLogging::internal::replaceLogger(logger_)) {}
+    ~LogCapture() { ETWLogging::internal::replaceLogger(before_); }
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    std::vector<Record> records() const;
+    std::vector<Record> records() const {
+        std::lock_guard lock(logger_->mutex);
+        return logger_->records;
+    }
     bool has(uint32_t level, std::u16string_view message) const { return count(level, message) != 0; }
     // Records with exactly that message.
-    size_t count(uint32_t level, std::u16string_view message) const;
-    void clear();
+    size_t count(uint32_t level, std::u16string_view message) const {
+        const auto all = records();
+        return static_cast<size_t>(std::count_if(all.begin(), all.end(), [&](const Record& record) {
+            return record.level == level && record.message == message;
+        }));
+    }
+    void clear() {
+        std::lock_guard lock(logger_->mutex);
+        logger_->records.clear();
+    }
 
 private:
-    class Logger;
-    struct Before;
-    std::shared_ptr<Logger> logger_;
-    std::unique_ptr<Before> before_;
+    struct Logger : ETWLogging::CLoggingIf_ex {
+        uint32_t enabledLevels() const noexcept override { return 0x7FFFFFFF; }
+        size_t maximumMessageLength() const noexcept override { return SIZE_MAX; }
+        void write(const ETWLogging::LogRecord& record) noexcept override {
+            std::lock_guard lock(mutex);
+            records.push_back({record.level, std::u16string(record.sourceFile),
+                               std::u16string(record.function), std::u16string(record.message), record.line});
+        }
+        void configurationChanged(const ETWLogging::LoggingConfig&) noexcept override {}
+
+        std::mutex mutex;
+        std::vector<Record> records;
+    };
+    const std::shared_ptr<Logger> logger_ = std::make_shared<Logger>();
+    const std::shared_ptr<ETWLogging::CLoggingIf_ex> before_;
 };
 
 }  // namespace Support

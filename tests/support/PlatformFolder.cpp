@@ -137,6 +137,14 @@ void PlatformFolder::writeRegistry(std::string_view text) {
     registry_ = text;
 }
 
+std::string PlatformFolder::componentText(const std::string& classId, const std::u16string& library) {
+    std::string path = Platform::nativePath(library);
+    for (size_t at = 0; (at = path.find('\\', at)) != path.npos; at += 2)
+        path.insert(at, 1, '\\');
+    return keyText("Classes\\CLSID\\" + classId + "\\InprocServer32",
+                   "@=\"" + path + "\"\n\"ThreadingModel\"=\"Both\"");
+}
+
 void PlatformFolder::forgetRegistry() {
 #if defined(_WIN32)
     if (registry_.empty())

@@ -31,6 +31,17 @@ public:
 
     // Replace the file in one step, as an administrator's editor would. The text is what Windows exports.
     void writeRegistry(std::string_view text);
+    // Parts of such a text: a key of the machine's software with its values as lines, a component's
+    // registration under its class id in braces.
+    static std::string keyText(const std::string& key, const std::string& values) {
+        return "[HKEY_LOCAL_MACHINE\\SOFTWARE\\" + key + "]\n" + values + "\n";
+    }
+    static std::string componentText(const std::string& classId, const std::u16string& library);
+    // A registry with that part alone.
+    void writeKey(const std::string& key, const std::string& values) { writeRegistry(keyText(key, values)); }
+    void registerComponent(const std::string& classId, const std::u16string& library) {
+        writeRegistry(componentText(classId, library));
+    }
     void writeSessions(std::string_view text);
     void write(const std::filesystem::path& name, std::string_view text);
 

@@ -1,13 +1,12 @@
 // While it lives, every telemetry event comes here instead of going to the process's transports.
 #pragma once
 
-#include <chrono>
 #include <memory>
-#include <optional>
-#include <string>
+#include <mutex>
 #include <vector>
 
-#include "telemetry/DimensionMap.h"
+#include "telemetry/CBaseTransport.h"
+#include "telemetry/TransportLists.h"
 
 namespace Support {
 
@@ -16,21 +15,39 @@ class TelemetryCapture {
 public:
     using Event = Tavix::Analytics::DimensionMap;
 
-    TelemetryCapture();
-    ~TelemetryCapture();
+    TelemetryCapture() {
+        auto& lists = Tavix::Analytics::internal::transportLists();
+        Platform::MutexLock lock(lists.mutex);
+        lists.primary.insert(lists.primary.begin(), transport_);
+    }
+    ~TelemetryCapture() {
+        auto& lists = Tavix::Analytics::internal::transportLists();
+        Platform::MutexLock lock(lists.mutex);
+        std::erase(lists.primary, transport_);
+    }
     TelemetryCapture(const TelemetryCapture&) = delete;
     TelemetryCapture& operator=(const TelemetryCapture&) = delete;
 
-    std::vector<Event> events() const;
-    // The first event of that name; nothing when it does not come in time.
-    std::optional<Event> waitFor(const std::u16string& uniqueIdentifier,
-                                 std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
-    // How many events of that name have come.
-    size_t count(const std::u16string& uniqueIdentifier) const;
+    std::vector<Event> events() const {
+        std::lock_guard lock(transport_->mutex);
+        return transport_->events;
+    }
 
 private:
-    class Transport;
-    std::shared_ptr<Transport> transport_;
+    struct Transport : Tavix::Analytics::internal::CBaseTransport {
+        Transport() : CBaseTransport(u"Capture", 7) {}
+        bool Open() override { return true; }
+        bool Send(const Event& dimensions) override {
+            std::lock_guard lock(mutex);
+            events.push_back(dimensions);
+            return true;
+        }
+        void Close() override {}
+
+        std::mutex mutex;
+        std::vector<Event> events;
+    };
+    const std::shared_ptr<Transport> transport_ = std::make_shared<Transport>();
 };
 
 }  // namespace Support

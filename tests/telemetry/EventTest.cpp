@@ -19,37 +19,24 @@ Dimensions sent(CEvent& event) {
     return events.size() == 1 ? events.front() : Dimensions();
 }
 
-Dimensions sentBesideStamps(CEvent& event) {
+TEST(Event, CarriesWhatWasAddedInAChainAndReplacesForgetsAndRefusesDimensions) {
+    LogCapture log;
+    CEvent event(u"E");
+    event.Category(u"Vok").Action(std::u16string(u"Failed")).Label(u"Show").Value(4294967295u);
+    event.Add(u"a", u"1").Add(u"a", u"2").Add(u"b", u"1").Add(u"b", u"").Add(u"c", nullptr).Add(u"", u"x");
+    event.Label(static_cast<const char16_t*>(nullptr));
+    EXPECT_TRUE(log.records().empty());
+    event.Add(u"__x", u"1").Add(u"__", std::u16string(u"2")).Add(u"_y", u"3").Add(nullptr, u"4");
     Dimensions dimensions = sent(event);
     std::erase_if(dimensions, [](const auto& entry) {
         return entry.first.starts_with(u"__") || entry.first == u"Tracker.Type";
     });
-    return dimensions;
-}
-
-TEST(Event, CarriesWhatWasAddedInAChain) {
-    const std::u16string alert = u"{1}";
-    CEvent event(u"Brevant.Failed");
-    event.Category(u"Vok").Action(std::u16string(u"Failed")).Label(u"Show").Value(4294967295u);
-    event.Add(u"Hit.GUID", alert).Add(u"Interactive", u"false");
-    EXPECT_EQ(sentBesideStamps(event), (Dimensions{{u"UniqueIdentifier", u"Brevant.Failed"},
-                                                   {u"Event.Category", u"Vok"},
-                                                   {u"Event.Action", u"Failed"},
-                                                   {u"Event.Label", u"Show"},
-                                                   {u"Event.Value", u"4294967295"},
-                                                   {u"Hit.GUID", u"{1}"},
-                                                   {u"Interactive", u"false"}}));
-}
-
-TEST(Event, ReplacesForgetsAndRefusesDimensions) {
-    LogCapture log;
-    CEvent event(u"E");
-    event.Add(u"a", u"1").Add(u"a", u"2").Add(u"b", u"1").Add(u"b", u"").Add(u"c", nullptr).Add(u"", u"x");
-    event.Label(u"gone").Label(static_cast<const char16_t*>(nullptr));
-    EXPECT_TRUE(log.records().empty());
-    event.Add(u"__x", u"1").Add(u"__", std::u16string(u"2")).Add(u"_y", u"3").Add(nullptr, u"4");
-    EXPECT_EQ(sentBesideStamps(event),
-              (Dimensions{{u"UniqueIdentifier", u"E"}, {u"a", u"2"}, {u"_y", u"3"}}));
+    EXPECT_EQ(dimensions, (Dimensions{{u"UniqueIdentifier", u"E"},
+                                      {u"Event.Category", u"Vok"},
+                                      {u"Event.Action", u"Failed"},
+                                      {u"Event.Value", u"4294967295"},
+                                      {u"a", u"2"},
+                                      {u"_y", u"3"}}));
     EXPECT_TRUE(log.has(2, u"Illegal request to add private dimension ('__x ='1') - Ignored"));
     EXPECT_TRUE(log.has(2, u"Illegal request to add private dimension ('__ ='2') - Ignored"));
     EXPECT_TRUE(log.has(2, u"Adding dimension with a [null] name - ignored."));

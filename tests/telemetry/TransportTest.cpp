@@ -1,17 +1,15 @@
-#include <filesystem>
 #include <gtest/gtest.h>
 
 #include <brevant/event_sink.h>
 
 #include "platform/Files.h"
 #include "platform/Folders.h"
-#include "platform/Process.h"
+#include "support/Beside.h"
 #include "support/PlatformFolder.h"
 #include "telemetry/CEvent.h"
 #include "telemetry/CLegacyTransport.h"
 #include "telemetry/CSDKConnector.h"
 #include "telemetry/TransportLists.h"
-#include "text/Utf.h"
 
 namespace {
 
@@ -74,17 +72,8 @@ protected:
         if (!machine_.isOwnMachine())
             GTEST_SKIP() << Support::PlatformFolder::notOwnMachine;
     }
-    void registerSink(const char* file) {
-        const std::filesystem::path program(Platform::nativePath(Platform::executablePath()));
-        const auto library = program.parent_path() / file;
-        ASSERT_TRUE(std::filesystem::exists(library));
-        std::string text = library.string();
-        for (size_t at = 0; (at = text.find('\\', at)) != text.npos; at += 2)
-            text.insert(at, 1, '\\');
-        machine_.writeRegistry(
-            "Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\"
-            "CLSID\\" BREVANT_EVENT_SINK_CLASS_ID_TEXT "\\InprocServer32]\n@=\"" +
-            text + "\"\n\"ThreadingModel\"=\"Both\"\n");
+    void registerSink(const char16_t* file) {
+        machine_.registerComponent(BREVANT_EVENT_SINK_CLASS_ID_TEXT, beside(file));
     }
     static std::string eventFile() {
         return Platform::readFile(Platform::commonDataFolder() + u"\\events.jsonl").value_or("");
@@ -122,7 +111,7 @@ TEST_F(EventSink, IsNotAskedWithoutAFormatterOrForNoDimensions) {
 }
 
 TEST_F(EventSink, GetsTheEventBetweenEmptyTextsAndMayFail) {
-    registerSink("test_faulty_sink.dll");
+    registerSink(u"test_faulty_sink.dll");
     CLegacyTransport transport;
     EXPECT_TRUE(transport.Open());
     EXPECT_TRUE(transport.Send({{u"a", u"b"}}));

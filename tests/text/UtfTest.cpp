@@ -38,24 +38,12 @@ TEST(Utf, ReplacesWhatIsMalformedAndKeepsWhatFollows) {
     }
 }
 
-TEST(Utf, GivesOneWideUnitPerUnit) {
-    const std::wstring wide = toWideUnits(u"a\U0001F514");
-    ASSERT_EQ(wide.size(), 3u);
-    EXPECT_EQ(static_cast<char16_t>(wide[1]), 0xD83D);
-}
-
 TEST(Utf, FoldsAsciiLettersOnly) {
     EXPECT_EQ(toLowerAscii(u"AZ[\u00C4z"), u"az[\u00C4z");
     EXPECT_TRUE(equalsIgnoringAsciiCase(u"Config", u"cONFIG"));
     EXPECT_FALSE(equalsIgnoringAsciiCase(u"[", u"{"));
     EXPECT_FALSE(equalsIgnoringAsciiCase(u"\u00C4", u"\u00E4"));
     EXPECT_FALSE(equalsIgnoringAsciiCase(u"a", u"ab"));
-}
-
-TEST(Utf, WritesTheExtremesOfNumbers) {
-    EXPECT_EQ(decimal(0), u"0");
-    EXPECT_EQ(decimal(UINT64_MAX), u"18446744073709551615");
-    EXPECT_EQ(decimalSigned(INT64_MIN), u"-9223372036854775808");
 }
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -6,24 +5,12 @@
 #include "alerts/viewers/AlertViewer.h"
 #include "support/FakeBus.h"
 #include "support/LogCapture.h"
+#include "support/PassingClock.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using Text = std::u16string;
-
-// Waiting for a time makes it pass.
-class PassingClock final : public Platform::Clock {
-public:
-    Time now() const override { return now_; }
-    bool waitUntil(Platform::ConditionVariable&, Platform::MutexLock&, Time deadline) const override {
-        now_ = std::max(now_, deadline);
-        return false;
-    }
-
-private:
-    mutable Time now_ = 1h;
-};
 
 class FakeViewer : public Vok::AlertViewer {
 public:
@@ -66,24 +53,26 @@ protected:
         return alert;
     }
     void publish(const Text& outcome) { bus.deliver(u"Brevant.Alert." + outcome, u""); }
-    bool duplicates(const Text& context, const Text& other) {
-        return makeAlert(u"1", context)->isDuplicateOf(*makeAlert(u"2", other));
-    }
 
     FakeBus bus;
     LogCapture log;
-    PassingClock clock;
+    Support::PassingClock clock;
     std::shared_ptr<FakeViewer> viewer = std::make_shared<FakeViewer>(u"V", bus.makeClient());
 };
 
 TEST_F(AlertTest, DuplicatesWhatDisplaysTheSameTexts) {
-    EXPECT_TRUE(duplicates(contextOf(u"1234"), contextOf(u"1234")));
-    EXPECT_TRUE(duplicates(u"no object", uR"({"category":"without title"})"));
-    EXPECT_FALSE(duplicates(contextOf(u"12345"), contextOf(u"12345")));
-    EXPECT_FALSE(duplicates(contextOf(u"12"), contextOf(u"21")));
-    EXPECT_FALSE(duplicates(contextOf(u"12"), contextOf(u"1")));
-    EXPECT_FALSE(duplicates(contextOf(u"", u"t"), contextOf(u"", u"T")));
-    EXPECT_FALSE(duplicates(contextOf(u"", u"t", u"d"), contextOf(u"", u"t", u"d ")));
+    const std::tuple<Text, Text, bool> cases[]{
+        {contextOf(u"1234"), contextOf(u"1234"), true},
+        {u"no object", uR"({"category":"without title"})", true},
+        {contextOf(u"12345"), contextOf(u"12345"), false},
+        {contextOf(u"12"), contextOf(u"21"), false},
+        {contextOf(u"12"), contextOf(u"1"), false},
+        {contextOf(u"", u"t"), contextOf(u"", u"T"), false},
+        {contextOf(u"", u"t", u"d"), contextOf(u"", u"t", u"d "), false},
+    };
+    for (const auto& [one, other, duplicates] : cases)
+        EXPECT_EQ(makeAlert(u"1", one)->isDuplicateOf(*makeAlert(u"2", other)), duplicates)
+            << testing::PrintToString(one) << testing::PrintToString(other);
 }
 
 TEST_F(AlertTest, ShowsOnceItHasAViewerAndNeverTwice) {

@@ -6,21 +6,23 @@ namespace {
 using AlertGlobalSessionTest = SessionFixture;
 
 TEST_F(AlertGlobalSessionTest, PrefersTheGreaterPriorityValueThenTheGreaterInstance) {
-    const auto prefers = [&](const std::shared_ptr<Vok::Alert>& own,
-                             const std::shared_ptr<Vok::Alert>& user) {
-        EXPECT_TRUE(queue(*global, own));
-        const bool preferred = global->preferGlobal(*user);
-        EXPECT_EQ(global->popAlert(), own);
-        return preferred;
-    };
     EXPECT_FALSE(global->preferGlobal(*alert(u"a")));
-    EXPECT_TRUE(prefers(alert(u"a", 3), alert(u"b", 1)));
-    EXPECT_FALSE(prefers(alert(u"b", 1), alert(u"a", 3)));
-    EXPECT_TRUE(prefers(alert(u"b", 2), alert(u"a", 2)));
-    EXPECT_FALSE(prefers(alert(u"a", 2), alert(u"b", 2)));
-    EXPECT_FALSE(prefers(alert(u"a", 2), alert(u"a", 2)));
-    EXPECT_TRUE(prefers(alert(u"10", 2), alert(u"1", 2)));
-    EXPECT_FALSE(prefers(alert(u"10", 2), alert(u"9", 2)));
+    const struct {
+        std::u16string own;
+        int32_t ownPriority;
+        std::u16string user;
+        int32_t userPriority;
+        bool preferred;
+    } cases[]{{u"a", 3, u"b", 1, true},  {u"b", 1, u"a", 3, false}, {u"b", 2, u"a", 2, true},
+              {u"a", 2, u"b", 2, false}, {u"a", 2, u"a", 2, false}, {u"10", 2, u"1", 2, true},
+              {u"10", 2, u"9", 2, false}};
+    for (const auto& one : cases) {
+        const auto own = alert(one.own, one.ownPriority);
+        EXPECT_TRUE(queue(*global, own));
+        EXPECT_EQ(global->preferGlobal(*alert(one.user, one.userPriority)), one.preferred)
+            << testing::PrintToString(one.own) << testing::PrintToString(one.user);
+        EXPECT_EQ(global->popAlert(), own);
+    }
     EXPECT_EQ(global->popAlert(), nullptr);
 }
 

@@ -1,6 +1,7 @@
 #include <thread>
 
 #include "alerts/sessions/SessionFixture.h"
+#include "support/EventRow.h"
 #include "support/TelemetryCapture.h"
 
 namespace Support {
@@ -28,13 +29,17 @@ protected:
             std::this_thread::yield();
         return condition();
     }
-    void expectLogged(uint32_t level, const std::u16string& message, std::u16string_view source,
-                      std::u16string_view function) {
-        size_t found = 0;
-        for (const auto& record : log.records())
-            found += record.level == level && record.message == message && record.source == source &&
-                     record.function == function;
-        EXPECT_EQ(found, 1u) << Ferrow::toUtf8(message);
+    void expectLogged(uint32_t level, const std::u16string& message, std::u16string_view function,
+                      const std::u16string& source = u"AlertUserSession") {
+        EXPECT_EQ(std::ranges::count_if(log.records(),
+                                        [&](const LogCapture::Record& record) {
+                                            return record.level == level && record.message == message &&
+                                                   record.source == source &&
+                                                   record.function ==
+                                                       u"Vok::" + source + u"::" + std::u16string(function);
+                                        }),
+                  1)
+            << Ferrow::toUtf8(message);
     }
 
     LogCapture log;
@@ -62,39 +67,34 @@ TEST_F(AlertUserSessionTest, RefusesADuplicateOfAQueuedAlertButNotOfTheAlertOnSc
                                                                     {*global, u"AlertGlobalSession"}};
     for (const auto& [taker, source] : takers) {
         TelemetryCapture telemetry;
-        const std::u16string function = u"Vok::" + source + u"::queueAlert";
         EXPECT_TRUE(queue(taker, alertWith({.instance = u"2"})));
         EXPECT_FALSE(queue(taker, alertWith({.instance = u"3", .id = u"other"})));
         expectLogged(4, u"Failed to queue alert. Alert will be suppressed. Alert id: other, Instance: 3.",
-                     source, function);
-        auto event = telemetry.waitFor(u"Brevant.Alert.SuppressedDuplicate").value();
-        EXPECT_EQ(event[u"Event.Action"], u"SuppressedDuplicate");
-        EXPECT_EQ(event[u"Tertiary.Category"], u"SuppressedDuplicate");
-        EXPECT_EQ(event[u"Hit.GUID"], u"other");
-        EXPECT_EQ(event[u"Hit.Label.1"], u"product");
+                     u"queueAlert", source);
+        EXPECT_EQ(eventRow(telemetry.events().at(0)),
+                  u"Brevant.Alert.SuppressedDuplicate Vok SuppressedDuplicate false false Brevant "
+                  u"SuppressedDuplicate other - - product");
         EXPECT_FALSE(queue(taker, alertWith({.instance = u"4", .title = u"4", .product = u"suppressed"})));
-        expectLogged(3, u"Plugin suppressed the alert. Alert id: id, Instance: 4.", source, function);
+        expectLogged(3, u"Plugin suppressed the alert. Alert id: id, Instance: 4.", u"queueAlert", source);
     }
     endWhatIsLeft();
 }
 
 TEST_F(AlertUserSessionTest, DeletesQueuedAlertsByAlertIdAndTheOneOnScreenByInstance) {
-    const std::u16string source = u"AlertUserSession", function = u"Vok::AlertUserSession::deleteAlert";
     const auto session = userSession();
     occupy(*session);
     EXPECT_TRUE(queue(*session, alertWith({.instance = u"5", .id = u"five"})));
     EXPECT_FALSE(session->deleteAlert(u"5"));
     EXPECT_TRUE(session->deleteAlert(u"five"));
-    expectLogged(3, u"Alert instance five was in the queue. The alert has been removed.", source, function);
+    expectLogged(3, u"Alert instance five was in the queue. The alert has been removed.", u"deleteAlert");
     EXPECT_FALSE(session->deleteAlert(u"id of on screen"));
     EXPECT_TRUE(session->deleteAlert(u"on screen"));
-    expectLogged(3, u"Alert instance on screen was being shown. The alert has been dismissed.", source,
-                 function);
+    expectLogged(3, u"Alert instance on screen was being shown. The alert has been dismissed.",
+                 u"deleteAlert");
     EXPECT_EQ(screen->dismissals(), 1u);
 }
 
 TEST_F(AlertUserSessionTest, DispatchesOnlyWhileItsSessionIsTheFirstActiveOne) {
-    const std::u16string source = u"AlertUserSession", function = u"Vok::AlertUserSession::isActiveSession";
     std::atomic<int> asked{0};
     sessions.whenListed = [&] { ++asked; };
     sessions.active = 0;
@@ -106,8 +106,8 @@ TEST_F(AlertUserSessionTest, DispatchesOnlyWhileItsSessionIsTheFirstActiveOne) {
     Platform::setLastError(13);
     EXPECT_FALSE(session->isActiveSession());
     sessions.fails = false;
-    expectLogged(2, u"No active session was found.", source, function);
-    expectLogged(4, u"Failed to EnumerateSessions. Error: 13.", source, function);
+    expectLogged(2, u"No active session was found.", u"isActiveSession");
+    expectLogged(4, u"Failed to EnumerateSessions. Error: 13.", u"isActiveSession");
     screen->fleeting = true;
     for (const std::u16string topic : {u"Console.Connect", u"Remote.Connect", u"Logon"}) {
         sessions.active = 1;
@@ -133,7 +133,7 @@ TEST_F(AlertUserSessionTest, GoesOnAfterAnAlertThatCannotBeShownOrHasNoOutcome) 
     EXPECT_TRUE(waitFor([&] { return screen->dismissals() == 1; }));
     occupy(*session);
     for (const char16_t* message : {u"Failed to show alert.", u"Failed to wait for alert."})
-        expectLogged(4, message, u"AlertUserSession", u"Vok::AlertUserSession::dispatchThread");
+        expectLogged(4, message, u"dispatchThread");
     endWhatIsLeft();
 }
 
@@ -213,7 +213,7 @@ TEST_F(AlertUserSessionTest, SessionsThatComeGoAndCompeteShowEachGlobalAlertOnce
         });
     }
     for (int i = 0; i < 50; ++i)
-        userSession(2, others)->deleteAlert(u"none");
+        userSession(2, &others)->deleteAlert(u"none");
     for (std::thread& product : products)
         product.join();
     std::set<std::u16string> seen;

@@ -11,8 +11,8 @@
 #include "alerts/sessions/AlertUserSession.h"
 #include "alerts/viewers/AlertViewer.h"
 #include "platform/Process.h"
-#include "settings/SettingsManagerClient.h"
 #include "support/FakeBus.h"
+#include "support/FakePlugins.h"
 #include "support/LogCapture.h"
 #include "text/Utf.h"
 
@@ -93,31 +93,19 @@ private:
     const std::shared_ptr<Screen> screen_;
 };
 
-// Plugins that pass every alert through, but for the product "suppressed".
-class PassingPlugins : public Vok::PluginRegistrar {
-public:
-    using PluginRegistrar::PluginRegistrar;
-    uint32_t processAlert(const std::u16string& product, const std::u16string& alertText,
-                          std::u16string& processed, uint32_t* suppress, std::u16string&) override {
-        processed = alertText;
-        *suppress = product == u"suppressed";
-        return MODULE_STATUS_SUCCESS;
-    }
-    uint32_t getAlertContent(const std::u16string&, const std::u16string&, const std::u16string&,
-                             std::u16string&) override {
-        return MODULE_STATUS_SUCCESS;
-    }
-};
-
-// Knows every viewer.
+// Knows every viewer, as the same one.
 class AnyViewer : public Vok::ViewerRegistrar {
 public:
     explicit AnyViewer(const std::shared_ptr<Tavix::MessageBusClient>& client)
-        : ViewerRegistrar(client), viewer_(std::make_shared<Vok::AlertViewer>(u"v", client)) {}
-    std::shared_ptr<Vok::AlertViewer> findViewer(const std::u16string&) const override { return viewer_; }
+        : ViewerRegistrar(client), viewer(std::make_shared<Vok::AlertViewer>(u"v", client)) {}
+    std::shared_ptr<Vok::AlertViewer> findViewer(const std::u16string&) const override {
+        if (whenSought)
+            whenSought();
+        return viewer;
+    }
 
-private:
-    const std::shared_ptr<Vok::AlertViewer> viewer_;
+    std::shared_ptr<Vok::AlertViewer> viewer;
+    std::function<void()> whenSought;  // on the thread that queues an alert, which holds the session map
 };
 
 // The list of user sessions as the test wants it. Several may be active: the first one counts.
@@ -174,10 +162,10 @@ protected:
     std::shared_ptr<Vok::AlertDispatcher> dispatcher() {
         return std::make_shared<Vok::AlertDispatcher>(viewers, plugins, client);
     }
-    std::shared_ptr<Vok::AlertUserSession> userSession(uint32_t id = 1) { return userSession(id, sessions); }
-    std::shared_ptr<Vok::AlertUserSession> userSession(uint32_t id, SessionList& list) {
+    std::shared_ptr<Vok::AlertUserSession> userSession(uint32_t id = 1, SessionList* list = nullptr) {
         return std::make_shared<Vok::AlertUserSession>(id, viewers, plugins, global, dispatcher(),
-                                                       bus.makeClient(), list.enumerator());
+                                                       bus.makeClient(),
+                                                       (list ? *list : sessions).enumerator());
     }
     // Whether it was queued.
     static bool queue(Vok::AlertSession& session, std::shared_ptr<Vok::Alert> alert) {
@@ -191,8 +179,7 @@ protected:
     std::shared_ptr<Screen> screen = std::make_shared<Screen>();
     SessionList sessions;
     std::shared_ptr<AnyViewer> viewers = std::make_shared<AnyViewer>(client);
-    std::shared_ptr<PassingPlugins> plugins =
-        std::make_shared<PassingPlugins>(std::make_shared<Tavix::SettingsManagerClient>(client));
+    std::shared_ptr<FakePlugins> plugins = std::make_shared<FakePlugins>(client);
     std::shared_ptr<Vok::AlertGlobalSession> global =
         std::make_shared<Vok::AlertGlobalSession>(viewers, plugins, dispatcher());
 };

@@ -10,13 +10,11 @@ namespace {
 
 class AlertViewerTest : public testing::Test {
 protected:
-    bool show(const FakeBus::Answer& answer) {
-        bus.answer(u"Brevant.Viewer.V.Show.i1", [answer](const auto&) { return std::optional(answer); });
-        return viewer.show(u"{\"id\":\"a1\"}", u"a1", u"i1");
-    }
-    bool dismiss(const FakeBus::Answer& answer) {
-        bus.answer(u"Brevant.Viewer.V.Delete.i1", [answer](const auto&) { return std::optional(answer); });
-        return viewer.dismiss(u"a1", u"i1");
+    // The viewer answers "Show" or "Delete" like this.
+    bool ask(const std::u16string& what, const FakeBus::Answer& answer) {
+        bus.answer(u"Brevant.Viewer.V." + what + u".i1",
+                   [answer](const auto&) { return std::optional(answer); });
+        return what == u"Show" ? viewer.show(u"{\"id\":\"a1\"}", u"a1", u"i1") : viewer.dismiss(u"a1", u"i1");
     }
 
     FakeBus bus;
@@ -26,13 +24,12 @@ protected:
 };
 
 TEST_F(AlertViewerTest, AsksTheViewerAndReportsWhatItConfirms) {
-    EXPECT_TRUE(show({u"Brevant.Alert.a1.Shown.i1", u"ignored"}));
-    EXPECT_TRUE(dismiss({u"Brevant.Alert.a1.Dismissed.i1", u""}));
+    EXPECT_TRUE(ask(u"Show", {u"Brevant.Alert.a1.Shown.i1", u"ignored"}));
+    EXPECT_TRUE(ask(u"Delete", {u"Brevant.Alert.a1.Dismissed.i1", u""}));
 
     const auto requests = bus.requests();
     ASSERT_EQ(requests.size(), 2u);
-    EXPECT_EQ(requests[0].payload, u"{\"id\":\"a1\"}");
-    EXPECT_EQ(requests[1].payload, u"");
+    EXPECT_EQ(requests[0].payload + requests[1].payload, u"{\"id\":\"a1\"}");
     for (const FakeBus::Sent& request : requests)
         EXPECT_TRUE(request.sender == u"Brevant" && request.timeout == 90000 && request.alternate);
     EXPECT_TRUE(bus.published().empty());
@@ -43,26 +40,37 @@ TEST_F(AlertViewerTest, AsksTheViewerAndReportsWhatItConfirms) {
 }
 
 TEST_F(AlertViewerTest, ReportsAFailureAndAnnouncesTheAlertAsFailed) {
-    const auto expectFailure = [&](const std::u16string& logged, const std::u16string& labelAndResult) {
-        EXPECT_TRUE(log.has(4, logged));
+    bus.failNext("requestAlternate", MODULE_STATUS_INVALID_HANDLE);
+    const struct {
+        std::u16string what;
+        FakeBus::Answer answer;
+        std::u16string logged, event;
+    } cases[]{
+        {u"Show", {}, u"Failed to make request, status: MODULE_STATUS_INVALID_HANDLE", u"Show 2147483662"},
+        {u"Delete",
+         {u"", u"", MODULE_STATUS_TIMEOUT},
+         u"Request failed with status 2.",
+         u"Dismiss 2147483661"},
+        {u"Show",
+         {u"", u"", MODULE_STATUS_INVALID_STATE},
+         u"Request failed with status 3.",
+         u"Show 2147483654"},
+        {u"Show",
+         {u"Brevant.Alert.a1.Shown.i2", u""},
+         u"Received invalid response message: Brevant.Alert.a1.Shown.i2, expected: "
+         u"Brevant.Alert.a1.Shown.i1.",
+         u"Show 2147483650"},
+    };
+    for (const auto& one : cases) {
+        EXPECT_FALSE(ask(one.what, one.answer));
+        EXPECT_TRUE(log.has(4, one.logged)) << testing::PrintToString(one.logged);
         EXPECT_EQ(Support::eventRow(telemetry.events().back()),
-                  u"Brevant.Failed Vok Failed false false Brevant Failure a1 " + labelAndResult + u" V");
+                  u"Brevant.Failed Vok Failed false false Brevant Failure a1 " + one.event + u" V");
         const FakeBus::Sent announcement = bus.published().back();
         EXPECT_EQ(announcement.name, u"Brevant.Alert.a1.Failed.i1");
         EXPECT_TRUE(announcement.payload.empty() && !announcement.sender.empty());
-    };
-    bus.failNext("requestAlternate", MODULE_STATUS_INVALID_HANDLE);
-    EXPECT_FALSE(show({}));
-    expectFailure(u"Failed to make request, status: MODULE_STATUS_INVALID_HANDLE", u"Show 2147483662");
-    EXPECT_FALSE(dismiss({u"", u"", MODULE_STATUS_TIMEOUT}));
-    expectFailure(u"Request failed with status 2.", u"Dismiss 2147483661");
-    EXPECT_FALSE(show({u"", u"", MODULE_STATUS_INVALID_STATE}));
-    expectFailure(u"Request failed with status 3.", u"Show 2147483654");
-    EXPECT_FALSE(show({u"Brevant.Alert.a1.Shown.i2", u""}));
-    expectFailure(
-        u"Received invalid response message: Brevant.Alert.a1.Shown.i2, expected: Brevant.Alert.a1.Shown.i1.",
-        u"Show 2147483650");
-    EXPECT_EQ(bus.published().size(), 4u);
+    }
+    EXPECT_EQ(bus.published().size(), std::size(cases));
 }
 
 }  // namespace

@@ -16,11 +16,10 @@ protected:
     void settingsHold(const Names& names) {
         std::u16string list;
         for (const std::u16string& name : names)
-            list +=
-                (list.empty() ? u"" : u",") + (uR"({"status":true,"value":"","name":")" + name + uR"("})");
-        const FakeBus::Answer answer{u"Response", uR"({"responses":[)" + list + u"]}"};
-        bus.answer(u"SettingsManager.GetProperties.Request",
-                   [answer](const auto&) { return std::optional(answer); });
+            list += (list.empty() ? u"" : u",") + (uR"({"status":true,"value":"","name":")" + name + u"\"}");
+        bus.answer(u"SettingsManager.GetProperties.Request", [list](const auto&) {
+            return FakeBus::Answer{u"Response", uR"({"responses":[)" + list + u"]}"};
+        });
     }
     uint32_t notify(const std::u16string& change, const std::u16string& name) {
         return bus.deliver(u"SettingsManager.Notify." + change + u"." + name,

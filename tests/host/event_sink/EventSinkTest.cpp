@@ -1,15 +1,14 @@
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
 
 #include "host/event_sink/ComponentConventions.h"
 #include "platform/Components.h"
-#include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
-#include "platform/Process.h"
+#include "support/Beside.h"
 #include "support/PlatformFolder.h"
+#include "text/Utf.h"
 
 namespace {
 
@@ -21,20 +20,7 @@ using CanUnloadNow = BrevantResult (*)();
 // The library, used as any component's user would.
 class EventSinkLibrary : public testing::Test {
 protected:
-    void SetUp() override {
-        const std::filesystem::path program(Platform::nativePath(Platform::executablePath()));
-        const auto file = program.parent_path() / EVENT_SINK_FILE;
-        library_ = Platform::loadLibrary(Platform::portablePath(file.string()));
-        ASSERT_NE(library_, nullptr);
-        getClassObject_ =
-            reinterpret_cast<GetClassObject>(Platform::libraryFunction(library_, "DllGetClassObject"));
-        canUnloadNow_ =
-            reinterpret_cast<CanUnloadNow>(Platform::libraryFunction(library_, "DllCanUnloadNow"));
-    }
-    void TearDown() override {
-        if (library_)
-            Platform::freeLibrary(library_);
-    }
+    void SetUp() override { ASSERT_TRUE(library_); }
     ClassFactory* factory() {
         void* object = nullptr;
         EXPECT_EQ(getClassObject_(&eventSinkClassId, &classFactoryInterfaceId, &object), ok);
@@ -53,9 +39,9 @@ protected:
     }
 
     Support::PlatformFolder machine_;
-    Platform::LibraryHandle library_ = nullptr;
-    GetClassObject getClassObject_ = nullptr;
-    CanUnloadNow canUnloadNow_ = nullptr;
+    const Support::LoadedLibrary library_{beside(EVENT_SINK_FILE)};
+    const GetClassObject getClassObject_ = library_.function<GetClassObject>("DllGetClassObject");
+    const CanUnloadNow canUnloadNow_ = library_.function<CanUnloadNow>("DllCanUnloadNow");
 };
 
 TEST_F(EventSinkLibrary, MayBeUnloadedOnceEveryReferenceAndLockIsGone) {
@@ -104,13 +90,9 @@ TEST_F(EventSinkLibrary, WritesWholeLinesFromManyThreads) {
         sender.join();
     made->functions->Release(made);
 
-    std::string line = "{\"a\":  \"";
-    for (int i = 0; i < 3000; ++i)
-        line += "\xC3\xA4";
-    line += "\"}\n";
     std::string expected;
     for (int i = 0; i < threads * eventsEach; ++i)
-        expected += line;
+        expected += Ferrow::toUtf8(u"{\"a\":  \"" + std::u16string(3000, u'\u00E4') + u"\"}\n");
     EXPECT_TRUE(Platform::readFile(file).value_or("").substr(before) == expected);
 }
 

@@ -1,6 +1,5 @@
 #include "AlertFile.h"
 #include "HostFixture.h"
-#include "platform/Files.h"
 #include "text/Utf.h"
 
 namespace Host {

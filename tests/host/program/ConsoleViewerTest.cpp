@@ -21,18 +21,27 @@ protected:
                uR"("payload":"now"}},{"text":"Nothing"}],"dismissalactions":[{"messagename":"Product.Dismissed"}],)"
                uR"("timeoutactions":[{"messagename":"Product.Ignored"}]}})";
     }
-    // The name that answers a show request.
-    std::u16string show(const std::u16string& instance, const std::u16string& payload) {
-        return broker.request(u"Brevant.Viewer.console.Show." + instance, payload, patience).message.name;
+    // The name that answers a request to the viewer.
+    std::u16string ask(const std::u16string& what, const std::u16string& payload = u"") {
+        return broker.request(u"Brevant.Viewer.console." + what, payload, patience).message.name;
     }
-    std::u16string remove(const std::u16string& instance) {
-        return broker.request(u"Brevant.Viewer.console.Delete." + instance, u"", patience).message.name;
+    void expectShown(const std::u16string& id, const std::u16string& instance) {
+        EXPECT_EQ(ask(u"Show." + instance, description(id)), u"Brevant.Alert." + id + u".Shown." + instance);
+    }
+    // What was published about alerts, without the common beginning.
+    std::vector<std::u16string> told(size_t count) {
+        std::vector<std::u16string> names;
+        for (const BusMessage& message : alerts.take(count))
+            names.push_back(message.name.substr(14));
+        return names;
     }
 
     Recorder alerts, choices;
     FakeDisplay display;
     BusConnection broker{bus(), u"Brevant"};
 };
+
+using Names = std::vector<std::u16string>;
 
 TEST_F(ConsoleViewerTest, RegistersItselfWithTheSettingsManagerForAsLongAsItIsThere) {
     SettingsStore store(inFolder(u"settings.json"));
@@ -47,64 +56,47 @@ TEST_F(ConsoleViewerTest, RegistersItselfWithTheSettingsManagerForAsLongAsItIsTh
 
 TEST_F(ConsoleViewerTest, ConfirmsWhatItShowsAndReportsTheUsersChoice) {
     ConsoleViewer viewer(bus(), display);
-    EXPECT_EQ(show(u"1", description(u"a")), u"Brevant.Alert.a.Shown.1");
+    expectShown(u"a", u"1");
     EXPECT_EQ(display.waitForShown(1).at(0).title, u"T");
     display.end({Showing::Ending::dismissed, 0});
-    EXPECT_EQ(show(u"2", description(u"b")), u"Brevant.Alert.b.Shown.2");
+    expectShown(u"b", u"2");
     display.end({Showing::Ending::dismissed, {}});
-    EXPECT_EQ(show(u"3", description(u"c")), u"Brevant.Alert.c.Shown.3");
+    expectShown(u"c", u"3");
     display.end({Showing::Ending::timedOut, {}});
-    const auto published = choices.take(3);
-    ASSERT_EQ(published.size(), 3u);
-    EXPECT_EQ(published[0].name + published[0].payload, u"Product.Gonow");
-    EXPECT_EQ(published[1].name, u"Product.Dismissed");
-    EXPECT_EQ(published[2].name, u"Product.Ignored");
-    std::vector<std::u16string> names;
-    for (const BusMessage& message : alerts.take(6))
-        names.push_back(message.name);
-    EXPECT_EQ(names,
-              (std::vector<std::u16string>{u"Brevant.Alert.a.Shown.1", u"Brevant.Alert.a.Dismissed.1",
-                                           u"Brevant.Alert.b.Shown.2", u"Brevant.Alert.b.Dismissed.2",
-                                           u"Brevant.Alert.c.Shown.3", u"Brevant.Alert.c.Dismissed.3"}));
+    Names chosen;
+    for (const BusMessage& choice : choices.take(3))
+        chosen.push_back(choice.name + choice.payload);
+    EXPECT_EQ(chosen, (Names{u"Product.Gonow", u"Product.Dismissed", u"Product.Ignored"}));
+    EXPECT_EQ(told(6), (Names{u"a.Shown.1", u"a.Dismissed.1", u"b.Shown.2", u"b.Dismissed.2", u"c.Shown.3",
+                              u"c.Dismissed.3"}));
 }
 
 TEST_F(ConsoleViewerTest, TakesAnAlertDownOnADeleteRequestWithoutASecondOutcome) {
     ConsoleViewer viewer(bus(), display);
-    EXPECT_EQ(show(u"1", description(u"a")), u"Brevant.Alert.a.Shown.1");
-    EXPECT_EQ(remove(u"1"), u"Brevant.Alert.a.Dismissed.1");
-    // The next one is on display, so the first is over and done with.
-    EXPECT_EQ(show(u"2", description(u"b")), u"Brevant.Alert.b.Shown.2");
-    EXPECT_EQ(alerts.take(3).size(), 3u);
-    EXPECT_TRUE(choices.take(0).empty());
-    EXPECT_EQ(remove(u"1"), u"Brevant.Alert.a.Dismissed.1") << "one that is gone is answered as well";
-    EXPECT_EQ(remove(u"77"), u"Brevant.Alert..Dismissed.77") << "and one that never was";
-    display.end({Showing::Ending::dismissed, {}});
-}
-
-TEST_F(ConsoleViewerTest, TakesAnAlertDownThatIsDeletedOnItsWayToTheDisplay) {
-    ConsoleViewer viewer(bus(), display);
+    expectShown(u"a", u"1");
+    EXPECT_EQ(ask(u"Delete.1"), u"Brevant.Alert.a.Dismissed.1");
+    // The next one is deleted on its way to the display.
     display.beforeShowing = [&] {
         display.beforeShowing = nullptr;
-        EXPECT_EQ(remove(u"1"), u"Brevant.Alert.a.Dismissed.1");
+        EXPECT_EQ(ask(u"Delete.2"), u"Brevant.Alert.b.Dismissed.2");
     };
-    show(u"1", description(u"a"));
-    EXPECT_EQ(show(u"2", description(u"b")), u"Brevant.Alert.b.Shown.2");
+    ask(u"Show.2", description(u"b"));
+    // This one is on display, so the others are over and done with.
+    expectShown(u"c", u"3");
+    EXPECT_EQ(std::ranges::count(told(5), u"a.Dismissed.1"), 1);
+    EXPECT_TRUE(choices.take(0).empty());
+    EXPECT_EQ(ask(u"Delete.1"), u"Brevant.Alert.a.Dismissed.1") << "one that is gone is answered as well";
+    EXPECT_EQ(ask(u"Delete.77"), u"Brevant.Alert..Dismissed.77") << "and one that never was";
     display.end({Showing::Ending::dismissed, {}});
 }
 
-TEST_F(ConsoleViewerTest, RefusesWhatItCannotShowAtOnce) {
+TEST_F(ConsoleViewerTest, RefusesWhatItCannotShowAndEndsTheAlertOnScreenAsFailedWhenItCloses) {
     ConsoleViewer viewer(bus(), display);
-    EXPECT_EQ(show(u"1", u"no JSON"), u"Brevant.Alert..Failed.1");
+    EXPECT_EQ(ask(u"Show.1", u"no JSON"), u"Brevant.Alert..Failed.1");
     EXPECT_TRUE(display.waitForShown(0).empty());
-}
-
-TEST_F(ConsoleViewerTest, EndsTheAlertOnScreenAsFailedWhenItCloses) {
-    ConsoleViewer viewer(bus(), display);
-    EXPECT_EQ(show(u"1", description(u"a")), u"Brevant.Alert.a.Shown.1");
+    expectShown(u"a", u"2");
     viewer.close();
-    const auto names = alerts.take(2);
-    ASSERT_EQ(names.size(), 2u);
-    EXPECT_EQ(names[1].name, u"Brevant.Alert.a.Failed.1");
+    EXPECT_EQ(told(3), (Names{u".Failed.1", u"a.Shown.2", u"a.Failed.2"}));
     EXPECT_EQ(broker.request(u"Brevant.Viewer.console.Show.2", description(u"b"), patience).status,
               MODULE_STATUS_NO_SUBSCRIBERS);
 }

@@ -5,7 +5,6 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <mutex>
-#include <set>
 
 #include "AlertDisplay.h"
 #include "BusConnection.h"

@@ -35,8 +35,7 @@ protected:
         EXPECT_TRUE(freeLibrary(library));
     }
     void verify(int on) {
-        folder.writeRegistry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVANE\\OSTREL]\n\"Verify Libraries\"=dword:" +
-                             std::to_string(on) + "\n");
+        folder.writeKey("CORVANE\\OSTREL", "\"Verify Libraries\"=dword:" + std::to_string(on));
     }
 
     Support::PlatformFolder folder;
@@ -71,11 +70,8 @@ TEST_F(LibraryTrust, IsRefusedToFilesOfOtherUsers) {
 
 class Components : public LibraryTrust {
 protected:
-    void registerLibrary(const std::string& library) {
-        folder.writeRegistry(
-            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\{5A1B2C3D-1111-2222-0102-030405060708}\\"
-            "InprocServer32]\n@=\"" +
-            library + "\"\n");
+    void registerLibrary(const std::u16string& library) {
+        folder.registerComponent("{5A1B2C3D-1111-2222-0102-030405060708}", library);
     }
     bool libraryLoaded() {
         const LibraryHandle library = loadedLibrary(path);
@@ -85,7 +81,7 @@ protected:
 };
 
 TEST_F(Components, KeepTheLibraryThatTheRegistryNamesLoadedForAsLongAsTheyLive) {
-    registerLibrary(file.string());
+    registerLibrary(path);
     for (const auto create : {createTrustedComponent, createComponent}) {
         {
             const ComponentThread thread;
@@ -115,9 +111,9 @@ TEST_F(Components, ThatCannotBeCreatedLeaveNoObject) {
         EXPECT_EQ(object, nullptr);
     };
     fails(componentNotRegistered);
-    registerLibrary((folder.path() / "missing.dll").string());
+    registerLibrary(path + u".missing");
     fails(static_cast<ComponentResult>(0x800401F8u));
-    registerLibrary(file.string());
+    registerLibrary(path);
     chmod(file.c_str(), 0666);
     fails(componentAccessDenied);
     chmod(file.c_str(), 0644);

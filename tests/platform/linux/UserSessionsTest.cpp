@@ -11,28 +11,29 @@ namespace {
 
 class UserSessionFiles : public testing::Test {
 protected:
+    using Sessions = std::vector<std::pair<uint32_t, UserSessionState>>;
+    Sessions listed() {
+        EXPECT_TRUE(enumerateUserSessions(sessions));
+        Sessions all;
+        for (const UserSession& session : sessions)
+            all.emplace_back(session.id, session.state);
+        return all;
+    }
     Support::PlatformFolder folder;
     std::vector<UserSession> sessions;
 };
 
 TEST_F(UserSessionFiles, ListTheSessionsInTheirOrderAndMissingMeansOneActiveOne) {
-    ASSERT_TRUE(enumerateUserSessions(sessions));
-    ASSERT_EQ(sessions.size(), 1u);
-    EXPECT_EQ(sessions[0].id, 1u);
-    EXPECT_EQ(sessions[0].state, UserSessionState::active);
+    EXPECT_EQ(listed(), (Sessions{{1, UserSessionState::active}}));
     folder.writeSessions(
         "# id state\n7 disconnected\r\n\n  2\tidle # nobody\n4294967295 connected\n3 active");
-    ASSERT_TRUE(enumerateUserSessions(sessions));
-    ASSERT_EQ(sessions.size(), 4u);
-    EXPECT_EQ(sessions[0].id, 7u);
-    EXPECT_EQ(sessions[0].state, UserSessionState::disconnected);
-    EXPECT_EQ(sessions[1].state, UserSessionState::idle);
-    EXPECT_EQ(sessions[2].id, 4294967295u);
-    EXPECT_EQ(sessions[3].state, UserSessionState::active);
+    EXPECT_EQ(listed(), (Sessions{{7, UserSessionState::disconnected},
+                                  {2, UserSessionState::idle},
+                                  {4294967295u, UserSessionState::connected},
+                                  {3, UserSessionState::active}}));
     EXPECT_EQ(activeConsoleSessionId(), 3u);
     folder.writeSessions("");
-    ASSERT_TRUE(enumerateUserSessions(sessions));
-    EXPECT_TRUE(sessions.empty());
+    EXPECT_EQ(listed(), Sessions{});
     EXPECT_EQ(activeConsoleSessionId(), 0xFFFFFFFFu);
 }
 

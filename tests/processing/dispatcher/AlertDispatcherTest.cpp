@@ -6,34 +6,13 @@
 #include "alerts/viewers/AlertViewer.h"
 #include "alerts/viewers/ViewerRegistrar.h"
 #include "processing/dispatcher/AlertDispatcher.h"
-#include "processing/plugins/PluginRegistrar.h"
-#include "settings/SettingsManagerClient.h"
 #include "support/EventRow.h"
 #include "support/FakeBus.h"
+#include "support/FakePlugins.h"
 #include "support/LogCapture.h"
 #include "support/TelemetryCapture.h"
 
 namespace {
-
-struct FakePlugins : Vok::PluginRegistrar {
-    using PluginRegistrar::PluginRegistrar;
-    uint32_t processAlert(const std::u16string& product, const std::u16string& alert, std::u16string& output,
-                          uint32_t* flag, std::u16string&) override {
-        asked = product + u" " + alert;
-        output = processed;
-        *flag = suppress;
-        return status;
-    }
-    uint32_t getAlertContent(const std::u16string& product, const std::u16string& alert,
-                             const std::u16string& viewer, std::u16string& content) override {
-        asked = product + u" " + alert + u" " + viewer;
-        content = u"content";
-        return status;
-    }
-
-    uint32_t status = MODULE_STATUS_SUCCESS, suppress = 0;
-    std::u16string processed, asked;
-};
 
 struct FakeAlert : Vok::Alert {
     using Alert::Alert;
@@ -87,8 +66,7 @@ protected:
     TelemetryCapture telemetry;
     std::shared_ptr<Tavix::MessageBusClient> client = bus.makeClient();
     std::shared_ptr<Vok::ViewerRegistrar> viewers = std::make_shared<Vok::ViewerRegistrar>(client);
-    std::shared_ptr<FakePlugins> plugins =
-        std::make_shared<FakePlugins>(std::make_shared<Tavix::SettingsManagerClient>(client));
+    std::shared_ptr<Support::FakePlugins> plugins = std::make_shared<Support::FakePlugins>(client);
     std::optional<Vok::AlertDispatcher> dispatcher{std::in_place, viewers, plugins, client};
 };
 

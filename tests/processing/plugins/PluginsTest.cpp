@@ -6,11 +6,11 @@
 #include <thread>
 
 #include "json/JSONFormatter.h"
-#include "library/SharedLibrary.h"
 #include "processing/plugins/AlertPluginLib.h"
 #include "processing/plugins/PluginRegistrar.h"
 #include "settings/SettingsManagerClient.h"
 #include "support/FakeBus.h"
+#include "support/FakeLibrary.h"
 #include "support/LogCapture.h"
 
 namespace {
@@ -37,56 +37,33 @@ struct Plugin {
 };
 Plugin plugin;
 
-uint32_t create(void** instance, const char16_t* name) {
-    *instance = &plugin;
-    return plugin.enter(name);
-}
-uint32_t destroy(void* instance) {
-    return plugin.enter(instance == &plugin ? u"destroy" : u"destroy another");
-}
-uint32_t process(void*, const char16_t* alert, const char16_t** processed, uint32_t* suppress,
-                 const char16_t** extra) {
-    *processed = plugin.processed;
-    *suppress = 1;
-    *extra = plugin.extra;
-    return plugin.enter(alert);
-}
-void releaseProcessed(const char16_t* processed, const char16_t* extra) {
-    plugin.enter(processed == plugin.processed && extra == plugin.extra ? u"release" : u"release others");
-}
-uint32_t getContent(void*, const char16_t*, const char16_t* viewer, const char16_t** content) {
-    *content = plugin.content;
-    return plugin.enter(viewer);
-}
-void releaseContent(const char16_t* content) {
-    plugin.enter(content == plugin.content ? u"release" : u"release another");
-}
+constexpr AlertPluginApi table{
+    [](void** instance, const char16_t* name) {
+        *instance = &plugin;
+        return plugin.enter(name);
+    },
+    [](void* instance) { return plugin.enter(instance == &plugin ? u"destroy" : u"destroy another"); },
+    [](void*, const char16_t* alert, const char16_t** processed, uint32_t* suppress, const char16_t** extra) {
+        *processed = plugin.processed;
+        *suppress = 1;
+        *extra = plugin.extra;
+        return plugin.enter(alert);
+    },
+    [](const char16_t* processed, const char16_t* extra) {
+        plugin.enter(processed == plugin.processed && extra == plugin.extra ? u"release" : u"release others");
+    },
+    [](void*, const char16_t*, const char16_t* viewer, const char16_t** content) {
+        *content = plugin.content;
+        return plugin.enter(viewer);
+    },
+    [](const char16_t* content) {
+        plugin.enter(content == plugin.content ? u"release" : u"release another");
+    },
+};
 void* createObject(uint32_t version) {
     plugin.enter(version == BREVANT_PLUGIN_VERSION ? u"object" : u"object of another version");
     return plugin.offersTable ? &plugin.table : nullptr;
 }
-
-// Stand for the plugin's library file.
-struct FakeLoader : Tavix::DllLoader {
-    bool loadDLL(const std::u16string& path, Platform::LibraryHandle* handle) override {
-        plugin.calls += u" load:" + path;
-        *handle = reinterpret_cast<Platform::LibraryHandle>(this);
-        return true;
-    }
-    void* getProcAddress(Platform::LibraryHandle, const char*) override {
-        return reinterpret_cast<void*>(&createObject);
-    }
-    bool freeDLL(Platform::LibraryHandle) override {
-        plugin.calls += u" free";
-        return true;
-    }
-};
-struct FakeSearch : Tavix::PathSearch {
-    bool findFilePath(const std::u16string&, std::u16string& folder) override {
-        folder = getSearchPaths().at(0);
-        return folder != u"none";
-    }
-};
 
 const std::u16string reloading = uR"( load:C:\P\p.dll free object AlertPlugin)";
 const std::u16string loading = uR"( load:C:\P\p.dll object AlertPlugin)";
@@ -96,7 +73,7 @@ class PluginsTest : public testing::Test {
 protected:
     PluginsTest() {
         plugin = Plugin();
-        plugin.table = {create, destroy, process, releaseProcessed, getContent, releaseContent};
+        plugin.table = table;
         bus.answer(u"SETTINGS_MANAGER_GET_PROPERTY", [this](const FakeBus::Sent& request) {
             Tavix::JSONFormatter json;
             json.parse(request.payload);  // names the property, as the answer does
@@ -109,8 +86,10 @@ protected:
     }
     std::unique_ptr<AlertPluginLib> makeLib(const std::u16string& product) {
         return std::make_unique<AlertPluginLib>(product, nullptr, settings, [](auto library) {
-            return std::make_shared<Tavix::SharedLibrary>(std::move(library), std::make_shared<FakeLoader>(),
-                                                          nullptr, std::make_shared<FakeSearch>());
+            return Support::FakeLibrary::load(
+                std::make_shared<Support::FakeLibrary>(
+                    createObject, [](const std::u16string& what) { plugin.calls += u" " + what; }),
+                std::move(library));
         });
     }
     std::unique_ptr<Vok::PluginRegistrar> makeRegistrar() {

@@ -16,46 +16,32 @@ bool asks(const char16_t* alertText, std::u16string_view what) {
     return std::u16string_view(alertText).find(what) != std::u16string_view::npos;
 }
 
-uint32_t create(void** instance, const char16_t*) {
-    *instance = &processed;
-    return MODULE_STATUS_SUCCESS;
-}
-
-uint32_t destroy(void*) {
-    return MODULE_STATUS_SUCCESS;
-}
-
-uint32_t processAlert(void*, const char16_t* alertText, const char16_t** processedText, uint32_t* suppress,
-                      const char16_t** extraText) {
-    if (asks(alertText, u"!throw"))
-        throw std::runtime_error("plugin");
-    if (asks(alertText, u"!fail"))
-        return MODULE_STATUS_DATA_ERROR;
-    if (asks(alertText, u"!null")) {
-        *processedText = *extraText = nullptr;
+constexpr AlertPluginApi table = {
+    [](void** instance, const char16_t*) -> uint32_t {
+        *instance = &processed;
         return MODULE_STATUS_SUCCESS;
-    }
-    if (asks(alertText, u"!suppress"))
-        *suppress = 1;
-    processed = alertText;
-    *processedText = processed.c_str();
-    *extraText = u"";
-    return MODULE_STATUS_SUCCESS;
-}
-
-void releaseProcessed(const char16_t*, const char16_t*) {}
-
-uint32_t getAlertContent(void*, const char16_t* alertText, const char16_t*, const char16_t** contentText) {
-    if (asks(alertText, u"!no content"))
-        return MODULE_STATUS_DATA_ERROR;
-    *contentText = u"content of the plugin";
-    return MODULE_STATUS_SUCCESS;
-}
-
-void releaseContent(const char16_t*) {}
-
-constexpr AlertPluginApi table = {create,           destroy,         processAlert,
-                                  releaseProcessed, getAlertContent, releaseContent};
+    },
+    [](void*) -> uint32_t { return MODULE_STATUS_SUCCESS; },
+    [](void*, const char16_t* alertText, const char16_t** processedText, uint32_t* suppress,
+       const char16_t** extraText) -> uint32_t {
+        if (asks(alertText, u"!throw"))
+            throw std::runtime_error("plugin");
+        if (asks(alertText, u"!fail"))
+            return MODULE_STATUS_DATA_ERROR;
+        *suppress = asks(alertText, u"!suppress");
+        processed = alertText;
+        const bool nothing = asks(alertText, u"!null");
+        *processedText = nothing ? nullptr : processed.c_str();
+        *extraText = nothing ? nullptr : u"";
+        return MODULE_STATUS_SUCCESS;
+    },
+    [](const char16_t*, const char16_t*) {},
+    [](void*, const char16_t* alertText, const char16_t*, const char16_t** contentText) -> uint32_t {
+        *contentText = u"content of the plugin";
+        return asks(alertText, u"!no content") ? MODULE_STATUS_DATA_ERROR : MODULE_STATUS_SUCCESS;
+    },
+    [](const char16_t*) {},
+};
 
 }  // namespace
 

@@ -1,7 +1,7 @@
 // A message bus with none of the embedded bus's manners: it delivers everything on the calling thread, from
 // inside publish, request and reply, and its requests that nobody answers at once time out at once. It is
 // built as MessageBus.dll in a folder of its own, beside the tests that run on it.
-#include <cstring>
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <regex>
@@ -35,23 +35,17 @@ std::map<uint32_t, Subscription> subscriptions;
 std::map<uint64_t, Request> requests;
 uintptr_t handles = 0;
 uint32_t lastSubscription = 0;
-uint64_t lastRequest = 0;
+std::atomic<uint64_t> lastRequest{0};
 int openHandles = 0;
 
-std::wstring wide(const std::u16string& text) {
-    return {text.begin(), text.end()};
-}
-
-bool matches(const Subscription& subscription, const std::u16string& name) {
-    return subscription.pattern ? std::regex_match(wide(name), std::wregex(wide(subscription.text)))
-                                : subscription.text == name;
-}
-
-std::vector<Subscription> receivers(const char16_t* name) {
+std::vector<Subscription> receivers(const std::u16string& name) {
     std::lock_guard lock(mutex);
     std::vector<Subscription> found;
     for (const auto& [id, subscription] : subscriptions) {
-        if (matches(subscription, name))
+        const std::u16string& text = subscription.text;
+        if (subscription.pattern ? std::regex_match(std::wstring(name.begin(), name.end()),
+                                                    std::wregex(std::wstring(text.begin(), text.end())))
+                                 : text == name)
             found.push_back(subscription);
     }
     return found;
@@ -98,10 +92,9 @@ uint32_t request(BrevantBusHandle handle, uint64_t index, void* context, Brevant
         return MODULE_STATUS_NO_SUBSCRIBERS;
     MessageHeader sent = *header;
     sent.flags |= BREVANT_MESSAGE_REPLY_REQUESTED;
-    uint64_t cookie = 0;
+    const uint64_t cookie = sent.requestCookie = ++lastRequest;
     {
         std::lock_guard lock(mutex);
-        cookie = sent.requestCookie = ++lastRequest;
         requests[cookie] = {handle, index, context, function};
     }
     for (const Subscription& subscription : found)
@@ -116,21 +109,12 @@ uint32_t request(BrevantBusHandle handle, uint64_t index, void* context, Brevant
     return MODULE_STATUS_SUCCESS;
 }
 
-uint32_t subscribeTo(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
-                     const char16_t* text, bool pattern) {
+template <bool pattern>
+uint32_t subscribe(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
+                   const char16_t* text) {
     std::lock_guard lock(mutex);
     subscriptions[++lastSubscription] = {handle, context, function, text, pattern};
     return lastSubscription;
-}
-
-uint32_t subscribe(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
-                   const char16_t* name) {
-    return subscribeTo(handle, context, function, name, false);
-}
-
-uint32_t subscribePattern(BrevantBusHandle handle, void* context, BrevantMessageFunction function,
-                          const char16_t* pattern) {
-    return subscribeTo(handle, context, function, pattern, true);
 }
 
 // Calls the subscription once more after it has ended, as a bus may that was just delivering to it.
@@ -158,9 +142,9 @@ uint32_t releaseReplyFunction(BrevantBusHandle handle, BrevantReplyFunction func
     return MODULE_STATUS_SUCCESS;
 }
 
-constexpr BrevantBusFunctions table = {acquire,   release,          publish,     request,
-                                       subscribe, subscribePattern, unsubscribe, releaseReplyFunction,
-                                       publish,   request};
+constexpr BrevantBusFunctions table = {acquire,          release,         publish,     request,
+                                       subscribe<false>, subscribe<true>, unsubscribe, releaseReplyFunction,
+                                       publish,          request};
 
 }  // namespace
 

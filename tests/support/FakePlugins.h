@@ -1,0 +1,33 @@
+// Plugins that do what the test says; to begin with they pass every alert through.
+#pragma once
+
+#include <optional>
+
+#include "processing/plugins/PluginRegistrar.h"
+#include "settings/SettingsManagerClient.h"
+
+namespace Support {
+
+struct FakePlugins : Vok::PluginRegistrar {
+    explicit FakePlugins(const std::shared_ptr<Tavix::MessageBusClient>& client)
+        : PluginRegistrar(std::make_shared<Tavix::SettingsManagerClient>(client)) {}
+    uint32_t processAlert(const std::u16string& product, const std::u16string& alert, std::u16string& output,
+                          uint32_t* flag, std::u16string&) override {
+        asked = product + u" " + alert;
+        output = processed.value_or(alert);
+        *flag = product == u"suppressed" ? 1 : suppress;
+        return status;
+    }
+    uint32_t getAlertContent(const std::u16string& product, const std::u16string& alert,
+                             const std::u16string& viewer, std::u16string& content) override {
+        asked = product + u" " + alert + u" " + viewer;
+        content = u"content";
+        return status;
+    }
+
+    uint32_t status = MODULE_STATUS_SUCCESS, suppress = 0;
+    std::optional<std::u16string> processed;
+    std::u16string asked;
+};
+
+}  // namespace Support
