@@ -53,46 +53,50 @@ void CETWConfigurationListener::run() noexcept {
 
 namespace {
 
-class ProcessConfiguration : public LoggingConfigListenerIf {
+class LogUse : public LoggingConfigListenerIf {
 public:
     void acquire() EXCLUDES(mutex_) {
         Platform::MutexLock lock(mutex_);
-        if (holders_++ == 0)
-            listener_ = std::make_unique<CETWConfigurationListener>(
-                *this, Platform::Registry::protectedReader(), Platform::RegistryWatch::create(loggingKey));
+        if (holders_++ != 0)
+            return;
+        internal::useLogger(true);
+        listener_ = std::make_unique<CETWConfigurationListener>(*this, Platform::Registry::protectedReader(),
+                                                                Platform::RegistryWatch::create(loggingKey));
     }
     void release() EXCLUDES(mutex_) {
         Platform::MutexLock lock(mutex_);
-        if (holders_ > 0 && --holders_ == 0)
-            listener_.reset();
+        if (holders_ == 0 || --holders_ != 0)
+            return;
+        listener_.reset();
+        internal::useLogger(false);
     }
     void configurationChanged(const LoggingConfig& config) noexcept override {
         internal::configureLogger(config);
     }
 
 private:
-    // Held while the listener starts and ends; the listener's thread never takes it.
+    // Held while the use begins and ends; what is waited for meanwhile never takes it.
     Platform::Mutex mutex_;
     size_t holders_ GUARDED_BY(mutex_) = 0;
     std::unique_ptr<CETWConfigurationListener> listener_ GUARDED_BY(mutex_);
 };
 
-constinit Platform::ProcessWide<ProcessConfiguration> configuration;
+constinit Platform::ProcessWide<LogUse> logUse;
 
 }  // namespace
 
-void acquireConfigurationListener() noexcept {
+void acquireLog() noexcept {
     try {
-        configuration.get().acquire();
+        logUse.get().acquire();
     } catch (...) {
-        LOG_MESSAGE(levelWarning, u"ETWLogging::acquireConfigurationListener",
+        LOG_MESSAGE(levelWarning, u"ETWLogging::acquireLog",
                     u"The log configuration cannot be watched. It stays as it is.");
     }
 }
 
-void releaseConfigurationListener() noexcept {
+void releaseLog() noexcept {
     try {
-        configuration.get().release();
+        logUse.get().release();
     } catch (...) {
         // Only the building of an object that no acquire has built can fail.
     }

@@ -21,12 +21,12 @@ std::shared_ptr<CETWLogging> CETWLogging::create(const Platform::Guid& provider,
                                                  const ProviderMaker& makeProvider) {
     std::shared_ptr<CETWLogging> logger(new CETWLogging(std::move(identity), registry, levelsChanged));
     logger->start(false, initialThreshold);
-    // The provider ends its callbacks before the logger is gone, so the plain pointer is safe.
+    // The provider is stopped before the logger is gone, so the plain pointer is safe.
     CETWLogging* const self = logger.get();
     logger->provider_ =
         makeProvider(provider, internal::traceEventClass,
                      [self](bool enabled, uint32_t level) { self->sessionChanged(enabled, level); });
-    return logger->provider_ ? logger : nullptr;
+    return logger->provider_ && logger->provider_->start() ? logger : nullptr;
 }
 
 CETWLogging::CETWLogging(internal::TraceIdentity identity, const Platform::Registry& registry,
@@ -95,6 +95,17 @@ void CETWLogging::configurationChanged(const LoggingConfig& config) noexcept {
         enabled_ = *config.enable;
     if (config.severity)
         threshold_ = *config.severity;
+}
+
+// Refused, it writes nothing during this use. A session that is there enables the registered provider again.
+void CETWLogging::beginUse() noexcept {
+    provider_->start();
+}
+
+void CETWLogging::endUse() noexcept {
+    provider_->stop();
+    Platform::MutexLock lock(mutex_);
+    session_ = false;
 }
 
 }  // namespace ETWLogging

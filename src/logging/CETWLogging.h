@@ -12,8 +12,8 @@
 
 namespace ETWLogging {
 
-// Writes records as classic trace events, while a trace session has enabled the provider. A record passes
-// from the threshold on; level 3 always does.
+// Writes records as classic trace events, while it is in use and a trace session has enabled the provider. A
+// record passes from the threshold on; level 3 always does.
 class CETWLogging : public CLoggingIf_ex {
 public:
     using ProviderMaker = std::function<std::unique_ptr<Platform::TraceProvider>(
@@ -34,6 +34,8 @@ public:
     size_t maximumMessageLength() const noexcept override { return internal::longestTraceText; }
     void write(const LogRecord& record) noexcept override EXCLUDES(mutex_);
     void configurationChanged(const LoggingConfig& config) noexcept override EXCLUDES(mutex_);
+    void beginUse() noexcept override;
+    void endUse() noexcept override EXCLUDES(mutex_);
 
 private:
     CETWLogging(internal::TraceIdentity identity, const Platform::Registry& registry,

@@ -30,6 +30,12 @@ public:
 };
 
 // A logger that can be switched while it runs.
-class CLoggingIf_ex : public CLoggingIf, public LoggingConfigListenerIf {};
+class CLoggingIf_ex : public CLoggingIf, public LoggingConfigListenerIf {
+public:
+    // Take up and give back what lets the system call into the logger, which is made in use. One thread at a
+    // time, in any order; both may wait for a callback that runs, and may change enabledLevels().
+    virtual void beginUse() noexcept {}
+    virtual void endUse() noexcept {}
+};
 
 }  // namespace ETWLogging

@@ -50,17 +50,16 @@ public:
     ProcessLogger() { Platform::setDiagnosticSink(logDiagnostic); }
     ~ProcessLogger() {
         Platform::setDiagnosticSink(nullptr);
-        // Static destructors that run later may still ask whether to log, and a trace session may change what
-        // a logger enables until that logger is gone: it goes first, and leaves nothing enabled.
-        std::shared_ptr<CLoggingIf_ex> leaving;
+        // Static destructors that run later may still ask whether to log: nothing is enabled for them. The
+        // logger's use has ended, so nothing of weight remains to be done here.
         Platform::MutexLock lock(mutex_);
         built_ = true;
-        leaving.swap(logger_);
+        logger_.reset();
         publishLevels();
     }
 
     // Null while this thread builds the logger, and when none can be built.
-    std::shared_ptr<CLoggingIf_ex> logger() EXCLUDES(building_, mutex_) {
+    std::shared_ptr<CLoggingIf_ex> logger() EXCLUDES(using_, building_, mutex_) {
         {
             Platform::MutexLock lock(mutex_);
             if (built_)
@@ -83,13 +82,24 @@ public:
     }
 
     std::shared_ptr<CLoggingIf_ex> replace(std::shared_ptr<CLoggingIf_ex> logger)
-        EXCLUDES(building_, mutex_) {
-        Platform::MutexLock buildingLock(building_);
-        Platform::MutexLock lock(mutex_);
-        built_ = logger != nullptr;
-        logger_.swap(logger);
-        publishLevels();
+        EXCLUDES(using_, building_, mutex_) {
+        {
+            Platform::MutexLock buildingLock(building_);
+            Platform::MutexLock lock(mutex_);
+            built_ = logger != nullptr;
+            logger_.swap(logger);
+            publishLevels();
+        }
+        followUse();
         return logger;
+    }
+
+    void use(bool used) EXCLUDES(using_, mutex_) {
+        {
+            Platform::MutexLock lock(mutex_);
+            used_ = used;
+        }
+        followUse();
     }
 
     void refresh() EXCLUDES(mutex_) {
@@ -98,12 +108,17 @@ public:
     }
 
 private:
-    void build() EXCLUDES(building_, mutex_) {
+    void build() EXCLUDES(using_, building_, mutex_) {
+        if (buildUnlessBuilt())
+            followUse();
+    }
+
+    bool buildUnlessBuilt() EXCLUDES(building_, mutex_) {
         Platform::MutexLock buildingLock(building_);
         {
             Platform::MutexLock lock(mutex_);
             if (built_)
-                return;
+                return false;
         }
         builder_.store(Platform::currentThreadId());
         std::shared_ptr<CLoggingIf_ex> logger;
@@ -125,6 +140,26 @@ private:
             if (logger)
                 logger->write({each.level, each.sourceFile, each.function, each.line, each.message});
         }
+        return true;
+    }
+
+    // After every change of the logger or of its use; whichever comes last sees both.
+    void followUse() EXCLUDES(using_, mutex_) {
+        Platform::MutexLock usingLock(using_);
+        std::shared_ptr<CLoggingIf_ex> logger;
+        bool used = false;
+        {
+            Platform::MutexLock lock(mutex_);
+            logger = logger_;
+            used = used_;
+        }
+        if (!logger)
+            return;
+        if (used)
+            logger->beginUse();
+        else
+            logger->endUse();
+        refresh();
     }
 
     void publishLevels() REQUIRES(mutex_) {
@@ -134,6 +169,9 @@ private:
             enabledLevels.store(loggerUnbuilt);
     }
 
+    // Held while a logger's use begins or ends, with neither of the other two: that may wait for a callback
+    // of the system's, which takes them when it logs. No callback takes this one.
+    Platform::Mutex using_;
     // Held while the logger is built or replaced; taken before mutex_. No record is written under it but the
     // early ones of its holder.
     Platform::Mutex building_;
@@ -141,6 +179,7 @@ private:
     Platform::Mutex mutex_;
     bool built_ GUARDED_BY(mutex_) = false;
     std::shared_ptr<CLoggingIf_ex> logger_ GUARDED_BY(mutex_);
+    bool used_ GUARDED_BY(mutex_) = false;
     std::atomic<uint32_t> builder_{0};  // the thread that builds the logger
     std::vector<EarlyRecord> early_ GUARDED_BY(building_);
 };
@@ -202,6 +241,14 @@ void refreshEnabledLevels() noexcept {
     try {
         process.get().refresh();
     } catch (...) {
+    }
+}
+
+void useLogger(bool used) noexcept {
+    try {
+        process.get().use(used);
+    } catch (...) {
+        // No memory even for the object: it has no logger then.
     }
 }
 

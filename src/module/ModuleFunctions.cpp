@@ -40,12 +40,12 @@ uint32_t withModule(ModuleHandle* handle, std::u16string_view function, Work&& w
 
 void joinLibrary() {
     Platform::LibraryUse::enter();
-    ETWLogging::acquireConfigurationListener();
+    ETWLogging::acquireLog();
 }
 
 // The host may free the library when this returns for the last module.
 void leaveLibrary() {
-    ETWLogging::releaseConfigurationListener();
+    ETWLogging::releaseLog();
     Platform::LibraryUse::leave(waitForBusCallbacks);
 }
 

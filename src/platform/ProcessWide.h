@@ -10,8 +10,9 @@ namespace Platform {
 // Counts what is alive in the library (module objects, bus handles). While anything is, process-wide objects
 // are not freed by static destructors: the process is then leaving with threads of ours still running, and
 // freeing under them would crash. When nothing is, the library is being unloaded, or the process left without
-// it: it must leave no memory behind. What others may still call then, as a bus its callbacks, keeps clear of
-// process-wide objects.
+// it: it must leave no memory behind. Threads and registrations with the system have ended with the last that
+// was alive, for a static destructor must not wait for them; and what others may still call, as a bus its
+// callbacks, keeps clear of process-wide objects.
 class LibraryUse {
 public:
     static void enter() noexcept { count_.fetch_add(1); }

@@ -62,6 +62,7 @@ TEST(TraceEvent, WritesItsFieldsInOrder) {
 struct Session {
     Platform::TraceProvider::EnableCallback tell;
     Platform::Guid provider;
+    bool refuses = false, registered = false;
     std::vector<std::vector<uint8_t>> payloads;
 
     CETWLogging::ProviderMaker maker() {
@@ -76,7 +77,9 @@ struct Session {
 
     struct Provider : Platform::TraceProvider {
         explicit Provider(Session& owner) : session(owner) {}
-        uint32_t write(void* header) override {
+        bool start() noexcept override { return session.registered = !session.refuses; }
+        void stop() noexcept override { session.registered = false; }
+        uint32_t write(void* header) noexcept override {
             const auto* bytes = static_cast<const uint8_t*>(header);
             const auto* payload = reinterpret_cast<const uint8_t*>(numberAt(bytes + 48));
             session.payloads.emplace_back(payload, payload + numberAt(bytes + 56));
@@ -114,6 +117,19 @@ TEST_F(EventLog, WritesOnlyWhileASessionListens) {
     ASSERT_EQ(session_.payloads.size(), 1u);
     EXPECT_EQ(session_.payloads[0], traceEventPayload({42, u"p", u"h", u"g", u"l"}, {6, u"s", u"f", 1, u"m"},
                                                       Platform::currentThreadId()));
+}
+
+TEST_F(EventLog, ForgetsTheSessionWhenItsUseEnds) {
+    EXPECT_TRUE(session_.registered);
+    session_.tell(true, 4);
+    logger_->endUse();
+    EXPECT_FALSE(session_.registered);
+    EXPECT_EQ(levels(), 0u);
+    logger_->beginUse();
+    EXPECT_TRUE(session_.registered);
+    EXPECT_EQ(levels(), 0u);
+    session_.tell(true, 4);
+    EXPECT_EQ(levels(), 0b1111000u);
 }
 
 TEST_F(EventLog, AlwaysPassesInformationAndLetsTheRegistryOverrideTheSession) {
@@ -180,6 +196,8 @@ TEST(CDefaultLogBuilder, BuildsWhatTheIdentityOrElseTheRegistryAsksForAndFilesWh
     EXPECT_TRUE(buildsEvents(0, session.maker()));
     EXPECT_FALSE(buildsEvents(0, noProvider));
     EXPECT_FALSE(buildsEvents(1, noProvider));
+    session.refuses = true;
+    EXPECT_FALSE(buildsEvents(1, session.maker()));
 }
 
 }  // namespace

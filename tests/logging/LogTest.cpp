@@ -64,6 +64,36 @@ TEST(Log, EvaluatesNothingForALevelThatIsOffCutsWhatItFormatsAndKeepsTheLastErro
     EXPECT_FALSE(isLogEnabled(1));
 }
 
+// Enables what is logged while it is in use.
+struct Used : CLoggingIf_ex {
+    uint32_t enabledLevels() const noexcept override { return used ? ~0u : 0; }
+    size_t maximumMessageLength() const noexcept override { return 5; }
+    void write(const LogRecord&) noexcept override {}
+    void configurationChanged(const LoggingConfig&) noexcept override {}
+    void beginUse() noexcept override { used = true; }
+    void endUse() noexcept override { used = false; }
+
+    bool used = true;
+};
+
+TEST(Log, IsInUseFromTheFirstModuleToTheLast) {
+    const LogCapture bringsTheLoggerBack;
+    const auto first = std::make_shared<Used>(), second = std::make_shared<Used>();
+    second->used = false;
+    internal::replaceLogger(first);
+    EXPECT_FALSE(isLogEnabled(4)) << "built before any module, it is in no use";
+    for (int life = 0; life < 2; ++life) {
+        acquireLog();
+        EXPECT_TRUE(isLogEnabled(4));
+        internal::replaceLogger(life == 0 ? second : first);
+        acquireLog();
+        releaseLog();
+        EXPECT_TRUE(isLogEnabled(4)) << "one that comes in between is in use at once";
+        releaseLog();
+        EXPECT_FALSE(isLogEnabled(4));
+    }
+}
+
 // The process's own logger, on a machine of the test's own.
 class OwnMachine : public testing::Test {
 protected:
@@ -121,14 +151,14 @@ TEST_F(OwnMachine, KeepsWhatIsReportedWhileTheLoggerIsBuilt) {
 }
 
 TEST_F(OwnMachine, FollowsTheRegistryWhileAModuleExists) {
-    acquireConfigurationListener();
-    acquireConfigurationListener();
+    acquireLog();
+    acquireLog();
     EXPECT_FALSE(isLogEnabled(1));
-    releaseConfigurationListener();
+    releaseLog();
     EXPECT_TRUE(becomes("\"Severity\"=dword:00000001\n\"Logging Mechanism\"=dword:00000001\n", 1, true));
     EXPECT_TRUE(becomes("\"Enable\"=dword:00000000\n", 4, false));
-    releaseConfigurationListener();
-    releaseConfigurationListener();  // one too many is ignored
+    releaseLog();
+    releaseLog();  // one too many is ignored
 }
 
 TEST(LoggingIdentity, IsClearedButForTheGroupThatIsSet) {

@@ -7,19 +7,11 @@
 #include <utility>
 #include <wmistr.h>
 
+#include "TraceCalls.h"
 #include "platform/Sync.h"
 
 namespace Platform {
 namespace {
-
-class SystemTraceProvider;
-
-// Guards the list of providers that callbacks of the system may still find. The system does not say that it
-// has no callback running when a registration ends, so each looks its provider up, and runs while that cannot
-// go. Held during a callback, which therefore must not create or destroy a provider; a callback may take the
-// locks of the log. The list is chained through its members, for it outlives every object of this process.
-constinit Mutex liveMutex;
-constinit SystemTraceProvider* firstLive GUARDED_BY(liveMutex) = nullptr;
 
 GUID native(const Guid& guid) {
     GUID copy;
@@ -30,38 +22,46 @@ GUID native(const Guid& guid) {
 
 class SystemTraceProvider final : public TraceProvider {
 public:
-    SystemTraceProvider(const Guid& provider, const Guid& eventClass, EnableCallback callback)
-        : callback_(std::move(callback)) {
-        {
-            MutexLock lock(liveMutex);
-            next_ = std::exchange(firstLive, this);
-        }
-        const GUID control = native(provider);
-        GUID classId = native(eventClass);
-        TRACE_GUID_REGISTRATION registration{&classId, nullptr};
-        registered_ = RegisterTraceGuidsW(onControl, this, &control, 1, &registration, nullptr, nullptr,
-                                          &registration_) == ERROR_SUCCESS;
-    }
+    SystemTraceProvider(const Guid& provider, const Guid& eventClass, EnableCallback callback,
+                        const TraceCalls& calls)
+        : calls_(calls),
+          provider_(native(provider)),
+          eventClass_(native(eventClass)),
+          callback_(std::move(callback)) {}
 
-    ~SystemTraceProvider() override {
-        {
-            MutexLock lock(liveMutex);
-            SystemTraceProvider** link = &firstLive;
-            while (*link != this)
-                link = &(*link)->next_;
-            *link = next_;
-        }
+    ~SystemTraceProvider() override { stop(); }
+
+    bool start() noexcept override {
         if (registered_)
-            UnregisterTraceGuids(registration_);
+            return true;
+        {
+            // The first callback may come before the registration returns.
+            MutexLock lock(mutex_);
+            listening_ = true;
+        }
+        TRACE_GUID_REGISTRATION registration{&eventClass_, nullptr};
+        registered_ = calls_.registerGuids(onControl, this, &provider_, 1, &registration, nullptr, nullptr,
+                                           &registration_) == ERROR_SUCCESS;
+        return registered_;
     }
 
-    bool registered() const noexcept { return registered_; }
+    void stop() noexcept override {
+        if (!registered_)
+            return;
+        {
+            MutexLock lock(mutex_);
+            listening_ = false;
+        }
+        session_.store(0);
+        calls_.unregisterGuids(registration_);
+        registered_ = false;
+    }
 
-    uint32_t write(void* header) override {
+    uint32_t write(void* header) noexcept override {
         const TRACEHANDLE session = session_.load();
         if (session == 0)
             return ERROR_INVALID_HANDLE;
-        return TraceEvent(session, static_cast<EVENT_TRACE_HEADER*>(header));
+        return calls_.event(session, static_cast<EVENT_TRACE_HEADER*>(header));
     }
 
 private:
@@ -69,20 +69,17 @@ private:
                                   void* buffer) noexcept {
         if (bufferSize)
             *bufferSize = 0;
-        MutexLock lock(liveMutex);
-        for (SystemTraceProvider* provider = firstLive; provider; provider = provider->next_) {
-            if (provider == context)
-                return provider->control(code, buffer);
-        }
-        return ERROR_SUCCESS;
+        auto& provider = *static_cast<SystemTraceProvider*>(context);
+        MutexLock lock(provider.mutex_);
+        return provider.listening_ ? provider.control(code, buffer) : ERROR_SUCCESS;
     }
 
-    ULONG control(WMIDPREQUESTCODE code, void* buffer) {
+    ULONG control(WMIDPREQUESTCODE code, void* buffer) REQUIRES(mutex_) {
         if (code == WMI_ENABLE_EVENTS) {
-            const TRACEHANDLE session = GetTraceLoggerHandle(buffer);
+            const TRACEHANDLE session = calls_.loggerHandle(buffer);
             if (session == reinterpret_cast<TRACEHANDLE>(INVALID_HANDLE_VALUE))
                 return GetLastError();
-            const UCHAR level = GetTraceEnableLevel(session);
+            const UCHAR level = calls_.enableLevel(session);
             session_.store(session);
             tell(true, level);
             return ERROR_SUCCESS;
@@ -95,7 +92,7 @@ private:
         return ERROR_INVALID_PARAMETER;
     }
 
-    void tell(bool enabled, uint32_t level) {
+    void tell(bool enabled, uint32_t level) REQUIRES(mutex_) {
         try {
             if (callback_)
                 callback_(enabled, level);
@@ -104,21 +101,31 @@ private:
         }
     }
 
+    const TraceCalls calls_;
+    const GUID provider_;
+    GUID eventClass_;  // const but for the system's declaration
     const EnableCallback callback_;
-    SystemTraceProvider* next_ = nullptr;  // guarded by liveMutex
+    // Held during a callback, which may take the locks of the log; never while the system is called to
+    // register or unregister, for which it may wait for a callback.
+    Mutex mutex_;
+    bool listening_ GUARDED_BY(mutex_) = false;
     std::atomic<TRACEHANDLE> session_{0};
+    // Used by start and stop alone.
     TRACEHANDLE registration_ = 0;
     bool registered_ = false;
 };
 
 }  // namespace
 
+std::unique_ptr<TraceProvider> createTraceProvider(const Guid& provider, const Guid& eventClass,
+                                                   TraceProvider::EnableCallback callback,
+                                                   const TraceCalls& calls) {
+    return std::make_unique<SystemTraceProvider>(provider, eventClass, std::move(callback), calls);
+}
+
 std::unique_ptr<TraceProvider> TraceProvider::create(const Guid& provider, const Guid& eventClass,
                                                      EnableCallback callback) {
-    auto created = std::make_unique<SystemTraceProvider>(provider, eventClass, std::move(callback));
-    if (!created->registered())
-        return nullptr;
-    return created;
+    return createTraceProvider(provider, eventClass, std::move(callback), TraceCalls());
 }
 
 }  // namespace Platform

@@ -32,7 +32,7 @@ TEST(KernelObjects, AreAllClosedByTheirOwners) {
         const auto watch = RegistryWatch::create(u"SOFTWARE\\CORVANE\\No\\Such\\Key");
         Thread waiting([&] { EXPECT_FALSE(watch->wait()); });
         const auto provider = TraceProvider::create({1, 2, 3, {}}, {1, 2, 4, {}}, nullptr);
-        EXPECT_TRUE(provider);
+        EXPECT_TRUE(provider->start());
         const auto mutex = NamedMutex::create(u"Corvane.life");
         watch->cancel();
         waiting.join();
@@ -83,7 +83,7 @@ TEST(KernelObjects, ATraceProviderFollowsItsSession) {
         told.emplace_back(enabled, level);
         changed.notify_all();
     });
-    ASSERT_TRUE(provider);
+    ASSERT_TRUE(provider->start());
     const auto toldOf = [&](size_t count) {
         std::unique_lock lock(mutex);
         return changed.wait_for(lock, 5s, [&] { return told.size() >= count; });
@@ -99,7 +99,7 @@ TEST(KernelObjects, ATraceProviderFollowsItsSession) {
     ASSERT_TRUE(session.enable(native, false, 0));
     ASSERT_TRUE(toldOf(2));
     EXPECT_FALSE(told[1].first);
-    provider.reset();
+    provider->stop();
     session.enable(native, true, 4);
     EXPECT_EQ(told.size(), 2u) << "an ended provider is told nothing";
 }
