@@ -102,7 +102,7 @@ uint32_t Viewer::onShow(const BusMessage& request) {
             held_.push_back(instance);
     }
     if (now != Manner::isSilent)
-        peer_.reply(request, outcome(u"Shown", instance));
+        peer_.reply(request, outcome(u"Shown", now == Manner::namesAnotherAlert ? u"another" : instance));
     if (now == Manner::dismissesAtOnce)
         dismiss(instance);
     if (now == Manner::publishesFailed)

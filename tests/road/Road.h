@@ -55,7 +55,7 @@ private:
 // A viewer as its author would write it: answers each request with the reply that confirms it.
 class Viewer {
 public:
-    enum class Manner { confirms, isSilent, dismissesAtOnce, publishesFailed };
+    enum class Manner { confirms, isSilent, dismissesAtOnce, publishesFailed, namesAnotherAlert };
 
     explicit Viewer(const std::u16string& id);
     // The instance id of the next alert that it was asked to show; empty when none comes in time.

@@ -1,7 +1,18 @@
 #include "road/Road.h"
 
+// Sanitizer builds ask at exit whether to look for leaks. Stopping threads that run on at that moment crashes
+// the look itself now and then.
+namespace {
+std::atomic<bool> leavesThreadsBehind{false};
+}
+extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
+    return leavesThreadsBehind;
+}
+
 namespace Road {
 namespace {
+
+using Support::BusMessage;
 
 TEST_F(RoadTest, RequestsThatMakeNoSenseGetNoStatusMessageAndAGoodOneIsTakenDirectly) {
     std::u16string deep = u"{\"a\":";
@@ -45,6 +56,67 @@ TEST_F(RoadTest, AViewerIsKnownWhileItIsRegisteredAndFailsTheAlertWhenItIsGone) 
     settings->remove(u"Brevant/Viewer/gone");
     EXPECT_TRUE(seen(u"Brevant.Viewer.gone.Unregistered"));
     showAndExpect(alert, u"Suppressed");
+}
+
+TEST_F(RoadTest, ADuplicateOfAQueuedAlertIsSuppressedAndOneOfTheShownAlertIsNot) {
+    const auto shown = occupy(u"shown");
+    AlertText same = titled(u"shown");
+    same.id = u"same texts";
+    showAndExpect(same, u"Queued");
+    showAndExpect(same, u"Suppressed");
+    viewer->dismiss(shown);
+    viewer->dismiss(viewer->waitForShow());
+}
+
+TEST_F(RoadTest, AViewerThatAnswersWronglyFailsTheAlertAndTheNextOneIsShown) {
+    viewer->manner = Viewer::Manner::namesAnotherAlert;
+    const auto wrong = showAndExpect(titled(u"wrong"), u"Queued");
+    EXPECT_TRUE(seen(outcome(u"wrong", u"Failed", wrong)));
+    EXPECT_EQ(viewer->waitForShow(), wrong);
+    viewer->manner = Viewer::Manner::confirms;
+    viewer->dismiss(occupy(u"right"));
+}
+
+TEST_F(RoadTest, WhileAViewerKeepsASessionWaitingOtherTrafficGoesOn) {
+    viewer->manner = Viewer::Manner::isSilent;
+    const auto stuck = showAndExpect(titled(u"stuck"), u"Queued");
+    EXPECT_EQ(viewer->waitForShow(), stuck);
+    // This one waits for the session, and holds the session map meanwhile.
+    const auto behind = show(titled(u"behind"));
+    BusMessage id;
+    EXPECT_EQ(product->request(u"Brevant.Alert.GetId", u"", id), MODULE_STATUS_SUCCESS);
+    settings->set(u"Brevant/Viewer/other", u"");
+    EXPECT_TRUE(seen(u"Brevant.Viewer.other.Registered"));
+    viewer->manner = Viewer::Manner::confirms;
+    viewer->answerHeld();
+    viewer->dismiss(stuck);
+    EXPECT_TRUE(seen(outcome(u"behind", u"Queued", behind)));
+    viewer->dismiss(viewer->waitForShow());
+}
+
+TEST_F(RoadTest, TheGreaterPriorityValueWinsBetweenTheGlobalAndTheUserQueue) {
+    const auto shown = occupy(u"on screen");
+    AlertText user = titled(u"user"), global = titled(u"global");
+    user.priority = u"P1";
+    global.priority = u"P3";
+    global.session = 0;
+    const auto userInstance = showAndExpect(user, u"Queued");
+    const auto globalInstance = showAndExpect(global, u"Queued");
+    viewer->dismiss(shown);
+    for (const auto& next : {globalInstance, userInstance}) {
+        EXPECT_EQ(viewer->waitForShow(), next);
+        viewer->dismiss(next);
+    }
+}
+
+TEST_F(RoadTest, ALogoffWhileAnAlertIsShownEndsWithTheAlert) {
+    const auto shown = occupy(u"on screen");
+    product->publish(u"SystemMonitor.UserSession.Logoff", u"{\"sessionId\":1}");
+    // A new session takes the place of the old one before the old one has ended.
+    BusMessage id;
+    product->request(u"Brevant.Alert.GetId", u"", id);
+    viewer->dismiss(shown);
+    viewer->dismiss(occupy(u"after logon"));
 }
 
 TEST_F(RoadTest, ADeleteRequestRemovesAQueuedAlertAndDismissesTheShownOne) {
@@ -97,6 +169,7 @@ TEST_F(RoadTest, TheProcessMayEndWithTheModuleAliveAndAnAlertOnScreen) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto show = [&] {
         showAndExpect(titled(u"a"), u"Queued");
+        leavesThreadsBehind = true;
         std::exit(viewer->waitForShow().empty() ? 1 : 0);
     };
     EXPECT_EXIT(show(), testing::ExitedWithCode(0), "");
