@@ -42,8 +42,6 @@ TEST(DynamicLibraries, StayLoadedForWhoeverHoldsThemByAnAddress) {
     freeLibrary(library);
     EXPECT_EQ(libraryFunction(held, "DllCanUnloadNow"), function);
     freeLibrary(held);
-    EXPECT_FALSE(libraryContaining(function));
-    EXPECT_NE(lastError(), 0u);
     const LibraryHandle program = libraryContaining(reinterpret_cast<const void*>(&inThisProgram));
     EXPECT_TRUE(program);
     freeLibrary(program);
