@@ -1,6 +1,7 @@
 // Plugins that do what the test says; to begin with they pass every alert through.
 #pragma once
 
+#include <mutex>
 #include <optional>
 
 #include "processing/plugins/PluginRegistrar.h"
@@ -13,21 +14,35 @@ struct FakePlugins : Vok::PluginRegistrar {
         : PluginRegistrar(std::make_shared<Tavix::SettingsManagerClient>(client)) {}
     uint32_t processAlert(const std::u16string& product, const std::u16string& alert, std::u16string& output,
                           uint32_t* flag, std::u16string&) override {
-        asked = product + u" " + alert;
+        note(product + u" " + alert);
         output = processed.value_or(alert);
         *flag = product == u"suppressed" ? 1 : suppress;
         return status;
     }
     uint32_t getAlertContent(const std::u16string& product, const std::u16string& alert,
                              const std::u16string& viewer, std::u16string& content) override {
-        asked = product + u" " + alert + u" " + viewer;
+        note(product + u" " + alert + u" " + viewer);
         content = u"content";
         return status;
     }
 
     uint32_t status = MODULE_STATUS_SUCCESS, suppress = 0;
     std::optional<std::u16string> processed;
-    std::u16string asked;
+
+    // What was asked last.
+    std::u16string asked() {
+        std::lock_guard lock(mutex_);
+        return asked_;
+    }
+
+private:
+    void note(std::u16string question) {
+        std::lock_guard lock(mutex_);
+        asked_ = std::move(question);
+    }
+
+    std::mutex mutex_;
+    std::u16string asked_;
 };
 
 }  // namespace Support

@@ -100,7 +100,7 @@ TEST_F(AlertDispatcherTest, LetsThePluginSuppressTheAlertOrChooseAmongTheRegiste
         const size_t warnings = log.records().size();
         EXPECT_EQ(dispatcher->process(alert), !one.viewer.empty());
         EXPECT_EQ(alert->getViewer(), viewers->findViewer(one.viewer));
-        EXPECT_EQ(plugins->asked, u"P " + text);
+        EXPECT_EQ(plugins->asked(), u"P " + text);
         EXPECT_EQ(alert->getInfo().toJson(), text);
         EXPECT_EQ(event(), one.event);
         EXPECT_EQ(log.has(2, one.warning), !one.warning.empty());
@@ -112,12 +112,12 @@ TEST_F(AlertDispatcherTest, ShowsWithThePluginsContentAndDismissesWhatWasShownBe
     const auto first = makeAlert(), second = makeAlert(30, false), refused = makeAlert();
     const std::u16string text = first->getInfo().toJson();
     EXPECT_TRUE(dispatcher->show(first));
-    EXPECT_EQ(plugins->asked, u"P " + text + u" A");
+    EXPECT_EQ(plugins->asked(), u"P " + text + u" A");
     EXPECT_FALSE(dispatcher->show(nullptr));
     EXPECT_EQ(first->dismissals, 0);
     EXPECT_TRUE(dispatcher->show(second));
     EXPECT_EQ(first->dismissals, 1);
-    EXPECT_EQ(plugins->asked, u"P " + text + u" KOV");
+    EXPECT_EQ(plugins->asked(), u"P " + text + u" KOV");
     EXPECT_TRUE(log.has(2, u"No viewer assinged for alertId : a1. Defaulting to KOV"));
     refused->accepts = false;
     EXPECT_FALSE(dispatcher->show(refused));
