@@ -1,5 +1,5 @@
 // A mutex that processes share by its name: those of the machine, on Windows those of one user session unless
-// the name says "Global\\". Also serialises the threads of one process.
+// the name says "Global\". Also serialises the threads of one process.
 #pragma once
 
 #include <chrono>
