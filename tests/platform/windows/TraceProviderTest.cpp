@@ -108,8 +108,8 @@ TEST_F(Tracing, EndsOnceWithEachRegistrationAndTellsNothingLate) {
     provider->stop();
     EXPECT_EQ(ended, std::vector<int>{1});
     EXPECT_EQ(control(WMI_ENABLE_EVENTS, 0x704), ERROR_SUCCESS);
+    ASSERT_EQ(told.size(), 1u);
     EXPECT_EQ(provider->write(nullptr), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(told.size(), 1u);
 
     refusal = ERROR_ACCESS_DENIED;
     EXPECT_FALSE(provider->start());
