@@ -102,14 +102,6 @@ TEST_F(EventSink, GetsEachEventAsOneLine) {
     EXPECT_EQ(second.find('\n'), second.size() - 1);
 }
 
-TEST_F(EventSink, IsNotAskedWithoutAFormatterOrForNoDimensions) {
-    registerSink(EVENT_SINK_FILE);
-    EXPECT_FALSE(CLegacyTransport({}, nullptr).Send({{u"a", u"b"}}));
-    EXPECT_FALSE(CLegacyTransport().Send({}));
-    EXPECT_FALSE(CLegacyTransport({1, 2, 3, {}}).Open());
-    EXPECT_EQ(eventFile(), "");
-}
-
 TEST_F(EventSink, GetsTheEventBetweenEmptyTextsAndMayFail) {
     registerSink(u"test_faulty_sink.dll");
     CLegacyTransport transport;
