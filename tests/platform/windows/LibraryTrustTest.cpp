@@ -6,12 +6,12 @@
 // The certificate calls need the base types above.
 #include <wincrypt.h>
 
-#include "../component/Beside.h"
 #include "../component/CountingComponent.h"
 #include "platform/Components.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
 #include "platform/VersionResource.h"
+#include "support/Beside.h"
 #include "support/PlatformFolder.h"
 
 using namespace Platform;
@@ -137,12 +137,10 @@ TEST_F(LibraryTrust, IsGivenToASignerWhoseRootTheMachineTrusts) {
 }
 
 TEST_F(LibraryTrust, GatesTheTrustedCreationOfComponents) {
-    const std::wstring key = L"SOFTWARE\\Classes\\CLSID\\{5A1B2C3D-1111-2222-0102-030405060708}";
-    const std::wstring server = key + L"\\InprocServer32";
-    ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, server.c_str(), nullptr, REG_SZ, path.c_str(),
-                              static_cast<DWORD>(2 * path.size() + 2)),
-              ERROR_SUCCESS);
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, server.c_str(), L"ThreadingModel", REG_SZ, L"Both", 10);
+    Support::PlatformFolder machine;
+    if (!machine.isOwnMachine())
+        GTEST_SKIP() << machine.notOwnMachine;
+    machine.registerComponent("{5A1B2C3D-1111-2222-0102-030405060708}", path);
     const ComponentThread thread;
     void* object = this;
     verify(1);
@@ -157,7 +155,7 @@ TEST_F(LibraryTrust, GatesTheTrustedCreationOfComponents) {
         freeComponentText(text);
         component->functions->release(component);
     }
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str());
+    machine.writeRegistry("");
     EXPECT_EQ(createComponent(countingClassId, countingClassId, &object), componentNotRegistered);
 }
 
