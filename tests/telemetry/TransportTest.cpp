@@ -103,7 +103,7 @@ TEST_F(EventSink, GetsEachEventAsOneLine) {
 }
 
 TEST_F(EventSink, GetsTheEventBetweenEmptyTextsAndMayFail) {
-    registerSink(u"test_faulty_sink.dll");
+    registerSink(u"test_component.dll");
     CLegacyTransport transport;
     EXPECT_TRUE(transport.Open());
     EXPECT_TRUE(transport.Send({{u"a", u"b"}}));

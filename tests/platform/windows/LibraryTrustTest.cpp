@@ -6,7 +6,8 @@
 // The certificate calls need the base types above.
 #include <wincrypt.h>
 
-#include "../component/CountingComponent.h"
+#include <brevant/event_sink.h>
+
 #include "platform/Components.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
@@ -140,23 +141,27 @@ TEST_F(LibraryTrust, GatesTheTrustedCreationOfComponents) {
     Support::PlatformFolder machine;
     if (!machine.isOwnMachine())
         GTEST_SKIP() << machine.notOwnMachine;
-    machine.registerComponent("{5A1B2C3D-1111-2222-0102-030405060708}", path);
+    machine.registerComponent(BREVANT_EVENT_SINK_CLASS_ID_TEXT, path);
     const ComponentThread thread;
     void* object = this;
+    const Guid sinkClassId = parseGuid(u"" BREVANT_EVENT_SINK_CLASS_ID_TEXT).value();
+    const Guid sinkId = parseGuid(u"" BREVANT_EVENT_SINK_INTERFACE_ID_TEXT).value();
     verify(1);
-    EXPECT_EQ(createTrustedComponent(countingClassId, textLengthId, &object), componentAccessDenied);
+    EXPECT_EQ(createTrustedComponent(sinkClassId, sinkId, &object), componentAccessDenied);
     EXPECT_EQ(object, nullptr);
     verify(0);
     for (const auto create : {createTrustedComponent, createComponent}) {
-        ASSERT_EQ(create(countingClassId, textLengthId, &object), 0);
-        auto* component = static_cast<TextLength*>(object);
-        char16_t* text = allocateComponentText(std::u16string_view(u"a\0b", 3));
-        EXPECT_EQ(component->functions->lengthOf(component, text), 3);
+        ASSERT_EQ(create(sinkClassId, sinkId, &object), 0);
+        auto* sink = static_cast<ILegacyEventSink*>(object);
+        char16_t *text = allocateComponentText(std::u16string_view(u"a\0b", 3)),
+                 *none = allocateComponentText({});
+        EXPECT_EQ(sink->functions->SubmitEvent(sink, none, text, none), 3);
         freeComponentText(text);
-        component->functions->release(component);
+        freeComponentText(none);
+        sink->functions->Release(sink);
     }
     machine.writeRegistry("");
-    EXPECT_EQ(createComponent(countingClassId, countingClassId, &object), componentNotRegistered);
+    EXPECT_EQ(createComponent(sinkClassId, sinkClassId, &object), componentNotRegistered);
 }
 
 TEST(VersionResources, TellTheVersionOfAFileThatHasOne) {
