@@ -19,32 +19,11 @@ using namespace Platform;
 
 namespace {
 
-constexpr const wchar_t* switchKey = L"SOFTWARE\\CORVANE\\OSTREL";
-
+// The libraries of the tests are not signed: the machine's check is off but for the tests that turn it on.
 void verify(DWORD value) {
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries", REG_DWORD, &value, sizeof value);
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\CORVANE\\OSTREL", L"Verify Libraries", REG_DWORD, &value,
+                    sizeof value);
 }
-
-// The libraries of the tests are not signed: the check is off but for the tests that turn it on.
-class CheckIsOff : public testing::Environment {
-public:
-    void SetUp() override {
-        DWORD size = sizeof before_;
-        had_ = RegGetValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries", RRF_RT_REG_DWORD, nullptr,
-                            &before_, &size) == ERROR_SUCCESS;
-        verify(0);
-    }
-    void TearDown() override {
-        if (had_)
-            verify(before_);
-        else
-            RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries");
-    }
-
-private:
-    DWORD before_ = 1;
-    bool had_ = false;
-};
 
 // Puts a certificate among the roots that the machine trusts, for as long as it lives.
 class TrustedRoot {
@@ -76,8 +55,6 @@ public:
 private:
     std::wstring key_ = L"SOFTWARE\\Microsoft\\SystemCertificates\\ROOT\\Certificates\\";
 };
-
-const testing::Environment* const checkIsOff = testing::AddGlobalTestEnvironment(new CheckIsOff);
 
 class LibraryTrust : public testing::Test {
 protected:
