@@ -115,7 +115,7 @@ TEST_F(SharedLibraryTest, LoadsFromTheFirstFolderThatHoldsTheFile) {
     library.reset();
     EXPECT_EQ(dll->frees, 1);
 
-    // A trailing backslash of the folder that is found goes; a search that is shared keeps what was added.
+    // A trailing backslash of the folder that is found goes.
     files->there = {u"C:\\A\\\\Some.dll"};
     ASSERT_EQ(load(u"Some.dll", {u"C:\\New"}), "");
     EXPECT_EQ(dll->loads.back(), u"C:\\A\\Some.dll");
