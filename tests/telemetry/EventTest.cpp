@@ -5,7 +5,6 @@
 #include "support/LogCapture.h"
 #include "support/TelemetryCapture.h"
 #include "telemetry/CEvent.h"
-#include "telemetry/CJSONFormatter.h"
 
 namespace {
 
@@ -57,15 +56,6 @@ TEST(Event, IsStampedWithTimeCallerAndTransport) {
     for (size_t at = path.find(u'\\'); at != path.npos; at = path.find(u'\\', at + 2))
         path.insert(at, 1, u'\\');
     EXPECT_EQ(dimensions.at(u"__caller.name"), path);
-}
-
-TEST(Formatter, WritesOneFlatObjectAndEscapesSeparatorsOnceMore) {
-    const Tavix::Analytics::CJSONFormatter formatter;
-    std::u16string text = u"before";
-    EXPECT_FALSE(formatter.Format({}, text));
-    EXPECT_EQ(text, u"before");
-    EXPECT_TRUE(formatter.Format({{u"a\"b", u"line\nbreak\\\\"}}, text));
-    EXPECT_EQ(text, uR"({"a\"b":"line\nbreak\\\\"})");
 }
 
 }  // namespace

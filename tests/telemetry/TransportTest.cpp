@@ -95,10 +95,10 @@ TEST_F(EventSink, GetsEachEventAsOneLine) {
     EXPECT_NE(first.find("\"__transport.name\":\"Legacy v1\""), first.npos) << first;
     EXPECT_EQ(first.find('\n'), first.size() - 1);
 
-    v2::CEvent(u"Gr\u00FC\u00DFe").Add(u"text", u"two\nlines").Send();
+    v2::CEvent(u"Gr\u00FC\u00DFe").Add(u"text", u"two\n\"lines\"").Send();
     const std::string second = eventFile().substr(first.size());
     EXPECT_NE(second.find("\"UniqueIdentifier\":\"Gr\u00FC\u00DFe\""), second.npos) << second;
-    EXPECT_NE(second.find("\"text\":\"two\\nlines\""), second.npos) << second;
+    EXPECT_NE(second.find(R"("text":"two\n\"lines\"")"), second.npos) << second;
     EXPECT_EQ(second.find('\n'), second.size() - 1);
 }
 
