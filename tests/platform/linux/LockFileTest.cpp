@@ -24,7 +24,7 @@ protected:
     // Until the mutex is released.
     void expectHeld() {
         const int other = open(lockFile().c_str(), O_RDONLY);
-        EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0);
+        EXPECT_NE(flock(other, LOCK_SH | LOCK_NB), 0);
         mutex->release();
         EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
         close(other);
