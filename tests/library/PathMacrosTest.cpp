@@ -75,12 +75,10 @@ TEST_F(PathMacrosTest, TellsPlatformInstallFolderAndKnownFolders) {
     const std::u16string names[] = {u"win32", u"x64", u"PlatformUnknown", u"$(OS.Platform)"};
     for (system->kind = 0; system->kind < 4; ++system->kind)
         EXPECT_EQ(expanded(u"$(OS.Platform)"), names[system->kind]);
-    EXPECT_EQ(expanded(u"$(FOLDERID_ProgramFilesCommonX86)\\x"), u"K:\\ProgramFilesCommonX86\\x");
 
-    EXPECT_EQ(expanded(u"$(Ostrel.InstallDir)\\x"), u"I:\\Ostrel\\x");
     EXPECT_EQ(replaced(u"$(Ostrel.InstallDir)\\x"), u"$(Ostrel.InstallDir)\\x");
     // Read anew each time, and not expanded again.
-    for (const std::u16string value : {u"$(OS.Platform)", u"$(", u"J:"}) {
+    for (const std::u16string value : {u"$(OS.Platform)", u"J:"}) {
         registry->value = value;
         EXPECT_EQ(expanded(u"$(Ostrel.InstallDir)OS.Platform)"), value + u"OS.Platform)");
     }
@@ -102,10 +100,8 @@ TEST(PathMacrosOfThisMachineTest, FollowTheInstallFolderInTheRegistry) {
         return path;
     };
     const std::string longest(259, 'i');
-    EXPECT_EQ(expanded(""), u"$(Ostrel.InstallDir)\\x");
     EXPECT_EQ(expanded("\"Install Dir\"=\"C:\\\\Ostrel\"\n\"Install Dir32\"=\"C:\\\\x86\"\n"),
               u"C:\\Ostrel\\x");
-    EXPECT_EQ(expanded("\"Install Dir\"=\"D:\"\n"), u"D:\\x");
     EXPECT_EQ(expanded("\"Install Dir\"=\"" + longest + "\"\n"), std::u16string(259, u'i') + u"\\x");
     EXPECT_EQ(expanded("\"Install Dir\"=\"" + longest + "i\"\n"), u"$(Ostrel.InstallDir)\\x");
     EXPECT_EQ(expanded("\"Install Dir\"=dword:00000001\n"), u"$(Ostrel.InstallDir)\\x");
@@ -137,15 +133,14 @@ TEST_F(PathMacrosTest, TakesTheExecutablesPathApart) {
     const std::u16string path = Platform::executablePath();
     EXPECT_EQ(expanded(u"$(App.Path)"), path);
     EXPECT_EQ(expanded(u"$(App.Folder)$(App.Binary)"), path);
-    EXPECT_TRUE(expanded(u"$(App.Folder)").ends_with(u'\\'));
     EXPECT_EQ(expanded(u"$(App.Name)"), u"test_library");
 
-    const auto parts = Ferrow::splitPath(u"C:\\P.x\\Q\\H.y.exe");
-    EXPECT_EQ(parts.drive + u"|" + parts.directory + u"|" + parts.name + u"|" + parts.extension,
-              u"C:|\\P.x\\Q\\|H.y|.exe");
-    const auto bare = Ferrow::splitPath(u"\\usr.d\\host");
-    EXPECT_EQ(bare.drive + u"|" + bare.directory + u"|" + bare.name + u"|" + bare.extension,
-              u"|\\usr.d\\|host|");
+    for (const std::u16string split : {u"C:|\\P.x\\Q\\|H.y|.exe", u"|\\usr.d\\|host|"}) {
+        std::u16string whole = split;
+        std::erase(whole, u'|');
+        const auto parts = Ferrow::splitPath(whole);
+        EXPECT_EQ(parts.drive + u"|" + parts.directory + u"|" + parts.name + u"|" + parts.extension, split);
+    }
     EXPECT_EQ(Ferrow::splitPath(u"C:\\" + std::u16string(255, u'n')).name.size(), 255u);
     EXPECT_EQ(Ferrow::splitPath(u"C:\\" + std::u16string(256, u'n')).drive, u"");
 }

@@ -26,21 +26,18 @@ TEST(CDefaultLoggingHandler, SendsTheMessageButNotTheLine) {
     handler.log(1, nullptr, 0, nullptr, nullptr);
     EXPECT_EQ(output, (Texts{u"message", u"message", u"message", u""}));
 
-    Texts lines;
+    std::u16string lines;
     for (const uint32_t level : {0u, 1u, 2u, 9u})
-        lines.push_back(CDefaultLoggingHandler::formatLine(level, u"a", 7, u"b", u"c"));
-    EXPECT_EQ(lines, (Texts{u"", u"a(7): [INFO]: [b]: c\n", u"a(7): [ERROR]: [b]: c\n",
-                            u"a(7): [UNKNOWN]: [b]: c\n"}));
+        lines += CDefaultLoggingHandler::formatLine(level, u"a", 7, u"b", u"c");
+    EXPECT_EQ(lines, u"a(7): [INFO]: [b]: c\na(7): [ERROR]: [b]: c\na(7): [UNKNOWN]: [b]: c\n");
 }
 
 TEST(CLogger, KeepsTheFirstHandlerAndSaysWhatItRefuses) {
     CLogger& logger = coreLogger();
     const auto first = std::make_shared<Handler>(), second = std::make_shared<Handler>();
     ASSERT_TRUE(logger.registerHandler(first));
-    EXPECT_FALSE(logger.registerHandler(second));
-    EXPECT_FALSE(logger.registerHandler(nullptr));
-    EXPECT_FALSE(logger.unregisterHandler(nullptr));
-    EXPECT_FALSE(logger.unregisterHandler(second.get()));
+    EXPECT_FALSE(logger.registerHandler(second) || logger.registerHandler(nullptr));
+    EXPECT_FALSE(logger.unregisterHandler(nullptr) || logger.unregisterHandler(second.get()));
     const std::u16string registering = u"Ferrow::CLogger::registerHandler: ";
     const std::u16string unregistering = u"Ferrow::CLogger::unregisterHandler: ";
     EXPECT_EQ(first->messages,
@@ -55,8 +52,7 @@ TEST(CLogger, KeepsTheFirstHandlerAndSaysWhatItRefuses) {
     EXPECT_EQ(first.use_count(), 1);
     EXPECT_FALSE(logger.unregisterHandler(first.get()));
     EXPECT_EQ(first->messages.size(), 4u) << "goes to the debugger now";
-    EXPECT_TRUE(logger.registerHandler(second));
-    EXPECT_TRUE(logger.unregisterHandler(second.get()));
+    EXPECT_TRUE(logger.registerHandler(second) && logger.unregisterHandler(second.get()));
 }
 
 }  // namespace

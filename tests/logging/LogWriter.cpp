@@ -1,5 +1,6 @@
 // log_writer <mark> <count>: one of several processes that write one log, in the folder that
 // BREVANT_PLATFORM_DIR names, as the product's logger does.
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -7,16 +8,12 @@
 #include "logging/CLogging.h"
 #include "text/Utf.h"
 
-int main(int count, char** arguments) {
-    const char* const folder = std::getenv("BREVANT_PLATFORM_DIR");
-    if (count != 3 || !folder)
-        return 2;
-    std::u16string portable = std::filesystem::path(folder).u16string();
-    for (char16_t& unit : portable)
-        unit = unit == u'/' ? u'\\' : unit;
+int main(int, char** arguments) {
+    std::u16string portable = std::filesystem::path(std::getenv("BREVANT_PLATFORM_DIR")).u16string();
+    std::ranges::replace(portable, u'/', u'\\');
     auto mutex = Platform::NamedMutex::create(ETWLogging::CLogging::mutexName(u"app"));
     if (!mutex)
-        return 3;
+        return 1;
     ETWLogging::CLogging logger({u"app", u"Brevant.dll", u"", u"", 42},
                                 {.commonDataFolder = portable, .mutex = std::move(mutex)});
     const std::u16string mark = Ferrow::toUtf16(arguments[1]) + u":";

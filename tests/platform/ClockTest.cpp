@@ -19,6 +19,7 @@ TEST_P(BothClocks, EndTheWaitOnlyWhenTheDeadlineHasPassed) {
     MutexLock lock(mutex);
     EXPECT_FALSE(clock.waitUntil(condition, lock, clock.now()));
     EXPECT_FALSE(clock.waitUntil(condition, lock, Clock::Time::min()));
+    EXPECT_FALSE(condition.waitFor(lock, 0ns) || condition.waitFor(lock, std::chrono::nanoseconds::min()));
     const Clock::Time deadline = deadlineAfter(clock.now(), 20ms);
     while (clock.waitUntil(condition, lock, deadline)) {
     }
@@ -73,17 +74,8 @@ INSTANTIATE_TEST_SUITE_P(Clocks, BothClocks, testing::Values(&Clock::wall(), &Cl
 TEST(Clocks, CountFromTheirOwnEpochs) {
     const auto since1970 = std::chrono::system_clock::now().time_since_epoch();
     EXPECT_LT(std::chrono::abs(Clock::wall().now() - since1970), 1min);
-    EXPECT_GE(Clock::steady().now(), 0ns);
     EXPECT_GE(utcCalendarTime().year, 2024);
     EXPECT_TRUE(localCalendarTime().month >= 1 && localCalendarTime().month <= 12);
-}
-
-TEST(ConditionVariables, ReturnAtOnceForADurationThatIsNotAboveZero) {
-    Mutex mutex;
-    ConditionVariable condition;
-    MutexLock lock(mutex);
-    for (const std::chrono::nanoseconds duration : {0ns, -1ns, std::chrono::nanoseconds::min()})
-        EXPECT_FALSE(condition.waitFor(lock, duration));
 }
 
 TEST(OnceFlags, AnExceptionLeavesTheWorkToTheNextCaller) {

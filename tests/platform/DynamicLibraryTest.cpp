@@ -1,9 +1,9 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
-#include "component/Beside.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
+#include "support/Beside.h"
 #include "support/PlatformFolder.h"
 
 using namespace Platform;
@@ -42,9 +42,7 @@ TEST(DynamicLibraries, StayLoadedForWhoeverHoldsThemByAnAddress) {
     freeLibrary(library);
     EXPECT_EQ(libraryFunction(held, "DllCanUnloadNow"), function);
     freeLibrary(held);
-    const LibraryHandle program = libraryContaining(reinterpret_cast<const void*>(&inThisProgram));
-    EXPECT_TRUE(program);
-    freeLibrary(program);
+    EXPECT_TRUE(freeLibrary(libraryContaining(reinterpret_cast<const void*>(&inThisProgram))));
 }
 
 // Neither one whose name has the loader's own extension, nor what lies in the current folder.
@@ -53,12 +51,10 @@ TEST(DynamicLibraries, AreLoadedFromExactlyTheFileThatIsNamed) {
     std::filesystem::copy_file(nativePath(beside(u"test_component.dll")), folder.path() / "plain");
     folder.write("plain.dll", "no library");
     const std::u16string full = folder.portable() + u"\\plain";
-    const LibraryHandle library = loadLibrary(full);
-    EXPECT_TRUE(libraryFunction(library, "DllCanUnloadNow"));
-    const LibraryHandle again = loadedLibrary(full);
-    EXPECT_EQ(again, library);
-    freeLibrary(again);
-    freeLibrary(library);
+    {
+        const Support::LoadedLibrary library(full);
+        EXPECT_TRUE(library && library.function<void*>("DllCanUnloadNow"));
+    }
 
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
@@ -81,16 +77,12 @@ TEST(DynamicLibraries, ThatAreCutShortAreRefused) {
 }
 
 TEST(DynamicLibraries, ThatCannotBeLoadedSayWhy) {
-    EXPECT_FALSE(loadLibrary(u""));
-    EXPECT_FALSE(verifyLibraryTrust(u""));
-    EXPECT_FALSE(loadedLibrary(u""));
+    EXPECT_FALSE(loadLibrary(u"") || verifyLibraryTrust(u"") || loadedLibrary(u""));
     setLastError(0);
     EXPECT_FALSE(loadLibrary(beside(u"no such library.dll")));
     EXPECT_NE(lastError(), 0u);
-    EXPECT_FALSE(freeLibrary(nullptr));
-    EXPECT_FALSE(libraryFunction(nullptr, "x"));
+    EXPECT_FALSE(freeLibrary(nullptr) || libraryFunction(nullptr, "x") || libraryContaining(nullptr));
     EXPECT_EQ(libraryPathOf(nullptr), u"");
-    EXPECT_FALSE(libraryContaining(nullptr));
 }
 
 }  // namespace

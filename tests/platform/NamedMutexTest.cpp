@@ -13,15 +13,13 @@ namespace {
 
 class NamedMutexes : public testing::Test {
 protected:
-    bool acquiredElsewhere(NamedMutex& mutex, std::chrono::milliseconds timeout) {
-        return std::async(std::launch::async,
-                          [&] {
-                              const bool acquired = mutex.acquire(timeout);
-                              if (acquired)
-                                  mutex.release();
-                              return acquired;
-                          })
-            .get();
+    static std::future<bool> acquiredElsewhere(NamedMutex& mutex, std::chrono::milliseconds timeout) {
+        return std::async(std::launch::async, [&mutex, timeout] {
+            const bool acquired = mutex.acquire(timeout);
+            if (acquired)
+                mutex.release();
+            return acquired;
+        });
     }
 
     Support::PlatformFolder folder;
@@ -33,18 +31,16 @@ protected:
 TEST_F(NamedMutexes, OfOneNameExcludeEachOtherUntilTheTimeRunsOut) {
     ASSERT_TRUE(first && second && other);
     ASSERT_TRUE(first->acquire(0ms));
-    EXPECT_FALSE(acquiredElsewhere(*first, 5ms));
-    EXPECT_FALSE(acquiredElsewhere(*second, 0ms));
-    EXPECT_TRUE(acquiredElsewhere(*other, 0ms));
-    auto waiting = std::async(std::launch::async,
-                              [&] { return acquiredElsewhere(*second, std::chrono::milliseconds::max()); });
+    EXPECT_FALSE(acquiredElsewhere(*first, 5ms).get() || acquiredElsewhere(*second, 0ms).get());
+    EXPECT_TRUE(acquiredElsewhere(*other, 0ms).get());
+    auto waiting = acquiredElsewhere(*second, std::chrono::milliseconds::max());
     first->release();
     EXPECT_TRUE(waiting.get());
 }
 
 TEST_F(NamedMutexes, LetOneThreadInAtATime) {
     int counter = 0;  // unguarded but for the mutexes
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (NamedMutex* mutex : {first.get(), first.get(), second.get(), second.get()}) {
         threads.emplace_back([&counter, mutex] {
             for (int round = 0; round < 500; ++round) {
@@ -54,8 +50,7 @@ TEST_F(NamedMutexes, LetOneThreadInAtATime) {
             }
         });
     }
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(counter, 2000);
 }
 

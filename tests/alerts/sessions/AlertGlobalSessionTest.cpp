@@ -7,20 +7,14 @@ using AlertGlobalSessionTest = SessionFixture;
 
 TEST_F(AlertGlobalSessionTest, PrefersTheGreaterPriorityValueThenTheGreaterInstance) {
     EXPECT_FALSE(global->preferGlobal(*alert(u"a")));
-    const struct {
-        std::u16string own;
-        int32_t ownPriority;
-        std::u16string user;
-        int32_t userPriority;
-        bool preferred;
-    } cases[]{{u"a", 3, u"b", 1, true},  {u"b", 1, u"a", 3, false}, {u"b", 2, u"a", 2, true},
-              {u"a", 2, u"b", 2, false}, {u"a", 2, u"a", 2, false}, {u"10", 2, u"1", 2, true},
-              {u"10", 2, u"9", 2, false}};
-    for (const auto& one : cases) {
-        const auto own = alert(one.own, one.ownPriority);
+    const std::tuple<std::u16string, int32_t, std::u16string, int32_t, bool> cases[]{
+        {u"a", 3, u"b", 1, true},  {u"b", 1, u"a", 3, false}, {u"b", 2, u"a", 2, true},
+        {u"a", 2, u"a", 2, false}, {u"10", 2, u"1", 2, true}, {u"10", 2, u"9", 2, false}};
+    for (const auto& [instance, priority, other, otherPriority, preferred] : cases) {
+        const auto own = alert(instance, priority);
         EXPECT_TRUE(queue(*global, own));
-        EXPECT_EQ(global->preferGlobal(*alert(one.user, one.userPriority)), one.preferred)
-            << testing::PrintToString(one.own) << testing::PrintToString(one.user);
+        EXPECT_EQ(global->preferGlobal(*alert(other, otherPriority)), preferred)
+            << testing::PrintToString(instance) << testing::PrintToString(other);
         EXPECT_EQ(global->popAlert(), own);
     }
     EXPECT_EQ(global->popAlert(), nullptr);

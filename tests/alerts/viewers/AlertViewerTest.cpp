@@ -43,26 +43,20 @@ TEST_F(AlertViewerTest, ReportsAFailureAndAnnouncesTheAlertAsFailed) {
     bus.failNext("requestAlternate", MODULE_STATUS_INVALID_HANDLE);
     const struct {
         std::u16string what;
-        FakeBus::Answer answer;
-        std::u16string logged, event;
+        uint32_t status;
+        std::u16string name, logged, event;
     } cases[]{
-        {u"Show", {}, u"Failed to make request, status: MODULE_STATUS_INVALID_HANDLE", u"Show 2147483662"},
-        {u"Delete",
-         {u"", u"", MODULE_STATUS_TIMEOUT},
-         u"Request failed with status 2.",
-         u"Dismiss 2147483661"},
-        {u"Show",
-         {u"", u"", MODULE_STATUS_INVALID_STATE},
-         u"Request failed with status 3.",
-         u"Show 2147483654"},
-        {u"Show",
-         {u"Brevant.Alert.a1.Shown.i2", u""},
+        {u"Show", 0, u"", u"Failed to make request, status: MODULE_STATUS_INVALID_HANDLE",
+         u"Show 2147483662"},
+        {u"Delete", MODULE_STATUS_TIMEOUT, u"", u"Request failed with status 2.", u"Dismiss 2147483661"},
+        {u"Show", MODULE_STATUS_INVALID_STATE, u"", u"Request failed with status 3.", u"Show 2147483654"},
+        {u"Show", 0, u"Brevant.Alert.a1.Shown.i2",
          u"Received invalid response message: Brevant.Alert.a1.Shown.i2, expected: "
          u"Brevant.Alert.a1.Shown.i1.",
          u"Show 2147483650"},
     };
     for (const auto& one : cases) {
-        EXPECT_FALSE(ask(one.what, one.answer));
+        EXPECT_FALSE(ask(one.what, {one.name, u"", one.status}));
         EXPECT_TRUE(log.has(4, one.logged)) << testing::PrintToString(one.logged);
         EXPECT_EQ(Support::eventRow(telemetry.events().back()),
                   u"Brevant.Failed Vok Failed false false Brevant Failure a1 " + one.event + u" V");

@@ -3,11 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "../component/Beside.h"
-#include "../component/CountingComponent.h"
+#include <brevant/event_sink.h>
+
 #include "platform/Components.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
+#include "support/Beside.h"
 #include "support/PlatformFolder.h"
 
 using namespace Platform;
@@ -71,13 +72,15 @@ TEST_F(LibraryTrust, IsRefusedToFilesOfOtherUsers) {
 class Components : public LibraryTrust {
 protected:
     void registerLibrary(const std::u16string& library) {
-        folder.registerComponent("{5A1B2C3D-1111-2222-0102-030405060708}", library);
+        folder.registerComponent(BREVANT_EVENT_SINK_CLASS_ID_TEXT, library);
     }
     bool libraryLoaded() {
         const LibraryHandle library = loadedLibrary(path);
         return library && freeLibrary(library);
     }
     void* object = &folder;
+    const Guid sinkClassId = parseGuid(u"" BREVANT_EVENT_SINK_CLASS_ID_TEXT).value();
+    const Guid sinkId = parseGuid(u"" BREVANT_EVENT_SINK_INTERFACE_ID_TEXT).value();
 };
 
 TEST_F(Components, KeepTheLibraryThatTheRegistryNamesLoadedForAsLongAsTheyLive) {
@@ -85,17 +88,17 @@ TEST_F(Components, KeepTheLibraryThatTheRegistryNamesLoadedForAsLongAsTheyLive) 
     for (const auto create : {createTrustedComponent, createComponent}) {
         {
             const ComponentThread thread;
-            ASSERT_EQ(create(countingClassId, textLengthId, &object), 0);
+            ASSERT_EQ(create(sinkClassId, sinkId, &object), 0);
         }
         EXPECT_TRUE(libraryLoaded());
         const ComponentThread thread;
-        auto* component = static_cast<TextLength*>(object);
-        for (const std::u16string_view value : {std::u16string_view(u"a\0b", 3), std::u16string_view()}) {
-            char16_t* text = allocateComponentText(value);
-            EXPECT_EQ(component->functions->lengthOf(component, text), static_cast<int32_t>(value.size()));
-            freeComponentText(text);
-        }
-        component->functions->release(component);
+        auto* sink = static_cast<ILegacyEventSink*>(object);
+        char16_t *text = allocateComponentText(std::u16string_view(u"a\0b", 3)),
+                 *none = allocateComponentText({});
+        EXPECT_EQ(sink->functions->SubmitEvent(sink, none, text, none), 3);
+        freeComponentText(text);
+        freeComponentText(none);
+        sink->functions->Release(sink);
     }
     freeComponentText(nullptr);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
@@ -107,7 +110,7 @@ TEST_F(Components, ThatCannotBeCreatedLeaveNoObject) {
     const ComponentThread thread;
     const auto fails = [&](ComponentResult expected) {
         object = &folder;
-        EXPECT_EQ(createTrustedComponent(countingClassId, textLengthId, &object), expected);
+        EXPECT_EQ(createTrustedComponent(sinkClassId, sinkId, &object), expected);
         EXPECT_EQ(object, nullptr);
     };
     fails(componentNotRegistered);
@@ -117,10 +120,8 @@ TEST_F(Components, ThatCannotBeCreatedLeaveNoObject) {
     chmod(file.c_str(), 0666);
     fails(componentAccessDenied);
     chmod(file.c_str(), 0644);
-    object = &folder;
-    EXPECT_LT(createComponent(countingClassId, countingClassId, &object), 0);
-    EXPECT_EQ(object, nullptr);
-    EXPECT_LT(createComponent(countingClassId, textLengthId, nullptr), 0);
+    EXPECT_LT(createComponent(sinkClassId, sinkClassId, &object), 0);
+    EXPECT_LT(createComponent(sinkClassId, sinkId, nullptr), 0);
 }
 
 }  // namespace

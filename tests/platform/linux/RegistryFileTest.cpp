@@ -1,4 +1,3 @@
-#include <atomic>
 #include <cstdlib>
 #include <future>
 #include <gtest/gtest.h>
@@ -76,11 +75,10 @@ TEST_F(RegistryFiles, ThatDoNotParseOrAreTooLargeReadAsEmptyAndAreReportedOncePe
 
 TEST_F(RegistryFiles, GiveManyReadersOneWholeState) {
     folder.writeRegistry(numbered(1));
-    std::atomic<bool> done{false};
-    std::vector<std::thread> readers;
+    std::vector<std::jthread> readers;
     for (int index = 0; index < 3; ++index) {
-        readers.emplace_back([&] {
-            while (!done) {
+        readers.emplace_back([&](const std::stop_token& end) {
+            while (!end.stop_requested()) {
                 const auto value = severity();
                 EXPECT_TRUE(value && *value >= 1 && *value <= 9);
             }
@@ -88,44 +86,43 @@ TEST_F(RegistryFiles, GiveManyReadersOneWholeState) {
     }
     for (int round = 0; round < 200; ++round)
         folder.writeRegistry(numbered(1 + round % 9));
-    done = true;
-    for (std::thread& reader : readers)
-        reader.join();
 }
 
 class RegistryWatches : public RegistryFiles {
 protected:
-    std::unique_ptr<RegistryWatch> watch() { return RegistryWatch::create(u"SOFTWARE\\Corvane\\Logging"); }
+    // The outcome of a wait that goes on while the test does.
+    std::future<bool> waiting() {
+        return std::async(std::launch::async, [this] { return watch->wait(); });
+    }
+    std::unique_ptr<RegistryWatch> watch = RegistryWatch::create(u"SOFTWARE\\Corvane\\Logging");
 };
 
 TEST_F(RegistryWatches, MissNoChangeAfterTheirConstruction) {
-    const auto watching = watch();
     folder.writeRegistry(numbered(1));
-    EXPECT_TRUE(watching->wait());
-    auto waiting = std::async(std::launch::async, [&] { return watching->wait(); });
+    EXPECT_TRUE(watch->wait());
+    auto change = waiting();
     folder.writeRegistry(numbered(2));
-    EXPECT_TRUE(waiting.get());
+    EXPECT_TRUE(change.get());
     EXPECT_EQ(severity(), 2u);
 }
 
 TEST_F(RegistryWatches, EndForGoodWhenTheyAreCancelled) {
-    const auto watching = watch();
-    auto waiting = std::async(std::launch::async, [&] { return watching->wait(); });
+    auto end = waiting();
     folder.write("another file", "which is nobody's concern");
-    watching->cancel();
-    EXPECT_FALSE(waiting.get());
+    watch->cancel();
+    EXPECT_FALSE(end.get());
     folder.writeRegistry(numbered(1));
-    EXPECT_FALSE(watching->wait());
+    EXPECT_FALSE(watch->wait());
 }
 
 TEST_F(RegistryWatches, FollowAFolderThatComesGoesAndComesAgain) {
     const std::filesystem::path later = folder.path() / "not" / "yet";
     setenv("BREVANT_PLATFORM_DIR", later.c_str(), 1);
-    const auto watching = watch();
+    watch = RegistryWatch::create(u"SOFTWARE\\Corvane\\Logging");
     for (int round = 1; round <= 3; ++round) {
         auto waiting = std::async(std::launch::async, [&] {
             while (severity() != static_cast<uint32_t>(round))
-                ASSERT_TRUE(watching->wait());
+                ASSERT_TRUE(watch->wait());
         });
         std::filesystem::create_directories(later);
         folder.write("prepared", numbered(round));
@@ -133,7 +130,7 @@ TEST_F(RegistryWatches, FollowAFolderThatComesGoesAndComesAgain) {
         waiting.get();
         std::filesystem::remove_all(folder.path() / "not");
         while (severity())
-            ASSERT_TRUE(watching->wait());
+            ASSERT_TRUE(watch->wait());
     }
 }
 

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "../component/Beside.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
+#include "support/Beside.h"
 #include "support/PlatformFolder.h"
 
 namespace {

@@ -6,44 +6,24 @@
 // The certificate calls need the base types above.
 #include <wincrypt.h>
 
-#include "../component/Beside.h"
-#include "../component/CountingComponent.h"
+#include <brevant/event_sink.h>
+
 #include "platform/Components.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
 #include "platform/VersionResource.h"
+#include "support/Beside.h"
 #include "support/PlatformFolder.h"
 
 using namespace Platform;
 
 namespace {
 
-constexpr const wchar_t* switchKey = L"SOFTWARE\\CORVANE\\OSTREL";
-
+// The libraries of the tests are not signed: the machine's check is off but for the tests that turn it on.
 void verify(DWORD value) {
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries", REG_DWORD, &value, sizeof value);
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\CORVANE\\OSTREL", L"Verify Libraries", REG_DWORD, &value,
+                    sizeof value);
 }
-
-// The libraries of the tests are not signed: the check is off but for the tests that turn it on.
-class CheckIsOff : public testing::Environment {
-public:
-    void SetUp() override {
-        DWORD size = sizeof before_;
-        had_ = RegGetValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries", RRF_RT_REG_DWORD, nullptr,
-                            &before_, &size) == ERROR_SUCCESS;
-        verify(0);
-    }
-    void TearDown() override {
-        if (had_)
-            verify(before_);
-        else
-            RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, switchKey, L"Verify Libraries");
-    }
-
-private:
-    DWORD before_ = 1;
-    bool had_ = false;
-};
 
 // Puts a certificate among the roots that the machine trusts, for as long as it lives.
 class TrustedRoot {
@@ -75,8 +55,6 @@ public:
 private:
     std::wstring key_ = L"SOFTWARE\\Microsoft\\SystemCertificates\\ROOT\\Certificates\\";
 };
-
-const testing::Environment* const checkIsOff = testing::AddGlobalTestEnvironment(new CheckIsOff);
 
 class LibraryTrust : public testing::Test {
 protected:
@@ -137,28 +115,30 @@ TEST_F(LibraryTrust, IsGivenToASignerWhoseRootTheMachineTrusts) {
 }
 
 TEST_F(LibraryTrust, GatesTheTrustedCreationOfComponents) {
-    const std::wstring key = L"SOFTWARE\\Classes\\CLSID\\{5A1B2C3D-1111-2222-0102-030405060708}";
-    const std::wstring server = key + L"\\InprocServer32";
-    ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, server.c_str(), nullptr, REG_SZ, path.c_str(),
-                              static_cast<DWORD>(2 * path.size() + 2)),
-              ERROR_SUCCESS);
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, server.c_str(), L"ThreadingModel", REG_SZ, L"Both", 10);
+    Support::PlatformFolder machine;
+    if (!machine.isOwnMachine())
+        GTEST_SKIP() << machine.notOwnMachine;
+    machine.registerComponent(BREVANT_EVENT_SINK_CLASS_ID_TEXT, path);
     const ComponentThread thread;
     void* object = this;
+    const Guid sinkClassId = parseGuid(u"" BREVANT_EVENT_SINK_CLASS_ID_TEXT).value();
+    const Guid sinkId = parseGuid(u"" BREVANT_EVENT_SINK_INTERFACE_ID_TEXT).value();
     verify(1);
-    EXPECT_EQ(createTrustedComponent(countingClassId, textLengthId, &object), componentAccessDenied);
+    EXPECT_EQ(createTrustedComponent(sinkClassId, sinkId, &object), componentAccessDenied);
     EXPECT_EQ(object, nullptr);
     verify(0);
     for (const auto create : {createTrustedComponent, createComponent}) {
-        ASSERT_EQ(create(countingClassId, textLengthId, &object), 0);
-        auto* component = static_cast<TextLength*>(object);
-        char16_t* text = allocateComponentText(std::u16string_view(u"a\0b", 3));
-        EXPECT_EQ(component->functions->lengthOf(component, text), 3);
+        ASSERT_EQ(create(sinkClassId, sinkId, &object), 0);
+        auto* sink = static_cast<ILegacyEventSink*>(object);
+        char16_t *text = allocateComponentText(std::u16string_view(u"a\0b", 3)),
+                 *none = allocateComponentText({});
+        EXPECT_EQ(sink->functions->SubmitEvent(sink, none, text, none), 3);
         freeComponentText(text);
-        component->functions->release(component);
+        freeComponentText(none);
+        sink->functions->Release(sink);
     }
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str());
-    EXPECT_EQ(createComponent(countingClassId, countingClassId, &object), componentNotRegistered);
+    machine.writeRegistry("");
+    EXPECT_EQ(createComponent(sinkClassId, sinkClassId, &object), componentNotRegistered);
 }
 
 TEST(VersionResources, TellTheVersionOfAFileThatHasOne) {

@@ -41,7 +41,6 @@ TEST(AlertInfo, IsReadFromADescriptionWrittenInItsOwnFormAndMovedOutOf) {
     ASSERT_TRUE(source.fromJson(description()));
     AlertInfo info(std::move(source));
     EXPECT_EQ(info.toJson(), written);
-    EXPECT_EQ(info.id + info.instanceId + info.product, u"firewall17Guard");
     // NOLINTNEXTLINE(bugprone-use-after-move): documented to be empty
     EXPECT_EQ(source.id + source.instanceId + source.product + source.context + source.content, u"");
     EXPECT_TRUE(source.preferredViewer.empty());

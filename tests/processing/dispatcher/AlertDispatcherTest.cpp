@@ -128,17 +128,6 @@ TEST_F(AlertDispatcherTest, ShowsWithThePluginsContentAndDismissesWhatWasShownBe
     EXPECT_EQ(first->dismissals, 2);
 }
 
-TEST_F(AlertDispatcherTest, PublishesTheFailureAndKeepsTheAlertWhenThereIsNoContent) {
-    plugins->status = MODULE_STATUS_BUFFER_TOO_SMALL;
-    const auto alert = makeAlert();
-    EXPECT_FALSE(dispatcher->show(alert));
-    EXPECT_EQ(alert->getContent(), u"");
-    EXPECT_TRUE(log.has(4, u"Failed to get alert content for alert a1 from plugin for product: P"));
-    EXPECT_EQ(event(), failed + u"a1 getAlertContent 2147483651 A");
-    EXPECT_EQ(bus.published().back().name, u"Brevant.Alert.a1.Failed.i1");
-    EXPECT_TRUE(dispatcher->dismissCurrent());
-}
-
 TEST_F(AlertDispatcherTest, WaitsForTheDisplayTimeAndHalfAMinuteAndReportsATimeOut) {
     for (const auto& [timeout, seconds] : std::initializer_list<std::pair<uint32_t, int64_t>>{
              {0, 30}, {0xFFFFFFE0, 0xFFFFFFFE}, {0xFFFFFFE1, 0xFFFFFFE1}, {0xFFFFFFFF, 0xFFFFFFFF}}) {
