@@ -123,6 +123,9 @@ uint32_t Bus::releaseHandle(BrevantBusHandle handle) {
             endSubscription(*subscription, dropped);
         isLast = handles_.empty();
         mayWait = !onOwnThread();
+        if (!mayWait) {
+            calls_.forEach([&](Call& call) { call.owed |= call.handle == entry->id; });
+        }
         if (isLast && pool_) {
             pool_->beginStop();
             retired_.push_back(std::move(pool_));
@@ -412,12 +415,13 @@ void Bus::endCall(Call& call) {
 
 void Bus::waitForCalls(const Handle& released) {
     Platform::MutexLock lock(mutex_);
-    const auto isOrphan = [&](const Call& call) NO_THREAD_SAFETY_ANALYSIS {
-        return !handles_.find(call.handle) &&
-               std::ranges::find(released.functions, call.function) != released.functions.end();
+    const auto mustEnd = [&](const Call& call) NO_THREAD_SAFETY_ANALYSIS {
+        return call.handle == released.id ||
+               (call.owed &&
+                std::ranges::find(released.functions, call.function) != released.functions.end());
     };
     ++waitingForCalls_;
-    while (calls_.anyOf(isOrphan))
+    while (calls_.anyOf(mustEnd))
         callEnded_.wait(lock);
     --waitingForCalls_;
 }

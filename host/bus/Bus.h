@@ -89,6 +89,7 @@ private:
     struct Call : Platform::StackList<Call>::Link {
         uint64_t handle = 0;
         Function function = 0;
+        bool owed = false;  // its handle was released on a bus thread, which has not waited for it
     };
     struct Texts {
         const char16_t* name;
