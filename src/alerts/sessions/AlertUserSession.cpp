@@ -105,6 +105,9 @@ bool AlertUserSession::isActiveSession() const {
 
 void AlertUserSession::dispatchThread() {
     const LockHolder holder;
+    // What the dispatcher had last is held here too, so that it ends outside every lock: the end of an
+    // alert's bus handle may wait for callbacks.
+    std::shared_ptr<Alert> last;
     Platform::MutexLock lock(mutex_);
     for (;;) {
         // Noted before the look at the queues and at the wish to stop: what comes later ends the sleep at
@@ -117,18 +120,25 @@ void AlertUserSession::dispatchThread() {
             lock.unlock();
             wakeUp_->waitWhile(wakeUps);
             lock.lock();
-        } else if (!stopRequested_ && showNext()) {  // listing the sessions takes its time
+        } else if (!stopRequested_) {  // listing the sessions takes its time
+            std::shared_ptr<Alert> alert = takeNext();
+            const bool shown = show(alert);
             lock.unlock();
-            awaitOutcome();
+            if (shown)
+                awaitOutcome();
+            last = std::move(alert);
             lock.lock();
         }
     }
 }
 
-bool AlertUserSession::showNext() {
-    std::shared_ptr<Alert> alert = queue_.front();
-    alert = !alert || globalSession_->preferGlobal(*alert) ? globalSession_->popAlert() : queue_.pop();
-    if (dispatcher_->show(std::move(alert)))
+std::shared_ptr<Alert> AlertUserSession::takeNext() {
+    const std::shared_ptr<Alert> front = queue_.front();
+    return !front || globalSession_->preferGlobal(*front) ? globalSession_->popAlert() : queue_.pop();
+}
+
+bool AlertUserSession::show(const std::shared_ptr<Alert>& alert) {
+    if (dispatcher_->show(alert))
         return true;
     LOG_MESSAGE(ETWLogging::levelError, dispatchFunction, u"Failed to show alert.");
     return false;

@@ -41,7 +41,8 @@ public:
 
 private:
     void dispatchThread();
-    bool showNext() REQUIRES(mutex_);
+    std::shared_ptr<Alert> takeNext() REQUIRES(mutex_);
+    bool show(const std::shared_ptr<Alert>& alert) REQUIRES(mutex_);
     void awaitOutcome();
 
     const uint32_t sessionId_;

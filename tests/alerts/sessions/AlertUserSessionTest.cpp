@@ -1,3 +1,4 @@
+#include <future>
 #include <thread>
 
 #include "alerts/sessions/SessionFixture.h"
@@ -119,6 +120,27 @@ TEST_F(AlertUserSessionTest, GoesOnAfterAnAlertThatCannotBeShownOrHasNoOutcome) 
     occupy(*session);
     EXPECT_EQ(log.count(4, u"Failed to wait for alert."), 1u);
     endWhatIsLeft();
+}
+
+TEST_F(AlertUserSessionTest, LetsGoOfItsAlertsOutsideEveryLock) {
+    const auto session = userSession();
+    std::vector<std::future<bool>> others;
+    std::atomic<int> ended{0};
+    const auto watched = [&](const std::u16string& instance) {
+        const auto inner = alert(instance);
+        return std::shared_ptr<Vok::Alert>(inner.get(), [&, inner](Vok::Alert*) {
+            others.push_back(std::async(std::launch::async, [&] { return session->deleteAlert(u"nobody"); }));
+            ended += others.back().wait_for(patience) == std::future_status::ready;
+        });
+    };
+    screen->fleeting = true;
+    screen->refuses = true;
+    EXPECT_TRUE(queue(*session, watched(u"refused")));
+    expectShown({u"refused"});
+    screen->refuses = false;
+    EXPECT_TRUE(queue(*session, watched(u"shown")));
+    EXPECT_TRUE(queue(*session, alert(u"next")));
+    EXPECT_TRUE(waitFor([&] { return ended == 2; }));
 }
 
 TEST_F(AlertUserSessionTest, EndsWithTheAlertOnScreenAndDropsWhatIsQueued) {
