@@ -123,9 +123,8 @@ uint32_t Bus::releaseHandle(BrevantBusHandle handle) {
             endSubscription(*subscription, dropped);
         isLast = handles_.empty();
         mayWait = !onOwnThread();
-        if (!mayWait) {
+        if (!mayWait)
             calls_.forEach([&](Call& call) { call.owed |= call.handle == entry->id; });
-        }
         if (isLast && pool_) {
             pool_->beginStop();
             retired_.push_back(std::move(pool_));
@@ -218,6 +217,7 @@ uint32_t Bus::releaseReplyFunction(BrevantBusHandle handle, BrevantReplyFunction
         endRequest(*entry.second);
         return true;
     });
+    noteFunction(*owner, identityOf(function));
     return MODULE_STATUS_SUCCESS;
 }
 

@@ -227,48 +227,70 @@ TEST(Handles, TakeNoNullArgumentsAndNoMalformedPatterns) {
     EXPECT_EQ(bus->unsubscribe(handle, 4711), MODULE_STATUS_NOT_FOUND);
 }
 
-TEST(Handles, AreReleasedOnceNothingIsAboutToCallTheirOwner) {
-    struct Owner {
-        Gate gate;
-        std::atomic<bool> returned{false};
-        static uint32_t call(void* context, const MessageHeader*, const char16_t*, const char16_t*,
-                             const char16_t*) {
-            auto& self = *static_cast<Owner*>(context);
-            self.gate.pass();
-            self.returned = true;
-            return MODULE_STATUS_SUCCESS;
+// One who has two handles, and a callback that runs on behalf of the first.
+class BusyOwner : public testing::Test {
+protected:
+    BusyOwner() {
+        for (BrevantBusHandle* handle : {&called, &idle}) {
+            EXPECT_EQ(bus->acquireHandle(handle), MODULE_STATUS_SUCCESS);
+            EXPECT_NE(bus->subscribe(*handle, this, call, handle == &called ? u"Call" : u"Idle"), 0u);
         }
-    } owner;
-    BrevantBusHandle called = nullptr, idle = nullptr;
-    for (BrevantBusHandle* handle : {&called, &idle}) {
-        ASSERT_EQ(bus->acquireHandle(handle), MODULE_STATUS_SUCCESS);
-        EXPECT_NE(bus->subscribe(*handle, &owner, Owner::call, handle == &called ? u"Call" : u"Idle"), 0u);
+        publisher.publish(u"Call");
+        EXPECT_TRUE(gate.waitForArrivals(1));
     }
-    Peer publisher, releaser;
-    publisher.publish(u"Call");
-    ASSERT_TRUE(owner.gate.waitForArrivals(1));
+    // Whether the callback had returned when the release had.
+    std::future<bool> release(BrevantBusHandle handle) {
+        return std::async(std::launch::async, [this, handle] {
+            EXPECT_EQ(bus->releaseHandle(handle), MODULE_STATUS_SUCCESS);
+            return returned.load();
+        });
+    }
+    static bool waits(const std::future<bool>& release) {
+        return release.wait_for(std::chrono::milliseconds(50)) == std::future_status::timeout;
+    }
+    static uint32_t call(void* context, const MessageHeader*, const char16_t*, const char16_t*,
+                         const char16_t*) {
+        auto& self = *static_cast<BusyOwner*>(context);
+        self.gate.pass();
+        self.returned = true;
+        return MODULE_STATUS_SUCCESS;
+    }
 
-    // On a thread of the bus's it cannot wait: two callbacks could wait for each other.
+    Gate gate;
+    std::atomic<bool> returned{false};
+    BrevantBusHandle called = nullptr, idle = nullptr;
+    Peer publisher;
+};
+
+TEST_F(BusyOwner, ReleasesAHandleOnceItsCallbackHasReturnedAndAnotherAtOnce) {
+    auto own = release(called);
+    EXPECT_TRUE(waits(own));
+    // That somebody waits already keeps nobody else: the callback may need what the other holds.
+    auto other = release(idle);
+    EXPECT_EQ(other.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    gate.open();
+    EXPECT_TRUE(own.get());
+    EXPECT_FALSE(other.get());
+}
+
+TEST_F(BusyOwner, MakesUpForAReleaseThatCouldNotWait) {
+    // On a thread of the bus's it cannot: two callbacks could wait for each other.
+    Peer releaser;
     releaser.onName(u"Release", [&](const BusMessage& message) {
         EXPECT_EQ(bus->releaseHandle(called), MODULE_STATUS_SUCCESS);
         return releaser.reply(message, u"Released");
     });
     BusMessage reply;
     EXPECT_EQ(publisher.request(u"Release", u"", reply), MODULE_STATUS_SUCCESS);
-    // The callbacks of others are nobody's business.
     {
         RawHandle stranger;
         EXPECT_NE(bus->subscribe(stranger, nullptr, ignoreMessage, u"Call"), 0u);
     }
-    EXPECT_FALSE(owner.returned);
-
-    auto released = std::async(std::launch::async, [&] {
-        EXPECT_EQ(bus->releaseHandle(idle), MODULE_STATUS_SUCCESS);
-        return owner.returned.load();
-    });
-    EXPECT_EQ(released.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-    owner.gate.open();
-    EXPECT_TRUE(released.get());
+    EXPECT_FALSE(returned);
+    auto next = release(idle);
+    EXPECT_TRUE(waits(next));
+    gate.open();
+    EXPECT_TRUE(next.get());
 }
 
 TEST(Handles, MayBeMadeAndDroppedByCallbacksOfManyThreads) {
