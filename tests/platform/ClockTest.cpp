@@ -54,7 +54,8 @@ TEST_P(BothClocks, NoticeWhatComesWhileTheyLookAtTheTime) {
         while (!waits)
             condition.wait(lock);
         // The waiter cannot go on before the lock is let go of.
-        std::this_thread::sleep_for(1200ms);
+        for (const auto looked = Clock::steady().now() + 1200ms; Clock::steady().now() < looked;)
+            std::this_thread::yield();
         notified = true;
         condition.notifyAll();
     });
