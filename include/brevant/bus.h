@@ -10,21 +10,22 @@
  *  - It releases every handle that it acquired, and before that unsubscribes every subscription of the handle
  *    and calls releaseReplyFunction once.
  *  - It never needs unsubscribe to wait for running callbacks: a callback that comes a moment later finds
- * that its subscription is gone and returns success. releaseHandle may wait for the callbacks of its handle:
- * the broker releases no handle while it holds a lock that they take.
+ *    that its subscription is gone and returns success. releaseHandle may wait for the callbacks of its
+ *    handle, but not when it is called from inside a callback: the broker releases no handle while it holds a
+ *    lock that callbacks of that handle take.
  *  - Its callbacks may run on any number of threads at once, and from inside publish or request.
  *  - Its callbacks may publish, request, subscribe and acquire handles; a callback may block for as long as a
  *    request of its own takes to be answered. The bus must go on delivering meanwhile.
  *
  * What the broker expects of the bus:
- *  - Each request gets exactly one call of its reply function: with status 0 and the reply, with
- *    MODULE_STATUS_TIMEOUT after its timeout, or with another failure. None follows a request that returned
- *    a failure status.
+ *  - Each request gets exactly one call of its reply function, unless that or the handle is released before:
+ *    with status 0 and the reply, with MODULE_STATUS_TIMEOUT after its timeout, or with another failure. None
+ *    follows a request that returned a failure status.
  *  - Messages of one publisher reach one subscription in the order of publishing.
- *  - It does not call on behalf of a handle once releaseHandle has returned on a thread of the caller's own.
- *    Called on the bus's thread, from inside a callback, releaseHandle may return before that; the caller's
- *    next release on a thread of its own makes up for it. A bus that does otherwise keeps its callers loaded
- *    until it has come to rest.
+ *  - It does not call on behalf of a handle once releaseHandle has returned. From inside a callback, on
+ *    whichever thread, releaseHandle returns before that; the next release outside callbacks of a handle that
+ *    gave the same function makes up for it. A bus that does otherwise keeps its callers loaded until it has
+ *    come to rest.
  */
 #ifndef BREVANT_BUS_H
 #define BREVANT_BUS_H

@@ -12,12 +12,11 @@
  * every one anything unforeseen with MODULE_STATUS_UNKNOWN_EXCEPTION.
  *
  * Lifecycle functions, all but DirectMessage, are called from one thread at a time, which may change between
- * calls. None may be called from inside a call that the module makes: from a bus function, a plugin or an
- * event sink that it is in, or from inside DirectMessage. No function may be called on a handle once
- * DestroyModule has been, and every DirectMessage must have returned before. DestroyModule waits for threads:
- * it is not for DllMain or static destructors. A process may exit with a module alive.
- *
- * Modules share their process's log and nothing else; any number may live side by side.
+ * calls. None may be called from inside a call that the module makes (from a bus function, a plugin or an
+ * event sink that it is in), from inside DirectMessage, or from inside a callback of the bus, where nothing
+ * can wait for the bus. No function may be called on a handle once DestroyModule has been, and every
+ * DirectMessage must have returned before. DestroyModule waits for threads: it is not for DllMain or static
+ * destructors. A process may exit with a module alive.
  */
 #ifndef BREVANT_MODULE_H
 #define BREVANT_MODULE_H

@@ -21,9 +21,9 @@ public:
     // which must outlive them.
     MessageBusClient(std::shared_ptr<MessageBusShim> binding, std::shared_ptr<ProcessAPI> processApi,
                      const Platform::Clock& clock = Platform::Clock::steady());
-    // Removes what is still subscribed; requests that still wait end as data errors. Does not wait for
-    // callbacks that are running: they hold what they need themselves, and one of them may be what destroys
-    // the client.
+    // Removes what is still subscribed; requests that still wait end as data errors. Callbacks that are
+    // running hold what they need themselves, and one of them may be what destroys the client. The bus may
+    // wait for them elsewhere: a client is not destroyed under a lock that its callbacks take.
     ~MessageBusClient() override;
     MessageBusClient(const MessageBusClient&) = delete;
     MessageBusClient& operator=(const MessageBusClient&) = delete;

@@ -19,7 +19,7 @@ void setLastError(uint32_t error) noexcept;
 std::u16string executablePath();
 
 // The system's functions for processes and their tokens, under the system's rules. A handle is whatever the
-// system gave; where the system has no such functions, each fails and lastError() is 120 (not implemented).
+// system gave; where the system has no such functions, each fails and lastError() is 120.
 // The structures are the system's own.
 uint32_t processIdOf(void* process) noexcept;  // 0 on failure
 uint32_t activeConsoleSessionId() noexcept;    // 0xFFFFFFFF when no session is attached to the console

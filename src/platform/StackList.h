@@ -9,6 +9,12 @@ template <class Item>
 class StackList {
 public:
     class Link {
+    public:
+        Link() = default;
+        Link(const Link&) = delete;
+        Link& operator=(const Link&) = delete;
+
+    private:
         friend class StackList;
         Item* previous_ = nullptr;
         Item* next_ = nullptr;
