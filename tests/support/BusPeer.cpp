@@ -8,6 +8,7 @@
 #include <brevant/library.h>
 
 #include "bus/CallbackGate.h"
+#include "platform/Sync.h"
 #include "support/Beside.h"
 
 namespace Support {
@@ -39,13 +40,15 @@ MessageHeader defaultHeader() {
 using Outcome = std::pair<uint32_t, BusMessage>;
 
 // Contexts are numbers, so that a reply that comes after its requester gave up finds nothing.
-std::mutex waitersMutex;
+// The runtime's own mutex makes an event of the system when first contended, and a static one keeps it: tests
+// that count handles would now and then see it.
+constinit Platform::Mutex waitersMutex;
 std::map<uint64_t, std::promise<Outcome>> waiters;
 uint64_t nextWaiter = 1;
 
 uint32_t onReply(void*, uint64_t index, const MessageHeader* header, const char16_t* name,
                  const char16_t* sender, const char16_t* payload, uint32_t status) {
-    std::lock_guard lock(waitersMutex);
+    Platform::MutexLock lock(waitersMutex);
     auto waiter = waiters.extract(index);
     if (waiter.empty())
         return MODULE_STATUS_NOT_FOUND;
@@ -97,7 +100,7 @@ BusPeer::~BusPeer() {
 }
 
 void BusPeer::forgetEnded() {
-    std::lock_guard lock(waitersMutex);
+    Platform::MutexLock lock(waitersMutex);
     Subscription::all().clear();
 }
 
@@ -114,7 +117,7 @@ void BusPeer::subscribe(Entry entry, const std::u16string& text, Handler handler
     subscription->handler = std::move(handler);
     subscriptions_.push_back(subscription);
     {
-        std::lock_guard lock(waitersMutex);
+        Platform::MutexLock lock(waitersMutex);
         Subscription::all().push_back(subscription);
     }
     const uint32_t id = entry(handle_, subscription.get(), &Subscription::call, text.c_str());
@@ -149,7 +152,7 @@ uint32_t BusPeer::request(const std::u16string& name, const std::u16string& payl
     std::future<Outcome> outcome;
     uint64_t index;
     {
-        std::lock_guard lock(waitersMutex);
+        Platform::MutexLock lock(waitersMutex);
         index = nextWaiter++;
         outcome = waiters[index].get_future();
     }
@@ -162,7 +165,7 @@ uint32_t BusPeer::request(const std::u16string& name, const std::u16string& payl
             return MODULE_STATUS_TIMEOUT;
         std::tie(status, reply) = outcome.get();
     } else {
-        std::lock_guard lock(waitersMutex);
+        Platform::MutexLock lock(waitersMutex);
         waiters.erase(index);
     }
     return status;
