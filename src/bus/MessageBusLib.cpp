@@ -4,7 +4,6 @@
 
 #include "bus/MessageBusShimImpl.h"
 #include "bus/PerfTimer.h"
-#include "bus/RunningCallbacks.h"
 #include "library/SharedLibrary.h"
 #include "logging/Log.h"
 #include "module/status/ModuleException.h"
@@ -23,9 +22,10 @@ std::shared_ptr<SharedLibrary> loadBusLibrary() {
 
 }  // namespace
 
-MessageBusLib::Connection::Connection(std::shared_ptr<SharedLibrary> library) : library_(std::move(library)) {
-    functions_ =
-        static_cast<const BrevantBusFunctions*>(library_->getFunctions()->createObject(BREVANT_BUS_VERSION));
+MessageBusLib::Connection::Connection(std::shared_ptr<SharedLibrary> library)
+    : library_(new BusLibraryReference{std::move(library), nullptr}) {
+    functions_ = static_cast<const BrevantBusFunctions*>(
+        library_->library->getFunctions()->createObject(BREVANT_BUS_VERSION));
     if (!functions_) {
         LOG_MESSAGE(ETWLogging::levelError, constructor,
                     u"Failed to get message bus functions object. Throwing ModuleException.");
@@ -51,10 +51,10 @@ MessageBusLib::Connection::~Connection() {
             LOG_FORMATTED(ETWLogging::levelWarning, u"Tavix::MessageBusLib::~MessageBusLib",
                           u"Failed to release message bus. Error code %ls(%lu).", moduleStatusName(status),
                           status);
-        releaseBusLibrary(std::move(library_));
     } catch (...) {
         // The library is let go of all the same.
     }
+    releaseBusLibrary(std::move(library_));
 }
 
 MessageBusLib::MessageBusLib(std::shared_ptr<SharedLibrary> library, std::shared_ptr<MessageBusShim> inner) {

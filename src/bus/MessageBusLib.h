@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bus/MessageBusShim.h"
+#include "bus/RunningCallbacks.h"
 
 namespace Tavix {
 
@@ -43,7 +44,7 @@ private:
         const BrevantBusFunctions* functions() const noexcept { return functions_; }
 
     private:
-        std::shared_ptr<SharedLibrary> library_;
+        std::unique_ptr<BusLibraryReference> library_;
         const BrevantBusFunctions* functions_ = nullptr;
         BrevantBusHandle handle_ = nullptr;
     };

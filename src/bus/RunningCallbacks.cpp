@@ -1,9 +1,7 @@
 #include "bus/RunningCallbacks.h"
 
-#include <algorithm>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 #include "bus/MessageBusClient.h"
 #include "library/SharedLibrary.h"
@@ -11,8 +9,6 @@
 
 namespace Tavix {
 namespace {
-
-using Libraries = std::vector<std::shared_ptr<SharedLibrary>>;
 
 struct Waiter : Platform::StackList<Waiter>::Link {
     Platform::ConditionVariable callbackEnded;
@@ -25,7 +21,7 @@ constinit Platform::StackList<Waiter> waiters GUARDED_BY(mutex);
 static_assert(std::is_trivially_destructible_v<Platform::Mutex> &&
               std::is_trivially_destructible_v<Platform::ThreadList> &&
               std::is_trivially_destructible_v<Platform::StackList<Waiter>>);
-constinit Libraries* keptLibraries GUARDED_BY(mutex) = nullptr;
+constinit BusLibraryReference* keptLibraries GUARDED_BY(mutex) = nullptr;
 
 }  // namespace
 
@@ -40,24 +36,22 @@ RunningCallback::~RunningCallback() {
     waiters.forEach([](Waiter& waiter) { waiter.callbackEnded.notifyAll(); });
 }
 
-void releaseBusLibrary(std::shared_ptr<SharedLibrary> library) {
-    if (!library)
-        return;
-    const auto same = [&](const std::shared_ptr<SharedLibrary>& other) {
-        return other->getFunctions()->createObject == library->getFunctions()->createObject;
-    };
+void releaseBusLibrary(std::unique_ptr<BusLibraryReference> reference) {
     Platform::MutexLock lock(mutex);
     if (!running.hasAny())
         return;
-    if (!keptLibraries)
-        keptLibraries = new Libraries;
-    if (std::ranges::none_of(*keptLibraries, same))
-        keptLibraries->push_back(std::move(library));
+    const auto createObject = reference->library->getFunctions()->createObject;
+    for (const BusLibraryReference* kept = keptLibraries; kept; kept = kept->next.get()) {
+        if (kept->library->getFunctions()->createObject == createObject)
+            return;
+    }
+    reference->next.reset(keptLibraries);
+    keptLibraries = reference.release();
 }
 
 void waitForBusCallbacks() {
     // Freed outside the lock.
-    std::unique_ptr<Libraries> libraries;
+    std::unique_ptr<BusLibraryReference> libraries;
     Waiter self;
     Platform::MutexLock lock(mutex);
     waiters.add(self);

@@ -20,8 +20,14 @@ private:
     Platform::ThreadList::Mark mark_;
 };
 
+// A reference to a bus library, with the place that keeping it takes: it can be kept when memory is short.
+struct BusLibraryReference {
+    std::shared_ptr<SharedLibrary> library;
+    std::unique_ptr<BusLibraryReference> next;
+};
+
 // Lets go of a bus library. While callbacks run, on this thread or another, their caller may be its code:
 // then a reference is kept, one per library, until waitForBusCallbacks() is called outside callbacks.
-void releaseBusLibrary(std::shared_ptr<SharedLibrary> library);
+void releaseBusLibrary(std::unique_ptr<BusLibraryReference> reference);
 
 }  // namespace Tavix

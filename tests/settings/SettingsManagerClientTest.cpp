@@ -247,6 +247,11 @@ TEST_F(SettingsManagerClientTest, SetsAndRemovesABatchInItsOrder) {
     EXPECT_TRUE(settings.removePropertiesByPrefix(std::u16string(u"b"), 5s));
     EXPECT_FALSE(settings.removePropertiesByPrefix(std::u16string(u"q"), 5s));
 
+    answerList(uR"({"name":"b","status":false},{"name":"b","status":true},{"name":"b","status":false})");
+    EXPECT_TRUE(settings.setProperties({{u"b", u"1"}}, 5s).at(u"b"));
+    EXPECT_TRUE(settings.removeProperties({u"b"}, 5s).at(u"b"));
+    EXPECT_FALSE(settings.removePropertiesByPrefix(Texts{u"b"}, 5s).at(u"b"));
+
     answerList(u"1");
     logged();
     for (size_t each = setProperties; each < std::size(requests); ++each)

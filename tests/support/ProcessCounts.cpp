@@ -1,6 +1,7 @@
 #include "support/ProcessCounts.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 #if defined(_WIN32)
@@ -92,8 +93,12 @@ bool ProcessCounts::comesDownTo(const ProcessCounts& then) {
 }
 
 std::ostream& operator<<(std::ostream& out, const ProcessCounts& counts) {
-    return out << counts.threads << " threads, " << counts.handles << " handles, " << counts.memory
-               << " bytes";
+    out << counts.threads << " threads, " << counts.handles << " handles, " << counts.memory << " bytes";
+#if !defined(_WIN32)
+    if (!std::getenv("GLIBC_TUNABLES"))
+        out << ", with those that the C library keeps for threads: run by ctest, which tells it not to";
+#endif
+    return out;
 }
 
 }  // namespace Support
