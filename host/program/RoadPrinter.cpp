@@ -10,9 +10,10 @@ namespace Host {
 namespace {
 
 constexpr size_t nameColumns = 200;
-constexpr auto causePatience = std::chrono::milliseconds(250);
+constexpr auto causePatience = std::chrono::seconds(2);
 constexpr std::u16string_view responseEnding = u".Response";
 constexpr std::u16string_view showTopic = u"Brevant.Alert.Show.";
+constexpr std::u16string_view idRequest = u"Brevant.Alert.GetId";
 constexpr std::u16string_view idAnswer = u"Brevant.Alert.GetId.Response";
 
 }  // namespace
@@ -31,8 +32,11 @@ RoadPrinter::RoadPrinter(const BrevantBusFunctions& functions, Console& console,
 std::u16string RoadPrinter::causeOf(const std::u16string& name) const {
     if (name.ends_with(responseEnding))
         return name.substr(0, name.size() - responseEnding.size());
-    if (name.starts_with(showTopic))
-        return std::u16string(idAnswer);
+    if (name.starts_with(showTopic)) {
+        // An alert may be shown under an instance that nobody asked for.
+        Platform::MutexLock lock(mutex_);
+        return std::u16string(hasPrinted(idRequest) ? idAnswer : std::u16string_view());
+    }
     const size_t instance = name.rfind(u'.');
     const size_t word = instance == 0 || instance == name.npos ? name.npos : name.rfind(u'.', instance - 1);
     if (word == name.npos)
@@ -56,12 +60,16 @@ uint32_t RoadPrinter::onMessage(const BusMessage& message) {
     return MODULE_STATUS_NO_SUBSCRIBERS;
 }
 
+bool RoadPrinter::hasPrinted(std::u16string_view name) const {
+    return std::find(printed_.begin(), printed_.end(), name) != printed_.end();
+}
+
 bool RoadPrinter::waitFor(const std::u16string& name, std::chrono::milliseconds timeout) {
     const Platform::Clock& clock = Platform::Clock::steady();
     const auto deadline = Platform::deadlineAfter(clock.now(), timeout);
     Platform::MutexLock lock(mutex_);
     for (;;) {
-        if (std::find(printed_.begin(), printed_.end(), name) != printed_.end())
+        if (hasPrinted(name))
             return true;
         if (!clock.waitUntil(changed_, lock, deadline))
             return false;

@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <string>
+#include <string_view>
 
 #include "BusConnection.h"
 #include "Console.h"
@@ -10,7 +11,7 @@
 
 namespace Host {
 
-// Messages of several senders arrive in no order of their own; an answer is held back for a moment until what
+// Messages of several senders arrive in no order of their own; an answer is held back for a while until what
 // it answers has been printed.
 //
 // Listens to the alert topics and to those of one viewer. It does not listen to the topics of other viewers:
@@ -27,13 +28,14 @@ public:
 private:
     uint32_t onMessage(const BusMessage& message);
     std::u16string causeOf(const std::u16string& name) const;
+    bool hasPrinted(std::u16string_view name) const REQUIRES(mutex_);
 
     static constexpr size_t mostRemembered = 256;
 
     Console& console_;
     const std::u16string viewerTopic_;
     // Guards printed_. A leaf.
-    Platform::Mutex mutex_;
+    mutable Platform::Mutex mutex_;
     Platform::ConditionVariable changed_;
     std::deque<std::u16string> printed_ GUARDED_BY(mutex_);  // the last names
     BusConnection connection_;                               // last: its handlers use what stands above
