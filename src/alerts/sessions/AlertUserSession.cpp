@@ -105,9 +105,9 @@ bool AlertUserSession::isActiveSession() const {
 
 void AlertUserSession::dispatchThread() {
     const LockHolder holder;
-    // What the dispatcher had last is held here too, so that it ends outside every lock: the end of an
-    // alert's bus handle may wait for callbacks.
-    std::shared_ptr<Alert> last;
+    // What the dispatcher holds is held here too, so that it ends outside every lock: the end of an alert's
+    // bus handle may wait for callbacks.
+    std::shared_ptr<Alert> current;
     Platform::MutexLock lock(mutex_);
     for (;;) {
         // Noted before the look at the queues and at the wish to stop: what comes later ends the sleep at
@@ -124,9 +124,13 @@ void AlertUserSession::dispatchThread() {
             std::shared_ptr<Alert> alert = takeNext();
             const bool shown = show(alert);
             lock.unlock();
+            if (alert)
+                current.reset();  // dismissed for this one
             if (shown)
                 awaitOutcome();
-            last = std::move(alert);
+            if (dispatcher_->isCurrent(alert))
+                current = std::move(alert);
+            alert.reset();
             lock.lock();
         }
     }

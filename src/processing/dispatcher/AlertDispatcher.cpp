@@ -138,6 +138,11 @@ bool AlertDispatcher::waitForCurrent() {
     return false;
 }
 
+bool AlertDispatcher::isCurrent(const std::shared_ptr<Alert>& alert) {
+    Platform::MutexLock lock(mutex_);
+    return currentAlert_ == alert;
+}
+
 bool AlertDispatcher::dismissCurrent() {
     Platform::MutexLock lock(mutex_);
     return dismissLocked();

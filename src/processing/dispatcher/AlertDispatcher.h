@@ -43,6 +43,8 @@ public:
     // Whether the current alert's outcome arrived within its display time and 30 s more; false without one.
     bool waitForCurrent();
 
+    bool isCurrent(const std::shared_ptr<Alert>& alert);
+
     // Whether the current alert could be dismissed; it is not current afterwards. False without one.
     bool dismissCurrent();
     // The same, when the current alert is that showing.

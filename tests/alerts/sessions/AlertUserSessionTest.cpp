@@ -133,14 +133,17 @@ TEST_F(AlertUserSessionTest, LetsGoOfItsAlertsOutsideEveryLock) {
             ended += others.back().wait_for(patience) == std::future_status::ready;
         });
     };
-    screen->fleeting = true;
     screen->refuses = true;
     EXPECT_TRUE(queue(*session, watched(u"refused")));
-    expectShown({u"refused"});
+    EXPECT_TRUE(waitFor([&] { return ended == 1; }));
     screen->refuses = false;
     EXPECT_TRUE(queue(*session, watched(u"shown")));
-    EXPECT_TRUE(queue(*session, alert(u"next")));
+    expectShown({u"refused", u"shown"});
+    EXPECT_TRUE(queue(*session, alert(u"on screen")));
+    screen->end(u"shown");
     EXPECT_TRUE(waitFor([&] { return ended == 2; }));
+    expectShown({u"on screen"});
+    endWhatIsLeft();
 }
 
 TEST_F(AlertUserSessionTest, EndsWithTheAlertOnScreenAndDropsWhatIsQueued) {
