@@ -24,12 +24,12 @@ JSONFormatter response(const std::u16string& name, const std::optional<std::u16s
     return formatter;
 }
 
-void announceSet(SettingsAnswer& answer, const Property& property) {
+void announceSet(SettingsAnswer& answer, const std::u16string& name, const std::u16string& value) {
     JSONFormatter payload;
-    payload.setString(BREVANT_SETTINGS_NAME, property.name);
+    payload.setString(BREVANT_SETTINGS_NAME, name);
     answer.notices.push_back({BREVANT_SETTINGS_WAS_SET, payload.toString()});
-    payload.setString(BREVANT_SETTINGS_VALUE, property.value);
-    answer.notices.push_back({BREVANT_SETTINGS_NOTIFY_SET + property.name, payload.toString()});
+    payload.setString(BREVANT_SETTINGS_VALUE, value);
+    answer.notices.push_back({BREVANT_SETTINGS_NOTIFY_SET + name, payload.toString()});
 }
 
 void announceRemoved(SettingsAnswer& answer, const std::u16string& name) {
@@ -37,6 +37,16 @@ void announceRemoved(SettingsAnswer& answer, const std::u16string& name) {
     payload.setString(BREVANT_SETTINGS_NAME, name);
     answer.notices.push_back({BREVANT_SETTINGS_WAS_REMOVED, payload.toString()});
     answer.notices.push_back({BREVANT_SETTINGS_NOTIFY_DELETE + name, payload.toString()});
+}
+
+// What this change has shown of the changes of other hosts, which comes before it.
+void announceOthers(SettingsAnswer& answer, SettingsStore& store) {
+    for (const PropertyChange& change : store.takeChangesOfOthers()) {
+        if (change.value)
+            announceSet(answer, change.name, *change.value);
+        else
+            announceRemoved(answer, change.name);
+    }
 }
 
 bool readProperty(const JSONView& item, Property& property) {
@@ -62,10 +72,12 @@ SettingsAnswer answerOne(SettingsStore& store, std::u16string_view topic, const 
         Property property;
         answer.understood = readProperty(request, property);
         done = answer.understood && store.set({property}).front();
+        announceOthers(answer, store);
         if (done)
-            announceSet(answer, property);
+            announceSet(answer, name, property.value);
     } else {
         done = store.remove({name}).front();
+        announceOthers(answer, store);
         if (done)
             announceRemoved(answer, name);
     }
@@ -73,32 +85,43 @@ SettingsAnswer answerOne(SettingsStore& store, std::u16string_view topic, const 
     return answer;
 }
 
-using Responses = std::vector<JSONFormatter>;
+// The answer to a batch. What a request asks for beyond what one message carries, with many values or by
+// asking for the same again and again, is left out: its sender takes it as missing.
+class Responses {
+public:
+    bool isFull() const { return full_; }
+    void add(const JSONFormatter& response) {
+        const std::u16string text = response.toString();
+        full_ = full_ || responses_.size() + text.size() > maximumUnits;
+        if (full_)
+            return;
+        responses_ += responses_.empty() ? u"" : u",";
+        responses_ += text;
+    }
+    std::u16string answer() const { return u"{\"" BREVANT_SETTINGS_RESPONSES u"\":[" + responses_ + u"]}"; }
 
-// UTF-16 units of the values of one answer. What a request asks for beyond it, by asking for the same again
-// and again, is answered as missing.
-constexpr size_t maximumAnswer = size_t{2} * SettingsStore::maximumUnits;
+private:
+    // UTF-16 units; well below what a bus takes from one sender.
+    static constexpr size_t maximumUnits = size_t{24} * 1024 * 1024;
+    std::u16string responses_;
+    bool full_ = false;
+};
 
 void getMany(SettingsStore& store, const std::vector<JSONView>& items, Responses& responses,
              SettingsAnswer& answer) {
-    size_t units = 0;
-    const auto respond = [&](const std::u16string& name, std::optional<std::u16string> value) {
-        units += name.size() + (value ? value->size() : 0);
-        if (units > maximumAnswer)
-            value.reset();
-        responses.push_back(response(name, value));
-    };
     for (const JSONView& item : items) {
+        if (responses.isFull())
+            return;
         std::u16string name;
         bool isPrefix = false;
         item.getBool(BREVANT_SETTINGS_IS_PREFIX, isPrefix);
         if (!item.getString(BREVANT_SETTINGS_NAME, name)) {
             answer.understood = false;
         } else if (!isPrefix) {
-            respond(name, store.get(name));
-        } else if (units <= maximumAnswer) {
-            for (Property& property : store.withPrefix(name))
-                respond(property.name, std::move(property.value));
+            responses.add(response(name, store.get(name)));
+        } else {
+            for (const Property& property : store.withPrefix(name))
+                responses.add(response(property.name, property.value));
         }
     }
 }
@@ -114,13 +137,14 @@ void setMany(SettingsStore& store, const std::vector<JSONView>& items, Responses
         }
         answer.understood = false;
         if (!property.name.empty())
-            responses.push_back(response(property.name, false));
+            responses.add(response(property.name, false));
     }
     const std::vector<bool> outcomes = store.set(properties);
+    announceOthers(answer, store);
     for (size_t at = 0; at < properties.size(); ++at) {
-        responses.push_back(response(properties[at].name, outcomes[at]));
+        responses.add(response(properties[at].name, outcomes[at]));
         if (outcomes[at])
-            announceSet(answer, properties[at]);
+            announceSet(answer, properties[at].name, properties[at].value);
     }
 }
 
@@ -138,14 +162,16 @@ void removeMany(SettingsStore& store, const std::vector<JSONView>& items, Respon
             (isPrefix ? prefixes : names).push_back(std::move(name));
     }
     const std::vector<bool> outcomes = store.remove(names);
+    announceOthers(answer, store);
     for (size_t at = 0; at < names.size(); ++at) {
-        responses.push_back(response(names[at], outcomes[at]));
+        responses.add(response(names[at], outcomes[at]));
         if (outcomes[at])
             announceRemoved(answer, names[at]);
     }
     for (const std::u16string& prefix : prefixes) {
         const auto removed = prefix.empty() ? std::nullopt : store.removePrefix(prefix);
-        responses.push_back(response(prefix, removed.has_value()));
+        announceOthers(answer, store);
+        responses.add(response(prefix, removed.has_value()));
         for (const std::u16string& name : removed.value_or(std::vector<std::u16string>()))
             announceRemoved(answer, name);
     }
@@ -172,9 +198,7 @@ SettingsAnswer answerSettingsRequest(SettingsStore& store, std::u16string_view t
         else
             removeMany(store, items, responses, answer);
     }
-    JSONFormatter whole;
-    whole.setObjectArray(BREVANT_SETTINGS_RESPONSES, responses);
-    answer.payload = whole.toString();
+    answer.payload = responses.answer();
     return answer;
 }
 

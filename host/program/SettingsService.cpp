@@ -18,19 +18,24 @@ SettingsService::SettingsService(const BrevantBusFunctions& functions, SettingsS
 }
 
 uint32_t SettingsService::onRequest(const BusMessage& request, std::u16string_view topic) {
-    SettingsAnswer answer;
-    {
-        Platform::MutexLock change(changes_);
-        answer = answerSettingsRequest(store_, topic, request.payload);
-        Platform::MutexLock lock(noticesMutex_);
-        for (SettingsNotice& notice : answer.notices)
-            notices_.push_back(std::move(notice));
-    }
+    const bool changes = topic != BREVANT_SETTINGS_GET && topic != BREVANT_SETTINGS_GET_BATCH;
+    const SettingsAnswer answer =
+        changes ? change(request, topic) : answerSettingsRequest(store_, topic, request.payload);
     // Values are the requester's business alone.
     const uint32_t status = connection_.reply(request, request.name + u".Response", answer.payload,
                                               BusConnection::Audience::requesterOnly);
-    announce();
+    if (changes)
+        announce();
     return answer.understood ? status : MODULE_STATUS_DATA_ERROR;
+}
+
+SettingsAnswer SettingsService::change(const BusMessage& request, std::u16string_view topic) {
+    Platform::MutexLock change(changes_);
+    SettingsAnswer answer = answerSettingsRequest(store_, topic, request.payload);
+    Platform::MutexLock lock(noticesMutex_);
+    for (SettingsNotice& notice : answer.notices)
+        notices_.push_back(std::move(notice));
+    return answer;
 }
 
 void SettingsService::announce() {

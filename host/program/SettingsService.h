@@ -19,6 +19,7 @@ public:
 
 private:
     uint32_t onRequest(const BusMessage& request, std::u16string_view topic);
+    SettingsAnswer change(const BusMessage& request, std::u16string_view topic);
     void announce();
 
     SettingsStore& store_;

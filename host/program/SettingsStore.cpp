@@ -1,5 +1,8 @@
 #include "SettingsStore.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "SystemPath.h"
 #include "json/JSONFormatter.h"
 #include "platform/Files.h"
@@ -10,7 +13,8 @@ namespace Host {
 namespace {
 
 constexpr uint64_t maximumFile = uint64_t{256} << 20;  // bytes
-constexpr auto fileMutexWait = std::chrono::seconds(7);
+// Well below what the requester of a change waits for its answer.
+constexpr auto fileMutexWait = std::chrono::seconds(2);
 
 // Spellings of one path may differ; then the hosts only lose the shared lock.
 std::u16string fileMutexName(const std::u16string& path) {
@@ -57,11 +61,16 @@ SettingsStore::SettingsStore(std::u16string path)
     : path_(std::move(path)), fileMutex_(Platform::NamedMutex::create(fileMutexName(path_))) {}
 
 std::u16string SettingsStore::open() {
-    Platform::MutexLock lock(mutex_);
+    Platform::MutexLock commitLock(commitMutex_);
     const FileLock fileLock(fileMutex_.get());
-    properties_.clear();
+    Properties properties;
+    const Reading reading = readKept(properties.kept);
+    {
+        Platform::MutexLock lock(mutex_);
+        properties_ = std::move(properties);
+    }
     writable_ = true;
-    switch (takeFromFile(properties_)) {
+    switch (reading) {
         case Reading::good:
         case Reading::missing:
             return {};
@@ -93,8 +102,8 @@ bool SettingsStore::keepBeside(std::u16string& kept) const {
     return false;
 }
 
-SettingsStore::Reading SettingsStore::takeFromFile(Properties& properties) const {
-    std::erase_if(properties, [](const auto& property) { return !property.second.isVolatile; });
+SettingsStore::Reading SettingsStore::readKept(Values& values) const {
+    values.clear();
     if (!Platform::fileExists(path_))
         return Reading::missing;
     const std::optional<uint64_t> size = Platform::fileSize(path_);
@@ -113,104 +122,148 @@ SettingsStore::Reading SettingsStore::takeFromFile(Properties& properties) const
     if (!document.parse(text) || !document.view().find(u"properties") ||
         !document.view().getObjectArray(u"properties", items))
         return Reading::damaged;
-    Properties kept;
+    Values kept;
     for (const Tavix::JSONView& item : items) {
         std::u16string name, value;
         if (!item.getString(u"name", name) || !item.getString(u"value", value))
             return Reading::damaged;
-        kept.insert_or_assign(std::move(name), Entry{std::move(value), false});
+        kept.insert_or_assign(std::move(name), std::move(value));
     }
-    // What is volatile here hides what another host keeps under the same name.
-    properties.merge(kept);
+    values.swap(kept);
     return Reading::good;
 }
 
-std::string SettingsStore::fileText(const Properties& properties) {
+std::string SettingsStore::fileText(const Values& values) {
     std::string text = "{\n\"properties\": [";
     const char* separator = "\n";
-    for (const auto& [name, entry] : properties) {
-        if (entry.isVolatile)
-            continue;
+    for (const auto& [name, value] : values) {
         Tavix::JSONFormatter item;
         item.setString(u"name", name);
-        item.setString(u"value", entry.value);
+        item.setString(u"value", value);
         text += separator + Ferrow::toUtf8(item.toString());
         separator = ",\n";
     }
     return text + "\n]\n}\n";
 }
 
-bool SettingsStore::sameKept(const Properties& left, const Properties& right) {
-    auto at = left.begin();
-    auto other = right.begin();
-    const auto skipVolatile = [](auto& position, const Properties& properties) {
-        while (position != properties.end() && position->second.isVolatile)
-            ++position;
-    };
-    for (;; ++at, ++other) {
-        skipVolatile(at, left);
-        skipVolatile(other, right);
-        if (at == left.end() || other == right.end())
-            return at == left.end() && other == right.end();
-        if (at->first != other->first || at->second.value != other->second.value)
-            return false;
+const std::u16string* SettingsStore::Properties::find(std::u16string_view name) const {
+    for (const Values* values : {&passing, &kept}) {
+        if (const auto found = values->find(name); found != values->end())
+            return &found->second;
     }
+    return nullptr;
+}
+
+std::vector<Property> SettingsStore::Properties::withPrefix(std::u16string_view prefix) const {
+    std::vector<Property> result;
+    for (const Values* values : {&passing, &kept}) {
+        const bool isVolatile = values == &passing;
+        for (auto at = values->lower_bound(prefix); at != values->end() && at->first.starts_with(prefix);
+             ++at) {
+            if (isVolatile || !passing.contains(at->first))
+                result.push_back({at->first, at->second, isVolatile});
+        }
+    }
+    std::ranges::sort(result, {}, &Property::name);
+    return result;
+}
+
+void SettingsStore::Properties::set(const Property& property) {
+    changesKept = changesKept || !property.isVolatile || kept.contains(property.name);
+    (property.isVolatile ? kept : passing).erase(property.name);
+    (property.isVolatile ? passing : kept).insert_or_assign(property.name, property.value);
+}
+
+bool SettingsStore::Properties::erase(const std::u16string& name) {
+    const bool wasKept = kept.erase(name) != 0;
+    changesKept = changesKept || wasKept;
+    return passing.erase(name) != 0 || wasKept;
+}
+
+size_t SettingsStore::Properties::units() const {
+    size_t units = 0;
+    for (const Values* values : {&passing, &kept}) {
+        for (const auto& [name, value] : *values)
+            units += name.size() + value.size();
+    }
+    return units;
+}
+
+SettingsStore::Properties SettingsStore::copy() const {
+    Platform::MutexLock lock(mutex_);
+    return properties_;
 }
 
 bool SettingsStore::commit(const std::function<void(Properties&)>& change) {
-    Properties next = properties_;
+    const Properties before = copy();
+    Properties next = before;
     change(next);
-    if (!sameKept(next, properties_)) {
+    if (next.changesKept) {
         if (!writable_)
             return false;
         const FileLock fileLock(fileMutex_.get());
-        next = properties_;
-        const Reading reading = takeFromFile(next);
+        Properties current = before;
+        const Reading reading = readKept(current.kept);
         if (reading != Reading::good && reading != Reading::missing)
             return false;
+        next = current;
         change(next);
         const std::u16string folder = folderOf(path_);
         if (!folder.empty())
             Platform::createFolders(folder);
-        if (!Platform::writeFileAtomically(path_, fileText(next)))
+        if (next.kept != current.kept && !Platform::writeFileAtomically(path_, fileText(next.kept)))
             return false;
+        noteChangesOfOthers(before, current);
     }
-    properties_.swap(next);
+    next.changesKept = false;
+    Platform::MutexLock lock(mutex_);
+    std::swap(properties_, next);
     return true;
+}
+
+void SettingsStore::noteChangesOfOthers(const Properties& before, const Properties& now) {
+    for (const auto& [name, value] : before.kept) {
+        if (!now.find(name))
+            changesOfOthers_.push_back({name, std::nullopt});
+    }
+    for (const auto& [name, value] : now.kept) {
+        const std::u16string* const old = before.find(name);
+        if (!now.passing.contains(name) && (!old || *old != value))
+            changesOfOthers_.push_back({name, value});
+    }
+}
+
+std::vector<PropertyChange> SettingsStore::takeChangesOfOthers() {
+    Platform::MutexLock lock(commitMutex_);
+    return std::exchange(changesOfOthers_, {});
 }
 
 std::optional<std::u16string> SettingsStore::get(const std::u16string& name) const {
     Platform::MutexLock lock(mutex_);
-    const auto found = properties_.find(name);
-    return found == properties_.end() ? std::nullopt : std::optional(found->second.value);
+    const std::u16string* const value = properties_.find(name);
+    return value ? std::optional(*value) : std::nullopt;
 }
 
 std::vector<Property> SettingsStore::withPrefix(std::u16string_view prefix) const {
-    std::vector<Property> result;
     Platform::MutexLock lock(mutex_);
-    for (auto at = properties_.lower_bound(prefix); at != properties_.end() && at->first.starts_with(prefix);
-         ++at)
-        result.push_back({at->first, at->second.value, at->second.isVolatile});
-    return result;
+    return properties_.withPrefix(prefix);
 }
 
 std::vector<bool> SettingsStore::set(const std::vector<Property>& properties) {
     std::vector<bool> outcomes(properties.size());
-    Platform::MutexLock lock(mutex_);
+    Platform::MutexLock lock(commitMutex_);
     const auto change = [&](Properties& next) {
-        size_t units = 0;
-        for (const auto& [name, entry] : next)
-            units += name.size() + entry.value.size();
+        size_t units = next.units();
         for (size_t at = 0; at < properties.size(); ++at) {
             const Property& property = properties[at];
-            const auto old = next.find(property.name);
-            const size_t before = old == next.end() ? 0 : property.name.size() + old->second.value.size();
+            const std::u16string* const old = next.find(property.name);
+            const size_t before = old ? property.name.size() + old->size() : 0;
             const size_t after = units - before + property.name.size() + property.value.size();
             outcomes[at] = isAcceptable(property) && after <= maximumUnits;
             if (!outcomes[at])
                 continue;
             units = after;
-            next.insert_or_assign(property.name, Entry{property.value, property.isVolatile});
+            next.set(property);
         }
     };
     if (!commit(change))
@@ -220,10 +273,10 @@ std::vector<bool> SettingsStore::set(const std::vector<Property>& properties) {
 
 std::vector<bool> SettingsStore::remove(const std::vector<std::u16string>& names) {
     std::vector<bool> outcomes(names.size());
-    Platform::MutexLock lock(mutex_);
+    Platform::MutexLock lock(commitMutex_);
     const auto change = [&](Properties& next) {
         for (size_t at = 0; at < names.size(); ++at)
-            outcomes[at] = next.erase(names[at]) != 0;
+            outcomes[at] = next.erase(names[at]);
     };
     if (!commit(change))
         outcomes.assign(names.size(), false);
@@ -232,13 +285,12 @@ std::vector<bool> SettingsStore::remove(const std::vector<std::u16string>& names
 
 std::optional<std::vector<std::u16string>> SettingsStore::removePrefix(std::u16string_view prefix) {
     std::vector<std::u16string> removed;
-    Platform::MutexLock lock(mutex_);
+    Platform::MutexLock lock(commitMutex_);
     const auto change = [&](Properties& next) {
         removed.clear();
-        auto at = next.lower_bound(prefix);
-        while (at != next.end() && at->first.starts_with(prefix)) {
-            removed.push_back(at->first);
-            at = next.erase(at);
+        for (const Property& property : next.withPrefix(prefix)) {
+            next.erase(property.name);
+            removed.push_back(property.name);
         }
     };
     if (!commit(change))

@@ -20,9 +20,16 @@ struct Property {
     bool isVolatile = false;  // forgotten with the process
 };
 
+// What a property has become, or that it is gone.
+struct PropertyChange {
+    std::u16string name;
+    std::optional<std::u16string> value;
+};
+
 // The file is UTF-8 JSON, {"properties":[{"name":N,"value":V},...]}, and replaced in one step: a crash leaves
 // the old one or the new one. Hosts that share a file do not undo each other's changes; each sees those of
-// the others when it changes something itself. Any thread.
+// the others when it changes something kept itself. What is volatile in one hides what another keeps under
+// the same name. Any thread.
 class SettingsStore {
 public:
     // In UTF-16 units; the last is that of all names and values together.
@@ -49,29 +56,43 @@ public:
     // The names that are gone; nothing when the file could not be written.
     std::optional<std::vector<std::u16string>> removePrefix(std::u16string_view prefix);
 
+    // What the changes so far have shown to have been changed by others, since it was last asked for.
+    std::vector<PropertyChange> takeChangesOfOthers();
+
 private:
-    struct Entry {
-        std::u16string value;
-        bool isVolatile;
+    using Values = std::map<std::u16string, std::u16string, std::less<>>;
+    struct Properties {
+        Values kept;  // as in the file
+        Values passing;
+        bool changesKept = false;
+
+        const std::u16string* find(std::u16string_view name) const;
+        // In the order of their names.
+        std::vector<Property> withPrefix(std::u16string_view prefix) const;
+        void set(const Property& property);
+        bool erase(const std::u16string& name);
+        size_t units() const;
     };
-    using Properties = std::map<std::u16string, Entry, std::less<>>;
     enum class Reading { good, missing, damaged, unreadable };
 
     // Applies a change, to the file first when it concerns what is kept. The change may run twice.
-    bool commit(const std::function<void(Properties&)>& change) REQUIRES(mutex_);
-    // Replaces what is kept by what the file holds.
-    Reading takeFromFile(Properties& properties) const;
+    bool commit(const std::function<void(Properties&)>& change) REQUIRES(commitMutex_);
+    void noteChangesOfOthers(const Properties& before, const Properties& now) REQUIRES(commitMutex_);
+    Properties copy() const;
+    // Replaces the values by those of the file, none without one.
+    Reading readKept(Values& values) const;
     bool keepBeside(std::u16string& kept) const;
-    static bool sameKept(const Properties& left, const Properties& right);
-    static std::string fileText(const Properties& properties);
+    static std::string fileText(const Values& values);
 
     const std::u16string path_;
     const std::unique_ptr<Platform::NamedMutex> fileMutex_;  // null when the system has none to give
-    // Guards the members below, and is held while the file is read and written. Nothing is called back under
-    // it.
+    // Held by one change at a time, while the file is read and written. Nothing is called back under it.
+    Platform::Mutex commitMutex_;
+    bool writable_ GUARDED_BY(commitMutex_) = true;  // false while a damaged file could not be moved away
+    std::vector<PropertyChange> changesOfOthers_ GUARDED_BY(commitMutex_);
+    // Lets readers in while a change waits for the file. A leaf.
     mutable Platform::Mutex mutex_;
     Properties properties_ GUARDED_BY(mutex_);
-    bool writable_ GUARDED_BY(mutex_) = true;  // false while a damaged file could not be moved away
 };
 
 }  // namespace Host

@@ -5,6 +5,8 @@
 namespace Host {
 namespace {
 
+using Lines = std::vector<std::u16string>;
+
 class SettingsStoreTest : public HostTest {
 protected:
     std::u16string path = inFolder(u"store\\settings.json");
@@ -106,6 +108,29 @@ TEST_F(SettingsStoreTest, HostsThatShareAFileDoNotUndoEachOther) {
     EXPECT_EQ(afterRestart(u"second"), u"2");
     EXPECT_EQ(afterRestart(u"both"), std::nullopt);
     EXPECT_EQ(first.get(u"second"), u"2") << "seen with its own change";
+}
+
+TEST_F(SettingsStoreTest, WhatIsVolatileHidesWhatAnotherHostKeepsAndLeavesItInTheFile) {
+    SettingsStore first(path), second(path);
+    first.set({{u"x", u"volatile", true}});
+    second.set({{u"x", u"kept"}, {u"y", u"1"}, {u"z", u"1"}});
+    first.set({{u"own", u"1"}});
+    EXPECT_EQ(first.get(u"x"), u"volatile");
+    EXPECT_EQ(first.withPrefix(u"x").size(), 1u);
+    EXPECT_EQ(afterRestart(u"x"), u"kept");
+
+    second.remove({u"y", u"x"});
+    // Known to be so, and all the same not in the file any more.
+    EXPECT_EQ(first.set({{u"y", u"1"}}), std::vector{true});
+    EXPECT_EQ(afterRestart(u"y"), u"1");
+    second.set({{u"x", u"again"}, {u"z", u"2"}});
+    first.remove({u"own"});
+    Lines told;
+    for (const PropertyChange& change : first.takeChangesOfOthers())
+        told.push_back(change.name + u"=" + change.value.value_or(u"none"));
+    EXPECT_EQ(told, (Lines{u"y=1", u"z=1", u"y=none", u"z=2"}));
+    EXPECT_EQ(first.remove({u"x"}), std::vector{true});
+    EXPECT_EQ(afterRestart(u"x"), std::nullopt) << "gone in both places";
 }
 
 TEST_F(SettingsStoreTest, BoundsWhatItHolds) {
