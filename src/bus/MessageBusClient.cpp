@@ -200,7 +200,11 @@ MessageBusClient::MessageBusClient(std::shared_ptr<MessageBusShim> binding,
     : impl_(std::make_shared<Impl>(std::move(binding), std::move(processApi), clock)) {}
 
 MessageBusClient::~MessageBusClient() {
-    impl_->shutDown();
+    shutDown();
+}
+
+void MessageBusClient::shutDown() noexcept {
+    std::shared_ptr(impl_)->shutDown();
 }
 
 // A callback that the bus runs inside one of these may destroy the client: what is used after it is held.

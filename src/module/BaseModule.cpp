@@ -49,12 +49,20 @@ uint32_t BaseModule::baseInitialize(const std::u16string& moduleName, const std:
     }
     container_->registerFactory(
         std::make_shared<Ferrow::IOCInstanceReturningFactory<MessageBus>>(messageBus));
+    replacedBuses_.reserve(replacedBuses_.size() + 1);
     {
         Platform::MutexLock lock(busMutex_);
         messageBus_.swap(messageBus);
     }
-    // What was there before goes now, outside the lock.
+    if (const auto client = std::dynamic_pointer_cast<MessageBusClient>(messageBus))
+        client->shutDown();
+    if (messageBus)
+        replacedBuses_.push_back(std::move(messageBus));
     return MODULE_STATUS_SUCCESS;
+}
+
+void BaseModule::releaseReplacedBuses() {
+    std::erase_if(replacedBuses_, [](const auto& bus) { return bus.use_count() == 1; });
 }
 
 uint32_t BaseModule::directMessage(const std::shared_ptr<Message>& message) {

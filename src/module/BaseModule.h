@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "bus/MessageBus.h"
 #include "module/IOCContainer.h"
@@ -31,11 +32,16 @@ public:
     uint32_t uninitialize() override;
 
     // Binds the module. Registers the bus in the container as the unnamed Tavix::MessageBus. Must precede
-    // directMessage; may be called again, which replaces everything.
+    // directMessage; may be called again, which replaces everything: the bus that was there is shut down, and
+    // kept for what still publishes through it.
     virtual uint32_t baseInitialize(const std::u16string& moduleName, const std::u16string& moduleIdentifier,
                                     const ModuleProperties& properties,
                                     std::shared_ptr<internal::ModuleManagerShim> moduleManager,
                                     std::shared_ptr<MessageBus> messageBus);
+    // Lets go of replaced buses that nobody uses any more, which may wait for their callbacks. Called by the
+    // host's lifecycle thread, so that no other is the last to use them: one of the bus's would leave the
+    // wait to whoever lets go of a bus next, and that one may be what the callbacks wait for.
+    void releaseReplacedBuses();
     // Runs the callbacks of the matching subscriptions on the calling thread.
     uint32_t directMessage(const std::shared_ptr<Message>& message);
 
@@ -80,6 +86,7 @@ private:
     std::u16string moduleIdentifier_;
     ModuleProperties properties_;
     std::shared_ptr<internal::ModuleManagerShim> moduleManager_;
+    std::vector<std::shared_ptr<MessageBus>> replacedBuses_;  // the lifecycle thread's
     // Leaf. Handlers of an earlier bus may run while another baseInitialize replaces it.
     mutable Platform::Mutex busMutex_;
     std::shared_ptr<MessageBus> messageBus_ GUARDED_BY(busMutex_);

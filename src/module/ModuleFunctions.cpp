@@ -123,7 +123,9 @@ uint32_t initialize(Module& module, const InitializeArguments& arguments, std::u
                       status);
         return status;
     }
-    return module.initialize();
+    const uint32_t initialized = module.initialize();
+    base->releaseReplacedBuses();
+    return initialized;
 }
 
 uint32_t initializeModule(ModuleHandle* handle, const char16_t* moduleName, const char16_t* moduleIdentifier,

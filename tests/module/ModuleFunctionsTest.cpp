@@ -3,6 +3,7 @@
 #include <new>
 
 #include "bus/MessageBusClient.h"
+#include "bus/MessageBusShimImpl.h"
 #include "logging/LoggingIdentity.h"
 #include "module/BaseModule.h"
 #include "module/ModuleFunctions.h"
@@ -162,6 +163,39 @@ TEST_F(ModuleFunctionsTest, HandWhatTheHostGivesToTheModule) {
     EXPECT_EQ(module->received->sender() + module->received->payload(), u"metext");
     // The header is packed: its fields are copied before they are bound to a reference.
     EXPECT_EQ(+module->received->header()->totalSize, 108u);
+}
+
+TEST_F(ModuleFunctionsTest, ABusThatIsReplacedWhileSomeonePublishesEndsOnTheLifecycleThread) {
+    struct SlowClient : Tavix::MessageBusClient {
+        SlowClient(FakeBus& bus, std::function<void()> whilePublishing, int& ended)
+            : MessageBusClient(std::make_shared<Tavix::MessageBusShimImpl>(bus.handle(), bus.functions()),
+                               nullptr),
+              whilePublishing_(std::move(whilePublishing)),
+              ended_(ended) {}
+        ~SlowClient() override { ++ended_; }
+        uint32_t publish(const std::shared_ptr<Tavix::Message>&) override {
+            whilePublishing_();
+            return MODULE_STATUS_SUCCESS;
+        }
+        const std::function<void()> whilePublishing_;
+        int& ended_;
+    };
+    const auto bindTo = [&](std::shared_ptr<Tavix::MessageBus> its) {
+        return module->baseInitialize(
+            u"", u"", {}, std::make_shared<Tavix::internal::ModuleManagerShim>(nullptr, nullptr), its);
+    };
+    int ended = 0;
+    const auto replace = [&] {
+        EXPECT_EQ(initializeOver(recorder, bus.handle()), MODULE_STATUS_SUCCESS);
+        EXPECT_EQ(bus.subscriptionCount(), 1u) << "only the new one's";
+        EXPECT_EQ(ended, 0);
+    };
+    EXPECT_EQ(bindTo(std::make_shared<SlowClient>(bus, replace, ended)), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(module->initialize(), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(module->publish(nullptr), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(ended, 0) << "on whichever thread the publisher is";
+    initializeOver(recorder, bus.handle());
+    EXPECT_EQ(ended, 1);
 }
 
 TEST_F(ModuleFunctionsTest, ReportABaseThatCannotBeInitialisedAndThatHasNoBus) {
