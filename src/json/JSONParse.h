@@ -5,6 +5,7 @@
 #include <cmath>
 #include <rapidjson/reader.h>
 #include <string>
+#include <string_view>
 
 #include "json/JSONValue.h"
 
@@ -50,10 +51,14 @@ private:
     unsigned deepest_ = 0;
 };
 
-// The whole text must be one value: a NUL is an error, not an end. Takes no stack for nesting. On failure the
-// handler has seen the events before the error.
+// Whether the text may hold a number with so long a negative exponent that the reader's sum of exponent and
+// fraction digits would overflow; and that text with such exponents shortened, which changes no value: each
+// is nought all the same.
+bool mayHoldLongExponent(std::u16string_view text) noexcept;
+std::u16string withoutLongExponents(std::u16string_view text);
+
 template <class Handler>
-bool parseJson(const std::u16string& text, Handler& handler, unsigned& depth) {
+bool parseShortExponents(const std::u16string& text, Handler& handler, unsigned& depth) {
     constexpr size_t readerStack = 2048;  // bytes; holds the string being read and the open levels
     rapidjson::GenericReader<JSONEncoding, JSONEncoding, JSONHeap> reader(nullptr, readerStack);
     rapidjson::GenericStringStream<JSONEncoding> stream(text.c_str());
@@ -62,6 +67,15 @@ bool parseJson(const std::u16string& text, Handler& handler, unsigned& depth) {
         return false;
     depth = guard.deepest();
     return true;
+}
+
+// The whole text must be one value: a NUL is an error, not an end. Takes no stack for nesting. On failure the
+// handler has seen the events before the error.
+template <class Handler>
+bool parseJson(const std::u16string& text, Handler& handler, unsigned& depth) {
+    if (mayHoldLongExponent(text)) [[unlikely]]
+        return parseShortExponents(withoutLongExponents(text), handler, depth);
+    return parseShortExponents(text, handler, depth);
 }
 
 }  // namespace Tavix

@@ -47,6 +47,19 @@ TEST(JSONFormatterParse, AcceptsOneWholeObjectOnly) {
         EXPECT_FALSE(formatter.parse(std::u16string(text))) << testing::PrintToString(text);
 }
 
+TEST(JSONFormatterParse, ExponentsOfAnyLengthDoNotOverflow) {
+    const std::u16string texts = uR"("e-1234567890\"":"\"e-1234567890","b":"\\","c":)";
+    EXPECT_EQ(parsed(u"{" + texts +
+                     uR"([0.00000000001e-2147483639,-1.00000000000E-99999999999,)"
+                     uR"(15.25e-0000000000002,2.5e-0000000000,1e-9]})")
+                  .toString(),
+              u"{" + texts + u"[0.0,-0.0,0.1525,2.5,1e-9]}");
+    JSONFormatter formatter;
+    for (const std::u16string text :
+         {u"{\"a\":1e-1234567890", u"{\"a\":e-1234567890}", u"{\"a\":1e-1234567890x}"})
+        EXPECT_FALSE(formatter.parse(text));
+}
+
 TEST(JSONFormatterParse, FailureLeavesNoMembersAndNothingToSet) {
     for (const std::u16string text : {u"{\"a\":\"x\"", u"[\"a\"]", u"7"}) {
         JSONFormatter formatter = parsed(u"{\"a\":\"old\"}");
