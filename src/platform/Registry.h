@@ -33,14 +33,14 @@ protected:
     ~Registry() = default;
 };
 
-// Waits for changes of a key and of what lies below it, whether or not the key exists yet.
+// Waits for changes of a key's values, whether or not the key exists yet.
 class RegistryWatch {
 public:
     // Watching begins here: a change after construction is never missed by the next wait(). Null when the
     // system refuses it.
     static std::unique_ptr<RegistryWatch> create(std::u16string_view path);
     virtual ~RegistryWatch() = default;
-    // Blocks until the key changed (true) or cancel() was called (false). One waiting thread at a time.
+    // Blocks until a value changed (true) or cancel() was called (false). One waiting thread at a time.
     // True may come for a change elsewhere.
     virtual bool wait() = 0;
     // Ends the current wait and all later ones. Any thread.

@@ -7,6 +7,7 @@
 #include "FileDescriptor.h"
 #include "RegistryFile.h"
 #include "platform/Registry.h"
+#include "text/Utf.h"
 
 namespace Platform {
 namespace {
@@ -15,12 +16,13 @@ namespace {
 // folder above it that does.
 class FileWatch final : public RegistryWatch {
 public:
-    FileWatch()
-        : path_(registryFilePath()),
+    explicit FileWatch(std::u16string_view key)
+        : key_(Ferrow::toLowerAscii(key)),
+          path_(registryFilePath()),
           cancelled_(eventfd(0, EFD_CLOEXEC)),
           notifications_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
         arm();
-        seen_ = fileState(path_);
+        seen_ = values();
     }
 
     bool usable() const noexcept { return static_cast<bool>(cancelled_); }
@@ -34,11 +36,13 @@ public:
                 return false;
             if (ready < 0 && errno != EINTR)
                 return false;
-            const bool notified = ready > 0 && takeNotifications();
-            const FileState state = fileState(path_);
-            if (!notified && state == seen_)
+            if (ready > 0 && !takeNotifications())
                 continue;
-            seen_ = state;
+            // The file changes for other keys too.
+            Values now = values();
+            if (now == seen_)
+                continue;
+            seen_ = std::move(now);
             return true;
         }
     }
@@ -49,6 +53,14 @@ public:
     }
 
 private:
+    using Values = decltype(RegistryNode::values);
+
+    Values values() const {
+        const std::shared_ptr<const RegistryNode> registry = currentRegistry();
+        const RegistryNode* const key = findRegistryKey(*registry, key_);
+        return key ? key->values : Values();
+    }
+
     bool armed() const noexcept { return watch_ >= 0; }
 
     // Watches the nearest folder and remembers which entry of it leads on to the file.
@@ -105,6 +117,7 @@ private:
         return concerned;
     }
 
+    const std::u16string key_;
     const std::string path_;
     const FileDescriptor cancelled_;
     const FileDescriptor notifications_;
@@ -112,13 +125,13 @@ private:
     int watch_ = -1;
     std::string entry_;    // what in the watched folder leads to the file
     bool direct_ = false;  // the entry is the file itself
-    FileState seen_;
+    Values seen_;
 };
 
 }  // namespace
 
-std::unique_ptr<RegistryWatch> RegistryWatch::create(std::u16string_view) {
-    auto watch = std::make_unique<FileWatch>();
+std::unique_ptr<RegistryWatch> RegistryWatch::create(std::u16string_view path) {
+    auto watch = std::make_unique<FileWatch>(path);
     if (!watch->usable())
         return nullptr;
     return watch;

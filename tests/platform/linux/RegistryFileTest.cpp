@@ -109,6 +109,8 @@ TEST_F(RegistryWatches, MissNoChangeAfterTheirConstruction) {
 TEST_F(RegistryWatches, EndForGoodWhenTheyAreCancelled) {
     auto end = waiting();
     folder.write("another file", "which is nobody's concern");
+    folder.writeRegistry("REGEDIT4\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane]\n\"of another key\"=dword:1\n");
+    EXPECT_EQ(end.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
     watch->cancel();
     EXPECT_FALSE(end.get());
     folder.writeRegistry(numbered(1));
