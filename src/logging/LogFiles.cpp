@@ -30,20 +30,20 @@ void LogFiles::select(uint32_t index) {
 }
 
 LogFiles::Room LogFiles::room() const {
+    if (index_ >= maximumFiles_)
+        return Room::missing;
     const auto size = Platform::fileSize(file_);
     return !size ? Room::missing : *size < maximumSize_ ? Room::left : Room::full;
 }
 
 bool LogFiles::append(std::string_view text) {
-    Room found = Room::missing;
-    if (index_ < maximumFiles_)
-        found = room();
-    if (found != Room::left) {
+    Room found = room();
+    if (found != Room::left && indexStored_) {
         select(readLogIndex(settings_, configurationFile_));
-        if (index_ >= maximumFiles_)
-            return startFile(0, text);
         found = room();
     }
+    if (index_ >= maximumFiles_)
+        return startFile(0, text);
     if (found == Room::full)
         return startFile((index_ + 1) % maximumFiles_, text);
     return write(text, false);
@@ -52,7 +52,7 @@ bool LogFiles::append(std::string_view text) {
 bool LogFiles::startFile(uint32_t index, std::string_view text) {
     select(index);
     const bool written = write(text, true);
-    writeLogIndex(settings_, configurationFile_, index_);
+    indexStored_ = writeLogIndex(settings_, configurationFile_, index_);
     return written;
 }
 

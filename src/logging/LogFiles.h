@@ -16,7 +16,8 @@ namespace ETWLogging::internal {
 // wrote to last, and asks the configuration file for the current one only when its own file is full or
 // missing: the others have moved on then, or it is time to. As long as the file is neither, it is still the
 // current one, since nobody leaves a file that has room. So an ordinary record costs one look at the file's
-// size, and no file is emptied that another process has just begun.
+// size, and no file is emptied that another process has just begun. Where the index cannot be stored, each
+// goes on from its own.
 class LogFiles {
 public:
     // The folder has no trailing separator; the stem is the file name before the index. The reader outlives
@@ -44,6 +45,7 @@ private:
     const uint32_t maximumSize_;
     uint32_t maximumFiles_ = 0;
     uint32_t index_ = 0;
+    bool indexStored_ = true;
     std::u16string file_;  // of that index
 };
 

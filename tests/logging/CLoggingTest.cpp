@@ -132,6 +132,19 @@ TEST_F(FileLog, StartsOverWhenTheStoredIndexIsBeyondTheFiles) {
     EXPECT_FALSE(fs::exists(file(2)));
 }
 
+TEST_F(FileLog, GoesThroughItsFilesWithoutAStoredIndexToo) {
+    constexpr size_t tooLarge = 2 << 20;
+    putOwnSettings(std::string(tooLarge, ';'));
+    const auto logger = start();
+    for (const int index : {0, 1, 2}) {
+        log(*logger, 4, u"m");
+        EXPECT_LT(fs::file_size(file(index)), 100u);
+        fill(index);
+    }
+    EXPECT_EQ(fs::file_size(file(1)), smallestSize);
+    EXPECT_EQ(fs::file_size(base() / "app" / "log.ini") / tooLarge, 1u) << "not stored";
+}
+
 TEST_F(FileLog, OfTwoProcessesLosesAndTearsNoLine) {
     putOwnSettings("MaxEntries=100");
     constexpr int lines = 1000;
