@@ -205,19 +205,25 @@ std::u16string_view cutText(std::u16string_view text, size_t length) {
     return text.substr(0, length);
 }
 
+// As far as a text goes for who takes its end to be its NUL.
+template <class Text>
+Text upToNul(Text text) {
+    return text.substr(0, text.find(typename Text::value_type{}));
+}
+
 // No more of the text than can show is read.
 void appendText(std::u16string& out, const FormatArgument& argument, const Conversion& conversion,
                 size_t room) {
     const size_t wanted =
         std::min(conversion.precision.value_or(SIZE_MAX), room < SIZE_MAX - 2 ? room + 2 : room);
     if (argument.kind() == FormatArgument::Kind::wideText) {
-        appendPadded(out, cutText(argument.wideText(), wanted), conversion);
+        appendPadded(out, upToNul(cutText(argument.wideText(), wanted)), conversion);
         return;
     }
     std::string_view narrow = argument.narrowText();
     if (wanted < narrow.size() / 4)
         narrow = narrow.substr(0, (wanted + 1) * 4);
-    appendPadded(out, cutText(toUtf16(narrow), wanted), conversion);
+    appendPadded(out, cutText(toUtf16(upToNul(narrow)), wanted), conversion);
 }
 
 void appendCharacter(std::u16string& out, const FormatArgument& argument, const Conversion& conversion) {

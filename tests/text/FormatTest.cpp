@@ -27,6 +27,8 @@ TEST(Format, TakesTextOfEitherWidthWhateverTheModifier) {
               u"w\u00E9 w\u00E9 n\u00E9 b");
     EXPECT_EQ(formatText(u"%s %hs", static_cast<const char16_t*>(nullptr), static_cast<const char*>(nullptr)),
               u"(null) (null)");
+    EXPECT_EQ(formatText(u"%s|%s", std::u16string(u"a\0b", 3), std::string("c\0d", 3)), u"a|c")
+        << "the end of a text for printf and for the bus";
     char16_t changeable[] = u"m";
     EXPECT_EQ(formatText(u"[%3s][%-3s][%.1s][%.0s]", changeable, u"a", u"bcd", u"e"), u"[  m][a  ][b][]");
     EXPECT_EQ(formatText(u"%c%c%c", u'A', 'B', U'\U0001F514'), u"AB\U0001F514");
