@@ -30,6 +30,16 @@ std::shared_ptr<Message> receivedMessage(const MessageHeader* header, const char
     return message;
 }
 
+// Null when memory is short: the request ends at once, without its answer.
+std::shared_ptr<Message> receivedReply(const MessageHeader* header, const char16_t* name,
+                                       const char16_t* sender, const char16_t* payload) noexcept {
+    try {
+        return receivedMessage(header, name, sender, payload);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
 }  // namespace
 
 BusContext newBusContext() noexcept {
@@ -67,10 +77,10 @@ uint32_t brevantReplyFunction(void* context, uint64_t replyIndex, const MessageH
         const auto receiver = replyContexts().find(context);
         if (!receiver)
             return MODULE_STATUS_NOT_FOUND;
-        std::shared_ptr<Message> message;
-        if (replyStatus == MODULE_STATUS_SUCCESS)
-            message = receivedMessage(header, name, sender, payload);
-        return receiver->replyCallback(replyIndex, message, replyStatus);
+        return receiver->replyCallback(
+            replyIndex,
+            replyStatus == MODULE_STATUS_SUCCESS ? receivedReply(header, name, sender, payload) : nullptr,
+            replyStatus);
     } catch (...) {
         return MODULE_STATUS_UNKNOWN_EXCEPTION;
     }
