@@ -8,6 +8,7 @@
 #include <rapidjson/reader.h>
 
 #include "SystemPath.h"
+#include "json/JSONExponents.h"
 #include "text/Utf.h"
 
 namespace Host {
@@ -20,7 +21,8 @@ constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 // Where and why the text is no JSON; empty when nothing is found.
 std::u16string syntaxError(std::string_view bytes) {
-    rapidjson::MemoryStream stream(bytes.data(), bytes.size());
+    const std::string text = Tavix::withShortExponents(bytes);
+    rapidjson::MemoryStream stream(text.data(), text.size());
     rapidjson::BaseReaderHandler<> ignore;
     rapidjson::Reader reader;
     const auto result =

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <rapidjson/reader.h>
 #include <string>
-#include <string_view>
 
+#include "json/JSONExponents.h"
 #include "json/JSONValue.h"
 
 namespace Tavix {
@@ -51,12 +51,6 @@ private:
     unsigned deepest_ = 0;
 };
 
-// Whether the text may hold a number with so long a negative exponent that the reader's sum of exponent and
-// fraction digits would overflow; and that text with such exponents shortened, which changes no value: each
-// is nought all the same.
-bool mayHoldLongExponent(std::u16string_view text) noexcept;
-std::u16string withoutLongExponents(std::u16string_view text);
-
 template <class Handler>
 bool parseShortExponents(const std::u16string& text, Handler& handler, unsigned& depth) {
     constexpr size_t readerStack = 2048;  // bytes; holds the string being read and the open levels
@@ -74,7 +68,7 @@ bool parseShortExponents(const std::u16string& text, Handler& handler, unsigned&
 template <class Handler>
 bool parseJson(const std::u16string& text, Handler& handler, unsigned& depth) {
     if (mayHoldLongExponent(text)) [[unlikely]]
-        return parseShortExponents(withoutLongExponents(text), handler, depth);
+        return parseShortExponents(withShortExponents(std::u16string_view(text)), handler, depth);
     return parseShortExponents(text, handler, depth);
 }
 

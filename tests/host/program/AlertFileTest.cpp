@@ -19,6 +19,7 @@ std::string without(std::string_view part, std::string_view replacement = "") {
 TEST_F(AlertFileTest, TakesAnAlertAndPutsTheInstanceIdIn) {
     for (const std::string& text : {std::string(good), "\xEF\xBB\xBF" + std::string(good),
                                     without(R"("id":"a",)", R"("id":"a","instanceId":"of another run",)"),
+                                    without(R"("id":"a",)", R"("id":"a","n":0.00000000001e-2147483639,)"),
                                     without(R"("preferredViewer":["v"],)")}) {
         AlertFile alert;
         std::u16string error;
@@ -38,6 +39,7 @@ TEST_F(AlertFileTest, SaysWhatIsWrong) {
     const std::pair<std::string, std::u16string_view> cases[] = {
         {"", u"line 1, byte 1"},
         {"{\n  \"id\": \"a\",\n  nonsense\n}", u"line 3, byte 3"},
+        {"{\"n\":1e-12345678901234}x", u"line 1, byte 24"},
         {"[]", u"must be one JSON object"},
         {"{\"a\":" + std::string(100000, '[') + std::string(100000, ']') + "}", u"nests too deeply"},
         {"{\"id\":\"\xC3\"}", u"line 1"},
