@@ -60,8 +60,9 @@ typedef struct BrevantModuleFunctions {
      * Initialises the module with a bus that it loads itself: "MessageBus.dll", looked for in the folder of
      * the host's executable and then in the install folder. propertyKeys and propertyValues hold
      * propertyCount texts each and are not read when it is 0; of a repeated key the first value is kept.
-     * All texts are copied; a null text is an empty one. Called again, it replaces all of this and the bus,
-     * and waits for callbacks and direct messages of the earlier one as DestroyModule does.
+     * All texts are copied; a null text is an empty one. Called again, it replaces all of this and the bus:
+     * it waits for direct messages, may wait for callbacks of the earlier bus as DestroyModule does, and
+     * leaves to DestroyModule a bus that something is still publishing through.
      * MODULE_STATUS_INVALID_PARAMETER when propertyCount is not 0 and an array is null,
      * MODULE_STATUS_UNKNOWN_EXCEPTION when the bus cannot be loaded or gives no handle.
      * [host thread & created]

@@ -1,6 +1,7 @@
 #include "bus/MessageBusClient.h"
 
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <limits>
 #include <regex>
@@ -83,6 +84,7 @@ struct MessageBusClient::Impl {
     // Locks of its own.
     const std::shared_ptr<PendingRequests> pending = std::make_shared<PendingRequests>();
     ContextEntry<ReplyReceiver> replyEntry{replyContexts(), pending};
+    std::atomic<bool> replyFunctionReleased{false};
 
     // Held while the binding subscribes and unsubscribes and while messages are delivered locally; callbacks
     // that the bus delivers do not need it.
@@ -187,7 +189,8 @@ void MessageBusClient::Impl::shutDown() noexcept {
                 unsubscribeAll(entry);
             ended.swap(subscriptions);
         }
-        binding->releaseReplyFunction();
+        if (!replyFunctionReleased.exchange(true))
+            binding->releaseReplyFunction();
     } catch (...) {
         // Nobody is left to tell.
     }

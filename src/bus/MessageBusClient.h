@@ -25,8 +25,8 @@ public:
     // running hold what they need themselves, and one of them may be what destroys the client. The bus may
     // wait for them elsewhere: a client is not destroyed under a lock that its callbacks take.
     ~MessageBusClient() override;
-    // What destruction begins with, without waiting for callbacks that the bus is running: removes what is
-    // subscribed and ends the requests that wait. The client can still publish.
+    // What destruction begins with: removes what is subscribed, and lets no reply in any more. Does not wait
+    // for callbacks that the bus is running. For a client that is only published through from then on.
     void shutDown() noexcept;
     MessageBusClient(const MessageBusClient&) = delete;
     MessageBusClient& operator=(const MessageBusClient&) = delete;
