@@ -86,7 +86,7 @@ private:
         ResetEvent(changed_.get());
         const DWORD filter =
             REG_NOTIFY_CHANGE_NAME | (direct_ ? REG_NOTIFY_CHANGE_LAST_SET : 0) | threadAgnostic;
-        return RegNotifyChangeKeyValue(key_.get(), direct_, filter, changed_.get(), TRUE) == ERROR_SUCCESS;
+        return RegNotifyChangeKeyValue(key_.get(), FALSE, filter, changed_.get(), TRUE) == ERROR_SUCCESS;
     }
 
     std::u16string path_;
