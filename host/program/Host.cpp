@@ -9,7 +9,7 @@ namespace {
 constexpr const char16_t* moduleFile = HOST_MODULE_FILE;
 constexpr const char16_t* busFile = u"MessageBus.dll";
 constexpr const char16_t* pluginFile = HOST_PLUGIN_FILE;
-constexpr auto roadPatience = std::chrono::seconds(1);
+constexpr auto roadPatience = std::chrono::seconds(3);
 
 }  // namespace
 

@@ -18,14 +18,14 @@ SettingsService::SettingsService(const BrevantBusFunctions& functions, SettingsS
 }
 
 uint32_t SettingsService::onRequest(const BusMessage& request, std::u16string_view topic) {
-    const bool changes = topic != BREVANT_SETTINGS_GET && topic != BREVANT_SETTINGS_GET_BATCH;
-    const SettingsAnswer answer =
-        changes ? change(request, topic) : answerSettingsRequest(store_, topic, request.payload);
+    const bool single = topic == BREVANT_SETTINGS_GET, many = topic == BREVANT_SETTINGS_GET_BATCH;
+    const SettingsAnswer answer = single ? answerSettingsRequest(store_, topic, request.payload)
+                                  : many ? batch(request)
+                                         : change(request, topic);
     // Values are the requester's business alone.
     const uint32_t status = connection_.reply(request, request.name + u".Response", answer.payload,
                                               BusConnection::Audience::requesterOnly);
-    if (changes)
-        announce();
+    announce();
     return answer.understood ? status : MODULE_STATUS_DATA_ERROR;
 }
 
@@ -36,6 +36,11 @@ SettingsAnswer SettingsService::change(const BusMessage& request, std::u16string
     for (SettingsNotice& notice : answer.notices)
         notices_.push_back(std::move(notice));
     return answer;
+}
+
+SettingsAnswer SettingsService::batch(const BusMessage& request) {
+    Platform::MutexLock lock(batches_);
+    return answerSettingsRequest(store_, BREVANT_SETTINGS_GET_BATCH, request.payload);
 }
 
 void SettingsService::announce() {

@@ -20,11 +20,14 @@ public:
 private:
     uint32_t onRequest(const BusMessage& request, std::u16string_view topic);
     SettingsAnswer change(const BusMessage& request, std::u16string_view topic);
+    SettingsAnswer batch(const BusMessage& request);
     void announce();
 
     SettingsStore& store_;
     // Held over a change of the store and the queueing of its notices, so that both have one order.
     Platform::Mutex changes_;
+    // One answer to a batch at a time: each may hold a good part of the store.
+    Platform::Mutex batches_;
     // Guards the members below. A leaf: nothing is published under it, since a bus may deliver meanwhile.
     Platform::Mutex noticesMutex_;
     std::deque<SettingsNotice> notices_ GUARDED_BY(noticesMutex_);

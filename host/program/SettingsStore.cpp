@@ -169,9 +169,16 @@ std::vector<Property> SettingsStore::Properties::withPrefix(std::u16string_view 
 }
 
 void SettingsStore::Properties::set(const Property& property) {
-    changesKept = changesKept || !property.isVolatile || kept.contains(property.name);
-    (property.isVolatile ? kept : passing).erase(property.name);
-    (property.isVolatile ? passing : kept).insert_or_assign(property.name, property.value);
+    const auto& [name, value, isVolatile] = property;
+    if (isVolatile) {
+        // What is kept under a name that is volatile already is another host's.
+        if (passing.insert_or_assign(name, value).second && kept.erase(name) != 0)
+            changesKept = true;
+        return;
+    }
+    changesKept = true;
+    kept.insert_or_assign(name, value);
+    passing.erase(name);
 }
 
 bool SettingsStore::Properties::erase(const std::u16string& name) {
@@ -194,30 +201,38 @@ SettingsStore::Properties SettingsStore::copy() const {
     return properties_;
 }
 
-bool SettingsStore::commit(const std::function<void(Properties&)>& change) {
+bool SettingsStore::commit(const std::function<void(Properties&)>& change, bool looksAtFile) {
     const Properties before = copy();
     Properties next = before;
     change(next);
-    if (next.changesKept) {
-        if (!writable_)
-            return false;
-        const FileLock fileLock(fileMutex_.get());
-        Properties current = before;
-        const Reading reading = readKept(current.kept);
-        if (reading != Reading::good && reading != Reading::missing)
-            return false;
-        next = current;
-        change(next);
-        const std::u16string folder = folderOf(path_);
-        if (!folder.empty())
-            Platform::createFolders(folder);
-        if (next.kept != current.kept && !Platform::writeFileAtomically(path_, fileText(next.kept)))
-            return false;
-        noteChangesOfOthers(before, current);
-    }
+    if ((next.changesKept || looksAtFile) && !commitToFile(change, before, next) && next.changesKept)
+        return false;
     next.changesKept = false;
     Platform::MutexLock lock(mutex_);
     std::swap(properties_, next);
+    return true;
+}
+
+// Leaves the result as it is when the file cannot be used.
+bool SettingsStore::commitToFile(const std::function<void(Properties&)>& change, const Properties& before,
+                                 Properties& result) {
+    if (!writable_)
+        return false;
+    const FileLock fileLock(fileMutex_.get());
+    Properties current = before;
+    const Reading reading = readKept(current.kept);
+    if (reading != Reading::good && reading != Reading::missing)
+        return false;
+    Properties next = current;
+    change(next);
+    if (next.kept != current.kept) {
+        if (const std::u16string folder = folderOf(path_); !folder.empty())
+            Platform::createFolders(folder);
+        if (!Platform::writeFileAtomically(path_, fileText(next.kept)))
+            return false;
+    }
+    noteChangesOfOthers(before, current);
+    result = std::move(next);
     return true;
 }
 
@@ -278,7 +293,7 @@ std::vector<bool> SettingsStore::remove(const std::vector<std::u16string>& names
         for (size_t at = 0; at < names.size(); ++at)
             outcomes[at] = next.erase(names[at]);
     };
-    if (!commit(change))
+    if (!commit(change, true))
         outcomes.assign(names.size(), false);
     return outcomes;
 }
@@ -293,7 +308,7 @@ std::optional<std::vector<std::u16string>> SettingsStore::removePrefix(std::u16s
             removed.push_back(property.name);
         }
     };
-    if (!commit(change))
+    if (!commit(change, true))
         return std::nullopt;
     return removed;
 }

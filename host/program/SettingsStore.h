@@ -76,7 +76,11 @@ private:
     enum class Reading { good, missing, damaged, unreadable };
 
     // Applies a change, to the file first when it concerns what is kept. The change may run twice.
-    bool commit(const std::function<void(Properties&)>& change) REQUIRES(commitMutex_);
+    // What concerns kept properties only if the file holds some that are not known yet looks there first.
+    bool commit(const std::function<void(Properties&)>& change, bool looksAtFile = false)
+        REQUIRES(commitMutex_);
+    bool commitToFile(const std::function<void(Properties&)>& change, const Properties& before,
+                      Properties& result) REQUIRES(commitMutex_);
     void noteChangesOfOthers(const Properties& before, const Properties& now) REQUIRES(commitMutex_);
     Properties copy() const;
     // Replaces the values by those of the file, none without one.

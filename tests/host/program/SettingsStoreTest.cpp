@@ -129,8 +129,12 @@ TEST_F(SettingsStoreTest, WhatIsVolatileHidesWhatAnotherHostKeepsAndLeavesItInTh
     for (const PropertyChange& change : first.takeChangesOfOthers())
         told.push_back(change.name + u"=" + change.value.value_or(u"none"));
     EXPECT_EQ(told, (Lines{u"y=1", u"z=1", u"y=none", u"z=2"}));
-    EXPECT_EQ(first.remove({u"x"}), std::vector{true});
+    EXPECT_EQ(first.set({{u"x", u"volatile again", true}}), std::vector{true});
+    EXPECT_EQ(afterRestart(u"x"), u"again");
+    second.set({{u"new/1", u"1"}, {u"new/2", u"2"}});
+    EXPECT_EQ(first.remove({u"x", u"new/1"}), (std::vector{true, true}));
     EXPECT_EQ(afterRestart(u"x"), std::nullopt) << "gone in both places";
+    EXPECT_EQ(first.removePrefix(u"new/"), Lines{u"new/2"});
 }
 
 TEST_F(SettingsStoreTest, BoundsWhatItHolds) {
