@@ -8,6 +8,7 @@ need_build_tools
 need_bench_tools
 install_needed
 mkdir -p build
+: >build/bench.log
 if ! { cmake --preset linux && cmake --build --preset linux --target bench_broker; } >build/bench.log 2>&1; then
     tail -n 60 build/bench.log >&2
     exit 1

@@ -17,6 +17,8 @@ build() {
     local preset=$1 log=$root/build/run.log
     shift
     mkdir -p "$root/build"
+    # On its own: a redirection that fails makes "if !" below go on as if all were well.
+    : >"$log"
     [ -e "$root/build/$preset/bin/MessageBus.dll" ] || echo "== building (once; its output is in build/run.log)"
     if ! (cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset" --target "$@") \
         >"$log" 2>&1; then
@@ -31,7 +33,10 @@ prepare_linux() {
     export BREVANT_PLATFORM_DIR=${BREVANT_PLATFORM_DIR:-$root/build/linux/run}
     local registry=$BREVANT_PLATFORM_DIR/registry.reg escaped
     [ ! -e "$registry" ] || return 0
-    mkdir -p "$BREVANT_PLATFORM_DIR"
+    mkdir -p "$BREVANT_PLATFORM_DIR" && [ -w "$BREVANT_PLATFORM_DIR" ] || {
+        echo "./run.sh: nothing can be created in $BREVANT_PLATFORM_DIR" >&2
+        exit 1
+    }
     escaped=$root/build/linux/bin
     escaped=${escaped//\//\\\\}
     escaped=${escaped//\"/\\\"}

@@ -34,6 +34,8 @@ install_needed
 build() {
     echo "== building $1"
     mkdir -p build
+    # On its own: a redirection that fails makes "if !" below go on as if all were well.
+    : >"build/$1.log"
     if ! { cmake --preset "$1" && cmake --build --preset "$1"; } >"build/$1.log" 2>&1; then
         tail -n 60 "build/$1.log" >&2
         echo "./test.sh: the $1 build failed; its whole output is in build/$1.log" >&2

@@ -31,7 +31,7 @@ done
 # On a terminal the card is drawn too, and a key chooses an action. The input stays open until that has been
 # read: script passes on nothing that its input ends with.
 terminal=$(script -qec "${run[*]}" /dev/null < <(sleep 6; printf 2; sleep 3)) || true
-for text in '│ [2] Remind me tomorrow ' 'Outcome of alert'; do
+for text in '│ [2] Remind me tomorrow ' 'Example.Restart.Remind' 'Outcome of alert'; do
     if ! sed 's/\x1b\[[?0-9]*[A-Za-z]//g' <<<"$terminal" | grep -qF "$text"; then
         echo "$terminal"
         echo "missing in what ${run[*]} draws on a terminal: $text" >&2

@@ -58,10 +58,14 @@ std::vector<std::u16string> alertCard(const DisplayedAlert& alert, size_t termin
         card.line({});
     for (size_t at = 0; at < std::min(alert.options.size(), mostOptions); ++at)
         card.labelled(alert.options[at].selected ? u"(x) " : u"( ) ", alert.options[at].text);
+    if (alert.options.size() > mostOptions)
+        card.line(u"and more");
     if (!alert.actions.empty())
         card.line({});
     for (size_t at = 0; at < std::min(alert.actions.size(), cardActions); ++at)
         card.labelled(u"[" + Ferrow::decimal(at + 1) + u"] ", alert.actions[at].text);
+    if (alert.actions.size() > cardActions)
+        card.line(u"and more");
     return card.close();
 }
 

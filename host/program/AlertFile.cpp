@@ -121,6 +121,7 @@ bool AlertFile::parse(std::string_view bytes, const std::u16string& name, std::u
         return refuse(wrong);
     alert.getString(u"id", id_);
     alert.getString(u"product", product_);
+    alert.getUInt32(u"sessionId", sessionId_);
     uint32_t seconds = 0;
     if (alert.getUInt32(u"timeout", seconds))
         timeout_ = std::chrono::seconds(seconds);

@@ -11,14 +11,15 @@ namespace Host {
 class AlertFile {
 public:
     // Reads the file, given by its path in Windows form, and checks what the broker requires. False, with
-    // what is wrong in error, when it cannot be shown. "instanceId" may be missing: the broker's answer gives
-    // it.
+    // what is wrong in error, when it cannot be shown. "instanceId" is replaced by what the broker hands
+    // out.
     bool read(const std::u16string& path, std::u16string& error);
     // The same for a text in UTF-8; name stands for the file in error.
     bool parse(std::string_view bytes, const std::u16string& name, std::u16string& error);
 
     const std::u16string& id() const noexcept { return id_; }
     const std::u16string& product() const noexcept { return product_; }
+    uint32_t sessionId() const noexcept { return sessionId_; }  // 0: whichever is active
     std::chrono::seconds timeout() const noexcept { return timeout_; }
     // The description under that instance id.
     std::u16string description(const std::u16string& instance) const;
@@ -27,6 +28,7 @@ private:
     Tavix::JSONFormatter document_;
     std::u16string id_;
     std::u16string product_;
+    uint32_t sessionId_ = 0;
     std::chrono::seconds timeout_{30};
 };
 

@@ -99,7 +99,7 @@ std::vector<std::u16string> CommandLine::help() {
         u"                      common data folder",
         u"  --help              this text",
         u"",
-        u"An alert file holds one alert description as JSON; without \"instanceId\" the broker gives it.",
+        u"An alert file holds one alert description as JSON; \"instanceId\" is always the broker's.",
         u"A product without the setting Brevant/Product/<product> is served by the example plugin.",
         u"",
         u"Exit code: 0 the outcome is known, the host ended as asked, the settings are changed;",

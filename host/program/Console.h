@@ -22,6 +22,12 @@ public:
     // To standard error, under the program's name.
     void error(std::u16string_view text);
 
+    // Whether output could not be written so far.
+    bool failed() {
+        Platform::MutexLock lock(mutex_);
+        return !output_;
+    }
+
 private:
     // Guards both streams. Nothing else is taken under it.
     Platform::Mutex mutex_;

@@ -25,8 +25,9 @@ std::u16string outcome(const std::u16string& alert, const std::u16string& word,
 
 }  // namespace
 
-ConsoleViewer::ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay& display)
-    : display_(display), connection_(functions, u"ConsoleViewer") {
+ConsoleViewer::ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay& display,
+                             ChoiceObserver onChoice)
+    : display_(display), onChoice_(std::move(onChoice)), connection_(functions, u"ConsoleViewer") {
     const std::u16string topic = literalPattern(std::u16string(u"Brevant.Viewer.") + id + u".");
     const bool subscribed = connection_.subscribePattern(topic + u"Show\\..+", [this](const BusMessage& m) {
         return onShow(m);
@@ -170,8 +171,11 @@ void ConsoleViewer::present(const Item& item) {
 }
 
 void ConsoleViewer::publishAll(const std::vector<DisplayedAlert::Message>& messages) {
-    for (const DisplayedAlert::Message& message : messages)
+    for (const DisplayedAlert::Message& message : messages) {
         connection_.publish(message.name, message.payload);
+        if (onChoice_)
+            onChoice_(message.name);
+    }
 }
 
 }  // namespace Host

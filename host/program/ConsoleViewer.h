@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -21,8 +22,11 @@ class ConsoleViewer {
 public:
     static constexpr const char16_t* id = u"console";
 
+    // Hears the name of each message that a choice has published, on the viewer's thread.
+    using ChoiceObserver = std::function<void(const std::u16string& name)>;
+
     // Table and display outlive the viewer. Throws HostError.
-    ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay& display);
+    ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay& display, ChoiceObserver onChoice = {});
     ~ConsoleViewer() { close(); }
     ConsoleViewer(const ConsoleViewer&) = delete;
     ConsoleViewer& operator=(const ConsoleViewer&) = delete;
@@ -49,6 +53,7 @@ private:
     void remember(const Item& item) REQUIRES(mutex_);
 
     AlertDisplay& display_;
+    const ChoiceObserver onChoice_;
     bool registered_ = false;
 
     // Guards the members below. Nothing is published and no display is called under it, but for takeDown,

@@ -1,7 +1,11 @@
 #include "Host.h"
 
+#include <algorithm>
+
 #include "HostError.h"
 #include "platform/Folders.h"
+#include "platform/UserSessions.h"
+#include "text/Utf.h"
 
 namespace Host {
 namespace {
@@ -23,7 +27,7 @@ Host::Host(SettingsStore& store, Console& console, AlertDisplay& display, bool h
       bus_(besideProgram(busFile)),
       settings_(bus_.functions(), store),
       road_(bus_.functions(), console, ConsoleViewer::id),
-      viewer_(bus_.functions(), display),
+      viewer_(bus_.functions(), display, [this](const auto& choice) { road_.print(choice); }),
       sessionsBus_(bus_.functions(), u"SystemMonitor"),
       product_(bus_.functions()) {
     module_.emplace(besideProgram(moduleFile), logGroup);
@@ -50,7 +54,24 @@ std::u16string Host::description() const {
            (handsOverBus_ ? u" on the bus that the host hands over" : u" on the bus that it opens itself");
 }
 
+// Why the broker will not show an alert of that session at once; empty when nothing keeps it.
+std::u16string Host::waitingReason(uint32_t session) {
+    std::vector<Platform::UserSession> sessions;
+    if (!Platform::enumerateUserSessions(sessions))
+        return u"the user sessions cannot be listed, and the alert waits until they can be";
+    const auto active =
+        std::ranges::find(sessions, Platform::UserSessionState::active, &Platform::UserSession::state);
+    if (active == sessions.end())
+        return u"no user session is active, and the alert waits until one is";
+    return session == 0 || session == active->id
+               ? std::u16string()
+               : u"session " + Ferrow::decimal(session) +
+                     u" is not the active one, and the alert waits until it is";
+}
+
 bool Host::play(const AlertFile& alert) {
+    if (const std::u16string reason = waitingReason(alert.sessionId()); !reason.empty())
+        console_.line(u"Note: " + reason);
     if (!product_.definePlugin(alert.product(), pluginFile))
         console_.error(u"the settings manager refuses a plugin definition for \"" + alert.product() + u"\"");
     const std::optional<std::u16string> instance = product_.instanceId();

@@ -42,6 +42,8 @@ public:
     std::u16string description() const;
 
 private:
+    static std::u16string waitingReason(uint32_t session);
+
     Console& console_;
     const bool handsOverBus_;
     BusLibrary bus_;

@@ -5,6 +5,8 @@
 
 #include "FileTail.h"
 #include "Host.h"
+#include "SystemPath.h"
+#include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/Process.h"
 #include "platform/Signals.h"
@@ -57,6 +59,12 @@ std::u16string logFolder() {
     return Platform::commonDataFolder() + u"\\Corvane\\CVLOGS\\" + logGroup + u"\\" + name;
 }
 
+bool canWriteIn(const std::u16string& folder) {
+    const std::u16string probe = folder + u"\\probe.tmp";
+    return Platform::createFolders(folder) && Platform::appendToFile(probe, {}) &&
+           Platform::removeFile(probe);
+}
+
 bool concerns(const std::u16string& event, const std::vector<AlertFile>& alerts) {
     Tavix::JSONFormatter dimensions;
     std::u16string id;
@@ -81,12 +89,12 @@ int Program::run(const std::vector<std::u16string>& arguments) {
         console_.error(error);
         return exitBadInput;
     }
-    if (commandLine.task == CommandLine::Task::help) {
-        console_.lines(CommandLine::help());
-        return exitDone;
-    }
     try {
-        return runTask(commandLine);
+        const int result = runTask(commandLine);
+        if (!console_.failed())
+            return result;
+        console_.error(u"the output could not be written");
+        return exitFailed;
     } catch (const std::exception& failure) {
         console_.error(Ferrow::toUtf16(failure.what()));
         return exitFailed;
@@ -94,6 +102,10 @@ int Program::run(const std::vector<std::u16string>& arguments) {
 }
 
 int Program::runTask(const CommandLine& commandLine) {
+    if (commandLine.task == CommandLine::Task::help) {
+        console_.lines(CommandLine::help());
+        return exitDone;
+    }
     return commandLine.task == CommandLine::Task::settings ? changeSettings(commandLine)
                                                            : runHost(commandLine);
 }
@@ -171,6 +183,8 @@ int Program::runHost(const CommandLine& commandLine) {
         host.shutDown();
     }
     report(console_, u"Log:", logs.newLines(mostReportLines));
+    if (!canWriteIn(logFolder()))
+        console_.error(u"no log is written: nothing can be created in \"" + shownPath(logFolder()) + u"\"");
     if (!alerts.empty()) {
         std::vector<std::u16string> caused = events.newLines(mostReportLines);
         std::erase_if(caused, [&](const std::u16string& event) { return !concerns(event, alerts); });

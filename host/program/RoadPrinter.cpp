@@ -50,14 +50,18 @@ std::u16string RoadPrinter::causeOf(const std::u16string& name) const {
 uint32_t RoadPrinter::onMessage(const BusMessage& message) {
     if (const std::u16string cause = causeOf(message.name); !cause.empty())
         waitFor(cause, causePatience);
-    console_.line(u"  bus  " + shortened(harmless(message.name), nameColumns));
+    print(message.name);
+    // It answers nothing: a request that nobody else takes must not wait for it.
+    return MODULE_STATUS_NO_SUBSCRIBERS;
+}
+
+void RoadPrinter::print(const std::u16string& name) {
+    console_.line(u"  bus  " + shortened(harmless(name), nameColumns));
     Platform::MutexLock lock(mutex_);
-    printed_.push_back(message.name);
+    printed_.push_back(name);
     if (printed_.size() > mostRemembered)
         printed_.pop_front();
     changed_.notifyAll();
-    // It answers nothing: a request that nobody else takes must not wait for it.
-    return MODULE_STATUS_NO_SUBSCRIBERS;
 }
 
 bool RoadPrinter::hasPrinted(std::u16string_view name) const {

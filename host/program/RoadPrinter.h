@@ -22,6 +22,8 @@ public:
     RoadPrinter(const BrevantBusFunctions& functions, Console& console, const std::u16string& viewer);
     ~RoadPrinter() { connection_.close(); }
 
+    // Prints the name of a message that it does not listen to. Any thread.
+    void print(const std::u16string& name);
     // Waits until a message of that name has been printed; false when it was not in time.
     bool waitFor(const std::u16string& name, std::chrono::milliseconds timeout);
 

@@ -1,5 +1,5 @@
-// Requests from outside to end the process: SIGINT and SIGTERM, or Ctrl+C, Ctrl+Break and the closing of the
-// console.
+// Requests from outside to end the process: SIGINT, SIGTERM and the closing of the terminal (SIGHUP, unless
+// it is ignored), or Ctrl+C, Ctrl+Break and the closing of the console.
 #pragma once
 
 #include <functional>

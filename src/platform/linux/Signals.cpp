@@ -13,7 +13,7 @@
 namespace Platform {
 namespace {
 
-constexpr int endSignals[] = {SIGINT, SIGTERM};
+constexpr int endSignals[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr char asked = 'e';
 
 // What the handler may touch.
@@ -45,8 +45,10 @@ struct Signals::State {
         action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
         for (size_t at = 0; at < std::size(endSignals); ++at) {
             sigaction(endSignals[at], nullptr, &before[at]);
-            // Also where the parent ignores it, as a script does for its background jobs: there it is meant.
-            sigaction(endSignals[at], &action, nullptr);
+            // A script ignores the others for its background jobs, which are to end when asked all the same;
+            // the closing of the terminal is ignored for those that are to go on.
+            if (endSignals[at] != SIGHUP || before[at].sa_handler != SIG_IGN)
+                sigaction(endSignals[at], &action, nullptr);
         }
         watcher = Thread([this] { watch(); });
     }

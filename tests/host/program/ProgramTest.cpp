@@ -59,6 +59,12 @@ TEST_F(ProgramTest, PlaysTheMainJobOnEitherBus) {
     }
 }
 
+TEST_F(ProgramTest, FailsWhenItsOutputCannotBeWritten) {
+    output.setstate(std::ios::badbit);
+    EXPECT_EQ(run({u"--help"}), exitFailed);
+    EXPECT_NE(errors.str(), "");
+}
+
 TEST_F(ProgramTest, ReportsAnAlertThatThePluginSuppresses) {
     std::string advert(alert);
     advert.replace(advert.find("update"), 6, "advert");

@@ -1,6 +1,7 @@
 #include <csignal>
 #include <future>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "platform/Signals.h"
 
@@ -15,6 +16,22 @@ TEST(SignalsDeathTest, CallBackOnceAndLetASecondRequestOfEitherKindEndTheProcess
         raise(SIGTERM);
     };
     EXPECT_EXIT(twice(), testing::KilledBySignal(SIGTERM), "");
+}
+
+TEST(SignalsDeathTest, LeaveTheClosingOfTheTerminalIgnoredWhereItIs) {
+    const auto hangUp = [] {
+        constexpr int calledThough = 3;
+        std::signal(SIGHUP, SIG_IGN);
+        {
+            const Platform::Signals signals([] { _exit(calledThough); });
+            raise(SIGHUP);
+        }
+        std::signal(SIGHUP, SIG_DFL);
+        const Platform::Signals signals([] { _exit(0); });
+        raise(SIGHUP);
+        pause();
+    };
+    EXPECT_EXIT(hangUp(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
