@@ -22,9 +22,10 @@
  *    with status 0 and the reply, with MODULE_STATUS_TIMEOUT after its timeout, or with another failure. None
  *    follows a request that returned a failure status.
  *  - Messages of one publisher reach one subscription in the order of publishing.
- *  - It does not call on behalf of a handle once releaseHandle has returned. From inside a callback, on
- *    whichever thread, releaseHandle returns before that; the next release outside callbacks of a handle that
- *    gave the same function makes up for it. A bus that does otherwise keeps its callers loaded until it has
+ *  - It does not call on behalf of a handle once releaseHandle has returned: releaseHandle waits for calls
+ *    that have begun or are about to. From inside a callback it cannot wait and returns at once. What it
+ *    leaves running then, the next releaseHandle outside callbacks waits for, if its own handle has given the
+ *    bus the same message or reply function. A bus that does otherwise keeps its callers loaded until it has
  *    come to rest.
  */
 #ifndef BREVANT_BUS_H

@@ -1,6 +1,11 @@
 /*
  * A host written in C against include/brevant alone: it loads the module, hands it a bus table of its own
  * making, plays product, viewer and settings manager, and sees an alert travel its whole road.
+ *
+ * By hand, after a build:
+ *   cc -Iinclude -Itests/interface -DMODULE_FILE='"libbrevant.so"' tests/interface/c_host.c \
+ *      tests/interface/linux/Loader.c -pthread -ldl -o build/linux/bin/c_host
+ *   BREVANT_PLATFORM_DIR=/tmp/c_host build/linux/bin/c_host
  */
 #include <pthread.h>
 #include <stdio.h>
@@ -13,6 +18,10 @@
 #include <brevant/plugin.h>
 
 #include "Loader.h"
+
+#ifndef KEEPS_LIBRARY
+#define KEEPS_LIBRARY 0 /* sanitizers keep what was loaded */
+#endif
 
 static int failures;
 

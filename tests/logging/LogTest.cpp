@@ -144,7 +144,7 @@ TEST_F(OwnMachine, KeepsWhatIsReportedWhileTheLoggerIsBuilt) {
     machine_.writeRegistry("this is no registry");
     LOG_MESSAGE(4, u"f", u"after");
     const std::string text = logText();
-    const size_t report = text.find("(Warning)$ Registry file is not used");
+    const size_t report = text.find("(Error)$ Registry file is not used");
     ASSERT_NE(report, std::string::npos) << text;
     EXPECT_LT(report, text.find("after"));
     EXPECT_EQ(text.find("(Warning)", report + 1), std::string::npos);

@@ -14,7 +14,7 @@ namespace Platform {
 namespace {
 
 constexpr size_t mostBytes = 16 << 20;
-constexpr uint32_t warningLevel = 2;
+constexpr uint32_t errorLevel = 4;
 
 int64_t nanoseconds(const timespec& time) {
     return static_cast<int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
@@ -34,7 +34,7 @@ public:
             tree = tree_;
         }
         if (problem)
-            reportDiagnostic(warningLevel, u"Registry", u"Platform::Registry::openKey", __LINE__,
+            reportDiagnostic(errorLevel, u"Registry", u"Platform::Registry::openKey", __LINE__,
                              u"Registry file is not used: " + *problem + u".");
         return tree;
     }

@@ -26,7 +26,7 @@ protected:
         setDiagnosticSink(
             [](uint32_t level, const char16_t*, const char16_t*, uint32_t, const std::u16string& text) {
                 Registry::system().openKey(u"SOFTWARE");  // as the log does that it stands for
-                if (level == 2)
+                if (level == 4)
                     reports.push_back(text);
             });
     }
