@@ -13,11 +13,11 @@ bool isDigit(Unit unit) noexcept {
     return unit >= '0' && unit <= '9';
 }
 
-// Whether "e-" ends there.
+// Whether "e-" ends there; without a branch.
 template <class Unit>
 bool isExponentMinus(std::basic_string_view<Unit> text, size_t at) noexcept {
     constexpr Unit upperToLower = 0x20;
-    return (text[at] == '-') & (static_cast<Unit>(text[at - 1] | upperToLower) == 'e');
+    return ((text[at] ^ '-') | ((text[at - 1] | upperToLower) ^ 'e')) == 0;
 }
 
 // The end of the digits that begin there.
