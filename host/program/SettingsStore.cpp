@@ -205,8 +205,13 @@ bool SettingsStore::commit(const std::function<void(Properties&)>& change, bool 
     const Properties before = copy();
     Properties next = before;
     change(next);
-    if ((next.changesKept || looksAtFile) && !commitToFile(change, before, next) && next.changesKept)
-        return false;
+    if ((next.changesKept || looksAtFile) && !commitToFile(change, before, next)) {
+        if (next.changesKept)
+            return false;
+        // Once more, for what the change has noted about the file's properties.
+        next = before;
+        change(next);
+    }
     next.changesKept = false;
     Platform::MutexLock lock(mutex_);
     std::swap(properties_, next);

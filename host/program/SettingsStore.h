@@ -75,8 +75,9 @@ private:
     };
     enum class Reading { good, missing, damaged, unreadable };
 
-    // Applies a change, to the file first when it concerns what is kept. The change may run twice.
-    // What concerns kept properties only if the file holds some that are not known yet looks there first.
+    // Applies a change, to the file first when it concerns what is kept. The change may run more than once;
+    // the last run counts. What concerns kept properties only if the file holds some that are not known yet
+    // looks there first.
     bool commit(const std::function<void(Properties&)>& change, bool looksAtFile = false)
         REQUIRES(commitMutex_);
     bool commitToFile(const std::function<void(Properties&)>& change, const Properties& before,
