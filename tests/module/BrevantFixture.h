@@ -72,8 +72,7 @@ protected:
     }
     std::u16string lastPublished() { return bus.published().back().name; }
     void waitForLog(uint32_t level, const std::u16string& message, size_t count = 1) {
-        while (log.count(level, message) < count)
-            std::this_thread::yield();
+        EXPECT_TRUE(eventually([&] { return log.count(level, message) >= count; }));
     }
 
     LogCapture log;

@@ -146,8 +146,8 @@ TEST_F(BrevantImplTest, HandlesLaterWhatTheBusDeliversOnAThreadThatHoldsASession
     EXPECT_EQ(show(u"1y", 2), done);
     waitForLog(3, allHandled);
     waitForLog(4, u"Failed to parse SystemMonitor.UserSession.Logoff payload: [.", waiting);
-    EXPECT_TRUE(bus.waitForPublished(u"Brevant.Alert.id.Queued.0", patience));
-    EXPECT_TRUE(bus.waitForPublished(u"Brevant.Alert..NotFound.1x", patience));
+    EXPECT_TRUE(bus.waitForPublished(u"Brevant.Alert.id.Queued.0"));
+    EXPECT_TRUE(bus.waitForPublished(u"Brevant.Alert..NotFound.1x"));
     EXPECT_EQ(show(u"1"), done);
     waitForLog(3, allHandled, 2);
     expectShownAndDismiss(u"1");
@@ -178,7 +178,7 @@ TEST_F(BrevantImplTest, IsDestroyedSafelyWithMessagesInFlight) {
             }
         });
     }
-    EXPECT_TRUE(bus.waitForPublished(u"Brevant.Alert.id.Queued.5", patience));
+    EXPECT_TRUE(bus.waitForPublished(u"Brevant.Alert.id.Queued.5"));
     module.reset();
     const size_t answers = bus.published().size();
     takeIds(1);

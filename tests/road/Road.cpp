@@ -95,29 +95,24 @@ Viewer::Viewer(const std::u16string& id) {
 uint32_t Viewer::onShow(const BusMessage& request) {
     const std::u16string instance = lastWord(request.name);
     const Manner now = manner;
-    {
-        std::lock_guard lock(mutex_);
-        requests_[instance] = request;
-        if (now == Manner::isSilent)
-            held_.push_back(instance);
-    }
+    locked([&] { requests_[instance] = request; });
     if (now != Manner::isSilent)
         peer_.reply(request, outcome(u"Shown", now == Manner::namesAnotherAlert ? u"another" : instance));
     if (now == Manner::dismissesAtOnce)
         dismiss(instance);
     if (now == Manner::publishesFailed)
         peer_.publish(outcome(u"Failed", instance));
-    std::lock_guard lock(mutex_);
-    shown_.push_back(instance);
-    changed_.notify_all();
+    locked([&] {
+        shown_.push_back(instance);
+        if (now == Manner::isSilent)
+            held_.push_back(request);
+    });
     return MODULE_STATUS_SUCCESS;
 }
 
 std::u16string Viewer::waitForShow() {
-    std::unique_lock lock(mutex_);
-    const bool asked =
-        changed_.wait_for(lock, std::chrono::seconds(20), [&] { return shown_.size() > taken_; });
-    return asked ? shown_[taken_++] : u"";
+    const bool asked = comes([&] { return shown_.size() > taken_; });
+    return locked([&] { return asked ? shown_[taken_++] : u""; });
 }
 
 void Viewer::dismiss(const std::u16string& instance) {
@@ -125,19 +120,15 @@ void Viewer::dismiss(const std::u16string& instance) {
 }
 
 void Viewer::answerHeld() {
-    std::unique_lock lock(mutex_);
-    for (const std::u16string& instance : std::exchange(held_, {})) {
-        const BusMessage request = requests_[instance];
-        lock.unlock();
-        peer_.reply(request, outcome(u"Shown", instance));
-        lock.lock();
-    }
+    for (const BusMessage& request : locked([&] { return std::exchange(held_, {}); }))
+        peer_.reply(request, outcome(u"Shown", lastWord(request.name)));
 }
 
 std::u16string Viewer::payloadOf(const std::u16string& instance) const {
-    std::lock_guard lock(mutex_);
-    const auto found = requests_.find(instance);
-    return found == requests_.end() ? u"" : found->second.payload;
+    return locked([&] {
+        const auto found = requests_.find(instance);
+        return found == requests_.end() ? u"" : found->second.payload;
+    });
 }
 
 std::u16string Viewer::outcome(const std::u16string& word, const std::u16string& instance) const {

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <gtest/gtest.h>
 #include <map>
-#include <mutex>
 #include <optional>
 
 #include <brevant/module.h>
@@ -53,7 +52,7 @@ private:
 };
 
 // A viewer as its author would write it: answers each request with the reply that confirms it.
-class Viewer {
+class Viewer : Support::Monitor {
 public:
     enum class Manner { confirms, isSilent, dismissesAtOnce, publishesFailed, namesAnotherAlert };
 
@@ -73,10 +72,9 @@ private:
     // "Brevant.Alert.<alert id>.<word>.<instance>"
     std::u16string outcome(const std::u16string& word, const std::u16string& instance) const;
 
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
     std::map<std::u16string, Support::BusMessage> requests_;  // by instance
-    std::vector<std::u16string> shown_, held_;
+    std::vector<std::u16string> shown_;
+    std::vector<Support::BusMessage> held_;
     size_t taken_ = 0;
     Support::BusPeer peer_;
 };

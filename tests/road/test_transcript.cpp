@@ -71,14 +71,11 @@ protected:
         return comes(&Transcript::eventLines, "\"Hit.GUID\":\"" + id + "\"");
     }
     bool comes(std::vector<std::string> (Transcript::*read)() const, const std::string& text) const {
-        for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-             std::chrono::steady_clock::now() < end; std::this_thread::yield()) {
-            for (const std::string& line : (this->*read)()) {
-                if ((line + "\n").find(text) != line.npos)
-                    return true;
-            }
-        }
-        return false;
+        return Support::eventually([&] {
+            return std::ranges::any_of((this->*read)(), [&](const std::string& line) {
+                return (line + "\n").find(text) != line.npos;
+            });
+        });
     }
     std::vector<std::string> eventLines() const { return linesOf(folder.data() / "events.jsonl"); }
     std::vector<std::string> logLines() const {

@@ -1,5 +1,6 @@
 #include "support/BusPeer.h"
 
+#include <algorithm>
 #include <cstring>
 #include <future>
 #include <map>
@@ -27,16 +28,6 @@ BusMessage messageOf(const MessageHeader* header, const char16_t* name, const ch
     return message;
 }
 
-MessageHeader defaultHeader() {
-    MessageHeader header{};
-    header.headerKind = 1;
-    header.totalSize = sizeof header + 6;
-    header.version = BREVANT_MESSAGE_VERSION;
-    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
-    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
-    return header;
-}
-
 using Outcome = std::pair<uint32_t, BusMessage>;
 
 // Contexts are numbers, so that a reply that comes after its requester gave up finds nothing.
@@ -58,6 +49,17 @@ uint32_t onReply(void*, uint64_t index, const MessageHeader* header, const char1
 }
 
 }  // namespace
+
+MessageHeader plainHeader(uint32_t flags) {
+    MessageHeader header{};
+    header.headerKind = 1;
+    header.totalSize = sizeof header + 6;
+    header.flags = flags;
+    header.version = BREVANT_MESSAGE_VERSION;
+    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
+    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
+    return header;
+}
 
 struct BusPeer::Subscription {
     Tavix::CallbackGate gate;
@@ -127,14 +129,14 @@ void BusPeer::subscribe(Entry entry, const std::u16string& text, Handler handler
 }
 
 uint32_t BusPeer::publish(const std::u16string& name, const std::u16string& payload, uint32_t sessionId) {
-    MessageHeader header = defaultHeader();
+    MessageHeader header = plainHeader();
     header.sessionId = sessionId;
     return functions_->publish(handle_, &header, name.c_str(), u"Peer", payload.c_str());
 }
 
 uint32_t BusPeer::reply(const BusMessage& request, const std::u16string& name,
                         const std::u16string& payload) {
-    MessageHeader header = defaultHeader();
+    MessageHeader header = plainHeader();
     if (request.header.flags & BREVANT_MESSAGE_REPLY_REQUESTED) {
         header.flags = BREVANT_MESSAGE_REPLY;
         std::memcpy(header.inReplyTo, request.header.requestIdentity, sizeof header.inReplyTo);
@@ -156,7 +158,7 @@ uint32_t BusPeer::request(const std::u16string& name, const std::u16string& payl
         index = nextWaiter++;
         outcome = waiters[index].get_future();
     }
-    MessageHeader header = defaultHeader();
+    MessageHeader header = plainHeader();
     uint32_t status =
         functions_->request(handle_, index, reinterpret_cast<void*>(uintptr_t{1}), &onReply, &header,
                             name.c_str(), u"Peer", payload.c_str(), static_cast<uint32_t>(timeout.count()));
@@ -171,38 +173,32 @@ uint32_t BusPeer::request(const std::u16string& name, const std::u16string& payl
     return status;
 }
 
-MessageLog::MessageLog() {
-    for (const char16_t* pattern : {u"Brevant.Alert..+", u"Brevant.Viewer..+.(Registered|Unregistered)"}) {
+MessageLog::MessageLog(const std::vector<std::u16string>& patterns, const BrevantBusFunctions* functions)
+    : peer_(functions) {
+    for (const std::u16string& pattern : patterns) {
         peer_.onPattern(pattern, [this](const BusMessage& message) {
-            std::lock_guard lock(mutex_);
-            messages_.emplace_back(message, false);
-            arrived_.notify_all();
-            return MODULE_STATUS_SUCCESS;
+            return locked([&] { return messages_.push_back({message}), MODULE_STATUS_SUCCESS; });
         });
     }
 }
 
 std::optional<BusMessage> MessageLog::waitFor(const std::u16string& name) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    std::unique_lock lock(mutex_);
-    for (;;) {
-        for (auto& [message, taken] : messages_) {
-            if (!taken && message.name == name) {
-                taken = true;
-                return message;
-            }
+    std::optional<BusMessage> found;
+    comes([&] {
+        const auto at = std::ranges::find_if(
+            messages_, [&](const Kept& message) { return !message.taken && message.name == name; });
+        if (at != messages_.end()) {
+            at->taken = true;
+            found = *at;
         }
-        if (arrived_.wait_until(lock, deadline) == std::cv_status::timeout)
-            return std::nullopt;
-    }
+        return found.has_value();
+    });
+    return found;
 }
 
-std::vector<BusMessage> MessageLog::all() const {
-    std::lock_guard lock(mutex_);
-    std::vector<BusMessage> result;
-    for (const auto& [message, taken] : messages_)
-        result.push_back(message);
-    return result;
+std::vector<BusMessage> MessageLog::all(size_t count) const {
+    comes([&] { return messages_.size() >= count; });
+    return locked([&] { return std::vector<BusMessage>(messages_.begin(), messages_.end()); });
 }
 
 }  // namespace Support

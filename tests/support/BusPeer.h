@@ -2,15 +2,15 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <brevant/bus.h>
+
+#include "support/Monitor.h"
 
 namespace Support {
 
@@ -20,6 +20,9 @@ struct BusMessage {
     std::u16string sender;
     std::u16string payload;
 };
+
+// Of a message without a payload.
+MessageHeader plainHeader(uint32_t flags = 0);
 
 // The function table of the bus library beside this program, loaded once and kept.
 const BrevantBusFunctions* embeddedBus();
@@ -59,20 +62,24 @@ private:
     std::vector<std::shared_ptr<Subscription>> subscriptions_;
 };
 
-// Keeps what passes about alerts and viewers, in the order in which it came; but not the requests to viewers,
-// for which it would count as a subscriber.
-class MessageLog {
+// Keeps the messages whose names match, in the order in which they came: to begin with what passes about
+// alerts and viewers, but not the requests to viewers, for which it would count as a subscriber.
+class MessageLog : Monitor {
 public:
-    MessageLog();
+    explicit MessageLog(const std::vector<std::u16string>& patterns =
+                            {u"Brevant.Alert..+", u"Brevant.Viewer..+.(Registered|Unregistered)"},
+                        const BrevantBusFunctions* functions = embeddedBus());
 
     // The first message of that name not yet waited for; nothing when it does not come in time.
     std::optional<BusMessage> waitFor(const std::u16string& name);
-    std::vector<BusMessage> all() const;
+    // All that have come, once there are so many; fewer when they do not come in time.
+    std::vector<BusMessage> all(size_t count = 0) const;
 
 private:
-    mutable std::mutex mutex_;
-    std::condition_variable arrived_;
-    std::vector<std::pair<BusMessage, bool>> messages_;
+    struct Kept : BusMessage {
+        bool taken = false;
+    };
+    std::vector<Kept> messages_;
     BusPeer peer_;  // last: its callbacks use what stands above
 };
 

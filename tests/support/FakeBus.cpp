@@ -1,31 +1,17 @@
 #include "support/FakeBus.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <deque>
 #include <map>
-#include <mutex>
 #include <utility>
 
 #include "bus/MessageBusShimImpl.h"
+#include "support/BusPeer.h"
 #include "text/NamePattern.h"
 
 namespace Support {
-namespace {
 
-MessageHeader headerOf(uint32_t flags) {
-    MessageHeader header{};
-    header.headerKind = 1;
-    header.flags = flags;
-    header.version = BREVANT_MESSAGE_VERSION;
-    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
-    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
-    return header;
-}
-
-}  // namespace
-
-struct FakeBus::State {
+struct FakeBus::State : Monitor {
     struct Subscription {
         uint32_t id;
         void* context;
@@ -39,8 +25,6 @@ struct FakeBus::State {
         size_t calls = 0;
     };
 
-    mutable std::mutex mutex;
-    mutable std::condition_variable sent;
     std::vector<Subscription> subscriptions;
     uint32_t lastId = 0;
     size_t handles = 0;
@@ -73,20 +57,16 @@ struct FakeBus::Table {
         if (!state)
             return MODULE_STATUS_INVALID_HANDLE;
         std::function<void()> action;
-        uint32_t result;
-        {
-            std::lock_guard lock(state->mutex);
+        const uint32_t result = state->locked([&] {
             State::Entry& entry = state->entries[name];
             ++entry.calls;
             action = entry.action;
-            if (entry.failures.empty()) {
-                result = work(*state);
-            } else {
-                result = entry.failures.front();
-                entry.failures.pop_front();
-            }
-            state->sent.notify_all();
-        }
+            if (entry.failures.empty())
+                return work(*state);
+            const uint32_t failure = entry.failures.front();
+            entry.failures.pop_front();
+            return failure;
+        });
         if (action)
             action();
         return result;
@@ -197,12 +177,8 @@ std::shared_ptr<Tavix::MessageBusClient> FakeBus::makeClient(std::shared_ptr<Tav
 
 uint32_t FakeBus::deliver(const std::u16string& name, const std::u16string& payload,
                           const std::u16string& sender, const MessageHeader* header) {
-    std::vector<State::Subscription> subscriptions;
-    {
-        std::lock_guard lock(state_->mutex);
-        subscriptions = state_->subscriptions;
-    }
-    const MessageHeader plain = headerOf(0);
+    const auto subscriptions = state_->locked([&] { return state_->subscriptions; });
+    const MessageHeader plain = plainHeader();
     uint32_t status = MODULE_STATUS_SUCCESS;
     for (const State::Subscription& one : subscriptions) {
         if (one.pattern ? one.pattern->matches(name) : one.text == name)
@@ -213,12 +189,11 @@ uint32_t FakeBus::deliver(const std::u16string& name, const std::u16string& payl
 }
 
 void FakeBus::answer(const std::u16string& name, Answerer answerer) {
-    std::lock_guard lock(state_->mutex);
-    state_->answerers[name] = std::move(answerer);
+    state_->locked([&] { state_->answerers[name] = std::move(answerer); });
 }
 
 uint32_t FakeBus::reply(const Sent& request, const Answer& answer) {
-    const MessageHeader header = headerOf(BREVANT_MESSAGE_REPLY);
+    const MessageHeader header = plainHeader(BREVANT_MESSAGE_REPLY);
     if (answer.status != MODULE_STATUS_SUCCESS)
         return request.replyFunction(request.replyContext, request.replyIndex, nullptr, nullptr, nullptr,
                                      nullptr, answer.status);
@@ -227,45 +202,36 @@ uint32_t FakeBus::reply(const Sent& request, const Answer& answer) {
 }
 
 std::vector<FakeBus::Sent> FakeBus::published() const {
-    std::lock_guard lock(state_->mutex);
-    return state_->published;
+    return state_->locked([&] { return state_->published; });
 }
 
 std::vector<FakeBus::Sent> FakeBus::requests() const {
-    std::lock_guard lock(state_->mutex);
-    return state_->requests;
+    return state_->locked([&] { return state_->requests; });
 }
 
-bool FakeBus::waitForPublished(const std::u16string& name, std::chrono::milliseconds timeout) const {
-    std::unique_lock lock(state_->mutex);
-    return state_->sent.wait_for(lock, timeout, [&] {
-        return std::ranges::find(state_->published, name, &Sent::name) != state_->published.end();
-    });
+bool FakeBus::waitForPublished(const std::u16string& name) const {
+    return state_->comes(
+        [&] { return std::ranges::find(state_->published, name, &Sent::name) != state_->published.end(); });
 }
 
 size_t FakeBus::subscriptionCount() const {
-    std::lock_guard lock(state_->mutex);
-    return state_->subscriptions.size();
+    return state_->locked([&] { return state_->subscriptions.size(); });
 }
 
 size_t FakeBus::handleCount() const {
-    std::lock_guard lock(state_->mutex);
-    return state_->handles;
+    return state_->locked([&] { return state_->handles; });
 }
 
 void FakeBus::failNext(const std::string& entry, uint32_t status) {
-    std::lock_guard lock(state_->mutex);
-    state_->entries[entry].failures.push_back(status);
+    state_->locked([&] { state_->entries[entry].failures.push_back(status); });
 }
 
 void FakeBus::whenCalled(const std::string& entry, std::function<void()> action) {
-    std::lock_guard lock(state_->mutex);
-    state_->entries[entry].action = std::move(action);
+    state_->locked([&] { state_->entries[entry].action = std::move(action); });
 }
 
 size_t FakeBus::callCount(const std::string& entry) const {
-    std::lock_guard lock(state_->mutex);
-    return state_->entries[entry].calls;
+    return state_->locked([&] { return state_->entries[entry].calls; });
 }
 
 }  // namespace Support

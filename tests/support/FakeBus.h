@@ -2,7 +2,6 @@
 // or misbehaves when told to. It does not pass on what is published.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -62,7 +61,7 @@ public:
     std::vector<Sent> published() const;
     std::vector<Sent> requests() const;
     // False when none of that name has been published in time.
-    bool waitForPublished(const std::u16string& name, std::chrono::milliseconds timeout) const;
+    bool waitForPublished(const std::u16string& name) const;
 
     size_t subscriptionCount() const;
     // Acquired through the table and not released yet.

@@ -1,15 +1,15 @@
 // Plugins that do what the test says; to begin with they pass every alert through.
 #pragma once
 
-#include <mutex>
 #include <optional>
 
 #include "processing/plugins/PluginRegistrar.h"
 #include "settings/SettingsManagerClient.h"
+#include "support/Monitor.h"
 
 namespace Support {
 
-struct FakePlugins : Vok::PluginRegistrar {
+struct FakePlugins : Vok::PluginRegistrar, private Monitor {
     explicit FakePlugins(const std::shared_ptr<Tavix::MessageBusClient>& client)
         : PluginRegistrar(std::make_shared<Tavix::SettingsManagerClient>(client)) {}
     uint32_t processAlert(const std::u16string& product, const std::u16string& alert, std::u16string& output,
@@ -31,17 +31,14 @@ struct FakePlugins : Vok::PluginRegistrar {
 
     // What was asked last.
     std::u16string asked() {
-        std::lock_guard lock(mutex_);
-        return asked_;
+        return locked([&] { return asked_; });
     }
 
 private:
     void note(std::u16string question) {
-        std::lock_guard lock(mutex_);
-        asked_ = std::move(question);
+        locked([&] { asked_ = std::move(question); });
     }
 
-    std::mutex mutex_;
     std::u16string asked_;
 };
 

@@ -1,8 +1,8 @@
 #include "support/ProcessCounts.h"
 
-#include <chrono>
 #include <cstdlib>
-#include <thread>
+
+#include "support/Monitor.h"
 
 #if defined(_WIN32)
 // The second needs the first.
@@ -80,16 +80,11 @@ ProcessCounts ProcessCounts::now() {
 
 bool ProcessCounts::comesDownTo(const ProcessCounts& then) {
     constexpr size_t memoryTolerance = 4 * 1024;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    for (;;) {
+    return eventually([&] {
         const ProcessCounts counts = now();
-        if (counts.threads <= then.threads && counts.handles <= then.handles &&
-            counts.memory <= then.memory + memoryTolerance)
-            return true;
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::yield();
-    }
+        return counts.threads <= then.threads && counts.handles <= then.handles &&
+               counts.memory <= then.memory + memoryTolerance;
+    });
 }
 
 std::ostream& operator<<(std::ostream& out, const ProcessCounts& counts) {

@@ -23,13 +23,6 @@ protected:
         for (const char16_t* instance : instances)
             EXPECT_EQ(screen->next(), instance);
     }
-    template <class Condition>
-    static bool waitFor(const Condition& condition) {
-        const auto deadline = std::chrono::steady_clock::now() + patience;
-        while (!condition() && std::chrono::steady_clock::now() < deadline)
-            std::this_thread::yield();
-        return condition();
-    }
     LogCapture log;
 };
 
@@ -85,7 +78,7 @@ TEST_F(AlertUserSessionTest, DispatchesOnlyWhileItsSessionIsTheFirstActiveOne) {
     sessions.whenListed = [&] { ++asked; };
     sessions.active = 0;
     const auto session = userSession(8);
-    EXPECT_TRUE(waitFor([&] { return log.has(2, u"No active session was found."); }));
+    EXPECT_TRUE(eventually([&] { return log.has(2, u"No active session was found."); }));
     sessions.active = 1;
     EXPECT_FALSE(session->isActiveSession());
     sessions.fails = true;
@@ -99,7 +92,7 @@ TEST_F(AlertUserSessionTest, DispatchesOnlyWhileItsSessionIsTheFirstActiveOne) {
         sessions.active = 1;
         const int before = asked;
         EXPECT_TRUE(queue(*session, alert(topic)));
-        EXPECT_TRUE(waitFor([&] { return asked != before; }));
+        EXPECT_TRUE(eventually([&] { return asked != before; }));
         EXPECT_FALSE(screen->shownBefore(topic));
         sessions.active = 8;
         EXPECT_EQ(bus.deliver(u"SystemMonitor.UserSession." + topic, u"ignored"), MODULE_STATUS_SUCCESS);
@@ -111,12 +104,12 @@ TEST_F(AlertUserSessionTest, GoesOnAfterAnAlertThatCannotBeShownOrHasNoOutcome) 
     const auto session = userSession();
     screen->refuses = true;
     EXPECT_TRUE(queue(*session, alert(u"refused")));
-    EXPECT_TRUE(waitFor([&] { return log.has(4, u"Failed to show alert."); }));
+    EXPECT_TRUE(eventually([&] { return log.has(4, u"Failed to show alert."); }));
     screen->refuses = false;
     EXPECT_TRUE(queue(*session, alert(u"expires")));
     expectShown({u"refused", u"expires"});
     screen->end(u"expires", false);
-    EXPECT_TRUE(waitFor([&] { return screen->dismissals() == 1; }));
+    EXPECT_TRUE(eventually([&] { return screen->dismissals() == 1; }));
     occupy(*session);
     EXPECT_EQ(log.count(4, u"Failed to wait for alert."), 1u);
     endWhatIsLeft();
@@ -135,13 +128,13 @@ TEST_F(AlertUserSessionTest, LetsGoOfItsAlertsOutsideEveryLock) {
     };
     screen->refuses = true;
     EXPECT_TRUE(queue(*session, watched(u"refused")));
-    EXPECT_TRUE(waitFor([&] { return ended == 1; }));
+    EXPECT_TRUE(eventually([&] { return ended == 1; }));
     screen->refuses = false;
     EXPECT_TRUE(queue(*session, watched(u"shown")));
     expectShown({u"refused", u"shown"});
     EXPECT_TRUE(queue(*session, alert(u"on screen")));
     screen->end(u"shown");
-    EXPECT_TRUE(waitFor([&] { return ended == 2; }));
+    EXPECT_TRUE(eventually([&] { return ended == 2; }));
     expectShown({u"on screen"});
     endWhatIsLeft();
 }

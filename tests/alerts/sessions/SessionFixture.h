@@ -2,10 +2,8 @@
 #pragma once
 
 #include <algorithm>
-#include <condition_variable>
 #include <gtest/gtest.h>
 #include <map>
-#include <mutex>
 #include <set>
 
 #include "alerts/sessions/AlertUserSession.h"
@@ -14,57 +12,49 @@
 #include "support/FakeBus.h"
 #include "support/FakePlugins.h"
 #include "support/LogCapture.h"
+#include "support/Monitor.h"
 #include "text/Utf.h"
 
 namespace Support {
 
-constexpr std::chrono::seconds patience{20};
-
 // Keeps what was shown, in order, and each alert on it until the test ends it.
-class Screen {
+class Screen : Monitor {
 public:
     // For alerts.
     bool show(const std::u16string& instance) {
         if (whenShown)
             whenShown(instance);
-        std::lock_guard lock(mutex_);
-        shown_.push_back(instance);
-        if (fleeting)
-            ended_[instance] = true;
-        changed_.notify_all();
-        return !refuses;
+        return locked([&] {
+            shown_.push_back(instance);
+            if (fleeting)
+                ended_[instance] = true;
+            return !refuses;
+        });
     }
     bool waitForOutcome(const std::u16string& instance) {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [&] { return ended_.contains(instance); });
-        return ended_[instance];
+        await([&] { return ended_.contains(instance); });
+        return locked([&] { return ended_[instance]; });
     }
     bool dismiss(const std::u16string& instance) {
-        std::lock_guard lock(mutex_);
-        if (ended_.try_emplace(instance, true).second || !ended_[instance])
-            ++dismissals_;
-        changed_.notify_all();
-        return true;
+        return locked([&] {
+            dismissals_ += ended_.try_emplace(instance, true).second || !ended_[instance];
+            return true;
+        });
     }
 
     // The instance id of the next alert that was shown; empty when none comes.
     std::u16string next() {
-        std::unique_lock lock(mutex_);
-        const bool come = changed_.wait_for(lock, patience, [&] { return taken_ < shown_.size(); });
-        return come ? shown_[taken_++] : u"";
+        const bool come = comes([&] { return taken_ < shown_.size(); });
+        return locked([&] { return come ? shown_[taken_++] : u""; });
     }
     void end(const std::u16string& instance, bool outcome = true) {
-        std::lock_guard lock(mutex_);
-        ended_[instance] = outcome;
-        changed_.notify_all();
+        locked([&] { ended_[instance] = outcome; });
     }
-    bool shownBefore(const std::u16string& instance) {
-        std::lock_guard lock(mutex_);
-        return std::ranges::find(shown_, instance) != shown_.end();
+    bool shownBefore(const std::u16string& instance) const {
+        return locked([&] { return std::ranges::find(shown_, instance) != shown_.end(); });
     }
-    size_t dismissals() {
-        std::lock_guard lock(mutex_);
-        return dismissals_;
+    size_t dismissals() const {
+        return locked([&] { return dismissals_; });
     }
 
     std::atomic<bool> refuses{false};
@@ -72,8 +62,6 @@ public:
     std::function<void(const std::u16string& instance)> whenShown;  // on the dispatch thread
 
 private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
     std::vector<std::u16string> shown_;
     size_t taken_ = 0;
     std::map<std::u16string, bool> ended_;

@@ -1,13 +1,9 @@
-#include <filesystem>
-#include <functional>
 #include <optional>
 
 #include <brevant/library.h>
 
 #include "BusFixture.h"
-#include "platform/DynamicLibrary.h"
-#include "platform/Files.h"
-#include "platform/Process.h"
+#include "support/Beside.h"
 #include "support/ProcessCounts.h"
 
 namespace {
@@ -16,24 +12,16 @@ namespace {
 class BusLibrary {
 public:
     BusLibrary() {
-        const std::filesystem::path program(Platform::nativePath(Platform::executablePath()));
-        const auto file = program.parent_path() / "MessageBus.dll";
-        library_ = Platform::loadLibrary(Platform::portablePath(file.string()));
         if (!library_)
             return;
-        const auto create = reinterpret_cast<BrevantCreateObject>(entry(BREVANT_EXPORT_CREATE_OBJECT));
+        const auto create = library_.function<BrevantCreateObject>(BREVANT_EXPORT_CREATE_OBJECT);
         EXPECT_EQ(create(BREVANT_BUS_VERSION - 1), nullptr);
         functions_ = static_cast<const BrevantBusFunctions*>(create(BREVANT_BUS_VERSION));
     }
-    ~BusLibrary() {
-        if (library_)
-            Platform::freeLibrary(library_);
-    }
-    void* entry(const char* name) const { return Platform::libraryFunction(library_, name); }
     const BrevantBusFunctions* functions() const { return functions_; }
 
 private:
-    Platform::LibraryHandle library_ = nullptr;
+    const Support::LoadedLibrary library_{beside(u"MessageBus.dll")};
     const BrevantBusFunctions* functions_ = nullptr;
 };
 

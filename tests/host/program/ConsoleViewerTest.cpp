@@ -10,11 +10,6 @@ constexpr auto patience = std::chrono::seconds(20);
 
 class ConsoleViewerTest : public HostTest {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(broker.subscribePattern(u"Brevant\\.Alert\\..+", alerts.handler()));
-        ASSERT_TRUE(broker.subscribePattern(u"Product\\..+", choices.handler()));
-    }
-
     static std::u16string description(const std::u16string& id) {
         return u"{\"id\":\"" + id +
                uR"(","context":{"title":"T","actions":[{"text":"Go","defaultmessage":{"messagename":"Product.Go",)"
@@ -31,12 +26,12 @@ protected:
     // What was published about alerts, without the common beginning.
     std::vector<std::u16string> told(size_t count) {
         std::vector<std::u16string> names;
-        for (const BusMessage& message : alerts.take(count))
+        for (const auto& message : alerts.all(count))
             names.push_back(message.name.substr(14));
         return names;
     }
 
-    Recorder alerts, choices;
+    Recorder alerts{u"Brevant\\.Alert\\..+"}, choices{u"Product\\..+"};
     FakeDisplay display;
     BusConnection broker{bus(), u"Brevant"};
 };
@@ -64,7 +59,7 @@ TEST_F(ConsoleViewerTest, ConfirmsWhatItShowsAndReportsTheUsersChoice) {
     expectShown(u"c", u"3");
     display.end({Showing::Ending::timedOut, {}});
     Names chosen;
-    for (const BusMessage& choice : choices.take(3))
+    for (const auto& choice : choices.all(3))
         chosen.push_back(choice.name + choice.payload);
     EXPECT_EQ(chosen, (Names{u"Product.Gonow", u"Product.Dismissed", u"Product.Ignored"}));
     EXPECT_EQ(told(6), (Names{u"a.Shown.1", u"a.Dismissed.1", u"b.Shown.2", u"b.Dismissed.2", u"c.Shown.3",
@@ -84,7 +79,7 @@ TEST_F(ConsoleViewerTest, TakesAnAlertDownOnADeleteRequestWithoutASecondOutcome)
     // This one is on display, so the others are over and done with.
     expectShown(u"c", u"3");
     EXPECT_EQ(std::ranges::count(told(5), u"a.Dismissed.1"), 1);
-    EXPECT_TRUE(choices.take(0).empty());
+    EXPECT_TRUE(choices.all().empty());
     EXPECT_EQ(ask(u"Delete.1"), u"Brevant.Alert.a.Dismissed.1") << "one that is gone is answered as well";
     EXPECT_EQ(ask(u"Delete.77"), u"Brevant.Alert..Dismissed.77") << "and one that never was";
     display.end({Showing::Ending::dismissed, {}});

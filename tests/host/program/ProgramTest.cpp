@@ -42,10 +42,10 @@ constexpr std::string_view alert =
 TEST_F(ProgramTest, PlaysTheMainJobOnEitherBus) {
     if (!someoneIsLoggedOn())
         GTEST_SKIP() << "no user session is active on this machine";
-    display.dismissEverything();
     const std::u16string file = write(u"alert.json", alert);
     size_t shown = 0;
     for (const char16_t* bus : {u"own", u"handed-over"}) {
+        display.end({Showing::Ending::dismissed, {}});
         EXPECT_EQ(run({u"--store", store, u"--bus", bus, file}), exitDone) << errors.str();
         for (const char* name :
              {"Brevant.Alert.GetId", "Brevant.Alert.GetId.Response", "Brevant.Alert.Show.1", ".Queued.1",

@@ -100,10 +100,8 @@ TEST_F(SettingsProtocolTest, ARequestForTheSameValueOverAndOverIsNotAnsweredWith
 
 TEST_F(SettingsProtocolTest, TheServiceRepliesToTheRequesterAndTellsEverybodyOfChangesInTheirOrder) {
     SettingsService service(bus(), store);
-    Recorder notices, replies;
+    const Recorder notices(u"SettingsManager\\.Notify\\..+"), replies(u".+\\.Response");
     BusConnection client(bus(), u"SettingsManagerClient");
-    ASSERT_TRUE(client.subscribePattern(u"SettingsManager\\.Notify\\..+", notices.handler()));
-    ASSERT_TRUE(client.subscribePattern(u".+\\.Response", replies.handler()));
     const auto send = [&](const std::u16string& topic, const std::u16string& payload) {
         return client.request(topic, payload, std::chrono::seconds(20)).message;
     };
@@ -114,11 +112,11 @@ TEST_F(SettingsProtocolTest, TheServiceRepliesToTheRequesterAndTellsEverybodyOfC
     }
     send(removeMany, uR"({"properties":[{"name":"n","isPrefix":true}]})");
     Lines told;
-    for (const BusMessage& notice : notices.take(4))
+    for (const auto& notice : notices.all(4))
         told.push_back(notice.name.substr(23) + u" " + notice.payload);
     EXPECT_EQ(told, (Lines{uR"(Set.n {"name":"n","value":"1"})", uR"(Set.n {"name":"n","value":"2"})",
                            uR"(Set.n {"name":"n","value":"3"})", uR"(Delete.n {"name":"n"})"}));
-    EXPECT_TRUE(replies.take(0).empty()) << "values are for the requester alone";
+    EXPECT_TRUE(replies.all().empty()) << "values are for the requester alone";
 }
 
 }  // namespace
