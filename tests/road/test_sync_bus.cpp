@@ -8,14 +8,12 @@ namespace {
 using SyncBusRoad = RoadTest;
 
 TEST_F(SyncBusRoad, AnOutcomeThatComesFromInsideTheShowRequestEndsTheAlert) {
-    viewer->manner = Viewer::Manner::dismissesAtOnce;
-    const auto first = showAndExpect(titled(u"first"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), first);
-    viewer->manner = Viewer::Manner::publishesFailed;
-    const auto second = showAndExpect(titled(u"second"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), second);
-    const auto third = showAndExpect(titled(u"third"), u"Queued");
-    EXPECT_EQ(viewer->waitForShow(), third);
+    using enum Viewer::Manner;
+    for (const Viewer::Manner manner : {dismissesAtOnce, publishesFailed, dismissesAtOnce}) {
+        viewer->manner = manner;
+        const auto instance = showAndExpect(titled(u"a"), u"Queued");
+        EXPECT_EQ(viewer->waitForShow(), instance);
+    }
 }
 
 TEST_F(SyncBusRoad, NothingOfTheModuleIsLeftOnTheBus) {

@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "logging/ProcessLogger.h"
+#include "support/Monitor.h"
 
 namespace Support {
 
@@ -28,8 +28,7 @@ public:
     LogCapture& operator=(const LogCapture&) = delete;
 
     std::vector<Record> records() const {
-        std::lock_guard lock(logger_->mutex);
-        return logger_->records;
+        return logger_->locked([&] { return logger_->records; });
     }
     bool has(uint32_t level, std::u16string_view message) const { return count(level, message) != 0; }
     // Records with exactly that message.
@@ -40,22 +39,22 @@ public:
         }));
     }
     void clear() {
-        std::lock_guard lock(logger_->mutex);
-        logger_->records.clear();
+        logger_->locked([&] { logger_->records.clear(); });
     }
 
 private:
-    struct Logger : ETWLogging::CLoggingIf_ex {
+    struct Logger : ETWLogging::CLoggingIf_ex, Monitor {
         uint32_t enabledLevels() const noexcept override { return 0x7FFFFFFF; }
         size_t maximumMessageLength() const noexcept override { return SIZE_MAX; }
         void write(const ETWLogging::LogRecord& record) noexcept override {
-            std::lock_guard lock(mutex);
-            records.push_back({record.level, std::u16string(record.sourceFile),
-                               std::u16string(record.function), std::u16string(record.message), record.line});
+            locked([&] {
+                records.push_back({record.level, std::u16string(record.sourceFile),
+                                   std::u16string(record.function), std::u16string(record.message),
+                                   record.line});
+            });
         }
         void configurationChanged(const ETWLogging::LoggingConfig&) noexcept override {}
 
-        std::mutex mutex;
         std::vector<Record> records;
     };
     const std::shared_ptr<Logger> logger_ = std::make_shared<Logger>();

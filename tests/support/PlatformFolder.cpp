@@ -156,12 +156,7 @@ void PlatformFolder::forgetRegistry() {
 }
 
 std::u16string PlatformFolder::portable() const {
-    std::u16string text = path_.u16string();
-    for (char16_t& unit : text) {
-        if (unit == u'/')
-            unit = u'\\';
-    }
-    return text;
+    return Platform::portablePath(path_.string());
 }
 
 void PlatformFolder::writeSessions(std::string_view text) {

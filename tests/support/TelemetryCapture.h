@@ -2,9 +2,9 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "support/Monitor.h"
 #include "telemetry/CBaseTransport.h"
 #include "telemetry/TransportLists.h"
 
@@ -29,22 +29,19 @@ public:
     TelemetryCapture& operator=(const TelemetryCapture&) = delete;
 
     std::vector<Event> events() const {
-        std::lock_guard lock(transport_->mutex);
-        return transport_->events;
+        return transport_->locked([&] { return transport_->events; });
     }
 
 private:
-    struct Transport : Tavix::Analytics::internal::CBaseTransport {
+    struct Transport : Tavix::Analytics::internal::CBaseTransport, Monitor {
         Transport() : CBaseTransport(u"Capture", 7) {}
         bool Open() override { return true; }
         bool Send(const Event& dimensions) override {
-            std::lock_guard lock(mutex);
-            events.push_back(dimensions);
+            locked([&] { events.push_back(dimensions); });
             return true;
         }
         void Close() override {}
 
-        std::mutex mutex;
         std::vector<Event> events;
     };
     const std::shared_ptr<Transport> transport_ = std::make_shared<Transport>();

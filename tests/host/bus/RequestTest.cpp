@@ -1,4 +1,3 @@
-#include <cstring>
 #include <deque>
 #include <future>
 #include <string>
@@ -8,13 +7,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr auto longTimeout = std::chrono::seconds(60);
-
-uint32_t ask(Peer& requester, const std::u16string& name, const std::u16string& payload, BusMessage& reply,
-             std::chrono::milliseconds timeout = longTimeout) {
-    return requester.request(name, payload, reply, timeout);
-}
 
 TEST(Request, IsAnsweredToItsRequesterAlone) {
     Log replies(u"Ask\\.Response");
@@ -28,7 +20,7 @@ TEST(Request, IsAnsweredToItsRequesterAlone) {
         requesters.emplace_back([payload = std::u16string(1, name)] {
             Peer requester;
             BusMessage reply;
-            EXPECT_EQ(ask(requester, u"Ask", payload, reply), MODULE_STATUS_SUCCESS);
+            EXPECT_EQ(requester.request(u"Ask", payload, reply), MODULE_STATUS_SUCCESS);
             EXPECT_EQ(reply.name + reply.payload, u"Ask.Responseto " + payload);
         });
     for (std::thread& requester : requesters)
@@ -43,11 +35,11 @@ TEST(Request, IsAnsweredToItsRequesterAlone) {
 TEST(Request, FailsAtOnceWithoutSubscribers) {
     Peer requester, gone;
     BusMessage reply;
-    EXPECT_EQ(ask(requester, u"Ask", u"", reply), MODULE_STATUS_NO_SUBSCRIBERS);
+    EXPECT_EQ(requester.request(u"Ask", u"", reply), MODULE_STATUS_NO_SUBSCRIBERS);
     {
         Peer().onName(u"Ask", [](const BusMessage&) { return MODULE_STATUS_SUCCESS; });
     }
-    EXPECT_EQ(ask(requester, u"Ask", u"", reply), MODULE_STATUS_NO_SUBSCRIBERS);
+    EXPECT_EQ(requester.request(u"Ask", u"", reply), MODULE_STATUS_NO_SUBSCRIBERS);
 }
 
 TEST(Request, TimesOutAndThenTakesNoReply) {
@@ -58,9 +50,9 @@ TEST(Request, TimesOutAndThenTakesNoReply) {
         return MODULE_STATUS_SUCCESS;
     });
     BusMessage reply;
-    EXPECT_EQ(ask(requester, u"Ask", u"", reply, 20ms), MODULE_STATUS_TIMEOUT);
+    EXPECT_EQ(requester.request(u"Ask", u"", reply, 20ms), MODULE_STATUS_TIMEOUT);
     EXPECT_EQ(answerer.reply(received.get_future().get(), u"Ask.Response"), MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(ask(requester, u"Nobody", u"", reply, 20ms), MODULE_STATUS_NO_SUBSCRIBERS);
+    EXPECT_EQ(requester.request(u"Nobody", u"", reply, 20ms), MODULE_STATUS_NO_SUBSCRIBERS);
 }
 
 TEST(Request, EndsWithTheFailureOfItsReceivers) {
@@ -71,8 +63,8 @@ TEST(Request, EndsWithTheFailureOfItsReceivers) {
         return MODULE_STATUS_SUCCESS;
     });
     BusMessage reply;
-    EXPECT_EQ(ask(requester, u"Ask.One", u"", reply), MODULE_STATUS_DATA_ERROR);
-    EXPECT_EQ(ask(requester, u"Ask.Both", u"", reply), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(requester.request(u"Ask.One", u"", reply), MODULE_STATUS_DATA_ERROR);
+    EXPECT_EQ(requester.request(u"Ask.Both", u"", reply), MODULE_STATUS_SUCCESS);
     EXPECT_EQ(reply.name, u"Ask.Both.Response");
 }
 
@@ -87,14 +79,14 @@ TEST(Request, OfAHandlerIsAnsweredWhileItWaits) {
             Peer& self = links[static_cast<size_t>(i)];
             BusMessage inner{{}, u"", u"", u"end"};
             if (i < depth) {
-                EXPECT_EQ(ask(self, next, u"", inner), MODULE_STATUS_SUCCESS);
+                EXPECT_EQ(self.request(next, u"", inner), MODULE_STATUS_SUCCESS);
             }
             return self.reply(message, message.name + u".Response", inner.payload + u"!");
         });
     }
     Peer requester;
     BusMessage reply;
-    EXPECT_EQ(ask(requester, u"Link.A", u"", reply), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(requester.request(u"Link.A", u"", reply), MODULE_STATUS_SUCCESS);
     EXPECT_EQ(reply.payload, u"end" + std::u16string(depth + 1, u'!'));
 }
 
@@ -135,7 +127,7 @@ protected:
             return answering.reply(message, u"Settle.Response");
         });
         BusMessage reply;
-        EXPECT_EQ(ask(asking, u"Settle", u"", reply), MODULE_STATUS_SUCCESS);
+        EXPECT_EQ(asking.request(u"Settle", u"", reply), MODULE_STATUS_SUCCESS);
     }
 
     Replies replies_;

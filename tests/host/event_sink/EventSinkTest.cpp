@@ -31,12 +31,6 @@ protected:
         EXPECT_EQ(factory->functions->CreateInstance(factory, nullptr, &eventSinkInterfaceId, &object), ok);
         return static_cast<ILegacyEventSink*>(object);
     }
-    static BrevantResult submit(ILegacyEventSink* sink, std::u16string_view json) {
-        char16_t* const text = Platform::allocateComponentText(json);
-        const BrevantResult result = sink->functions->SubmitEvent(sink, nullptr, text, nullptr);
-        Platform::freeComponentText(text);
-        return result;
-    }
 
     Support::PlatformFolder machine_;
     const Support::LoadedLibrary library_{beside(EVENT_SINK_FILE)};
@@ -76,18 +70,20 @@ TEST_F(EventSinkLibrary, WritesWholeLinesFromManyThreads) {
     const std::u16string file = Platform::commonDataFolder() + u"\\events.jsonl";
     const size_t before = Platform::readFile(file).value_or("").size();
     ClassFactory* const made = factory();
-    const std::u16string json = u"{\"a\":\r\n\"" + std::u16string(3000, u'\u00E4') + u"\"}";
+    char16_t* const json =
+        Platform::allocateComponentText(u"{\"a\":\r\n\"" + std::u16string(3000, u'\u00E4') + u"\"}");
     std::vector<std::thread> senders;
     for (int i = 0; i < threads; ++i)
         senders.emplace_back([&] {
             for (int event = 0; event < eventsEach; ++event) {
                 ILegacyEventSink* const sink = createSink(made);
-                EXPECT_EQ(submit(sink, json), ok);
+                EXPECT_EQ(sink->functions->SubmitEvent(sink, nullptr, json, nullptr), ok);
                 sink->functions->Release(sink);
             }
         });
     for (auto& sender : senders)
         sender.join();
+    Platform::freeComponentText(json);
     made->functions->Release(made);
 
     std::string expected;

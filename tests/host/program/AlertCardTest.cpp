@@ -23,15 +23,6 @@ bool isHarmless(std::u16string_view text) {
     });
 }
 
-DisplayedAlert alertOf(const std::u16string& text) {
-    DisplayedAlert alert;
-    alert.title = text;
-    alert.texts = {text, text};
-    alert.actions = {{text, {}}, {text, {}}};
-    alert.options = {{text, true}};
-    return alert;
-}
-
 TEST(TerminalTextTest, NothingThatSteersATerminalIsLeft) {
     const std::u16string safe = harmless(hostile);
     EXPECT_TRUE(isHarmless(safe)) << Ferrow::toUtf8(safe);
@@ -82,8 +73,11 @@ TEST(AlertCardTest, StaysHarmlessAndBoundedWhateverTheAlertHolds) {
     std::u16string endless = hostile;
     for (int round = 0; round < 2000; ++round)
         endless += hostile + u"\n\u6f22 word\t";
-    DisplayedAlert alert = alertOf(endless);
+    DisplayedAlert alert;
+    alert.title = endless;
+    alert.texts = {endless, endless};
     alert.actions.resize(64, {endless, {}});
+    alert.options = {{endless, true}};
     for (const size_t columns : {size_t{0}, size_t{1}, size_t{25}, size_t{80}, size_t{100000}}) {
         const auto card = alertCard(alert, columns);
         EXPECT_LT(card.size(), 150u);

@@ -2,6 +2,7 @@
 #include "HostFixture.h"
 #include "RoadPrinter.h"
 #include "SettingsService.h"
+#include "support/FakeBus.h"
 
 namespace Host {
 namespace {
@@ -117,24 +118,24 @@ TEST_F(ConsoleViewerTest, ThePrinterKeepsTheOrderOfTheRoadAndStandsInForNoViewer
 
 TEST(BusConnectionTest, ALateCallbackIsTurnedAway) {
     static BrevantMessageFunction deliver;
-    static BrevantReplyFunction answer;
-    static void *messageContext, *replyContext;
-    static BrevantBusFunctions table = EmbeddedBus::busFunctions();
-    table.subscribe = [](BrevantBusHandle, void* context, BrevantMessageFunction function, const char16_t*) {
+    static void* context;
+    Support::FakeBus bus;
+    BrevantBusFunctions table = *bus.functions();
+    table.subscribe = [](BrevantBusHandle, void* its, BrevantMessageFunction function, const char16_t*) {
         deliver = function;
-        messageContext = context;
+        context = its;
         return uint32_t{1};
     };
-    table.request = [](BrevantBusHandle, uint64_t index, void* context, BrevantReplyFunction function,
-                       const MessageHeader* header, const char16_t* name, const char16_t*, const char16_t*,
-                       uint32_t) {
-        answer = function;
-        replyContext = context;
-        // Twice, from inside the request, and once without texts.
-        EXPECT_EQ(function(context, index, header, name, nullptr, nullptr, 0), MODULE_STATUS_SUCCESS);
-        EXPECT_EQ(function(context, index, nullptr, nullptr, nullptr, nullptr, 0), MODULE_STATUS_SUCCESS);
-        return uint32_t{0};
+    const auto answer = [](const Support::FakeBus::Sent& request, const char16_t* name) {
+        return request.replyFunction(request.replyContext, request.replyIndex, nullptr, name, nullptr,
+                                     nullptr, 0);
     };
+    // Twice, from inside the request.
+    bus.answer(u"r", [&](const Support::FakeBus::Sent& request) {
+        EXPECT_EQ(answer(request, u"r"), MODULE_STATUS_SUCCESS);
+        EXPECT_EQ(answer(request, nullptr), MODULE_STATUS_SUCCESS);
+        return std::nullopt;
+    });
     int calls = 0;
     {
         BusConnection connection(table, u"s");
@@ -143,11 +144,11 @@ TEST(BusConnectionTest, ALateCallbackIsTurnedAway) {
             EXPECT_EQ(message.payload, u"");
             throw 5;
         });
-        EXPECT_EQ(deliver(messageContext, nullptr, u"n", nullptr, nullptr), MODULE_STATUS_UNKNOWN_EXCEPTION);
+        EXPECT_EQ(deliver(context, nullptr, u"n", nullptr, nullptr), MODULE_STATUS_UNKNOWN_EXCEPTION);
         EXPECT_EQ(connection.request(u"r", u"", std::chrono::seconds(1)).message.name, u"r");
     }
-    EXPECT_EQ(deliver(messageContext, nullptr, u"n", u"", u""), MODULE_STATUS_SUCCESS);
-    EXPECT_EQ(answer(replyContext, 1, nullptr, u"r", u"", u"", 0), MODULE_STATUS_NOT_FOUND);
+    EXPECT_EQ(deliver(context, nullptr, u"n", u"", u""), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(answer(bus.requests().at(0), u"r"), MODULE_STATUS_NOT_FOUND);
     EXPECT_EQ(calls, 1);
 }
 

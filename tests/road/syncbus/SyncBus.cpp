@@ -38,6 +38,12 @@ uint32_t lastSubscription = 0;
 std::atomic<uint64_t> lastRequest{0};
 int openHandles = 0;
 
+template <class Map>
+typename Map::node_type take(Map& map, typename Map::key_type key) {
+    std::lock_guard lock(mutex);
+    return map.extract(key);
+}
+
 std::vector<Subscription> receivers(const std::u16string& name) {
     std::lock_guard lock(mutex);
     std::vector<Subscription> found;
@@ -67,16 +73,10 @@ uint32_t release(BrevantBusHandle) {
 uint32_t publish(BrevantBusHandle, const MessageHeader* header, const char16_t* name, const char16_t* sender,
                  const char16_t* payload) {
     if (header->flags & BREVANT_MESSAGE_REPLY) {
-        Request request;
-        {
-            std::lock_guard lock(mutex);
-            const uint64_t cookie = header->replyCookie;
-            auto found = requests.find(cookie);
-            if (found == requests.end())
-                return MODULE_STATUS_NOT_FOUND;
-            request = found->second;
-            requests.erase(found);
-        }
+        const auto taken = take(requests, header->replyCookie);
+        if (taken.empty())
+            return MODULE_STATUS_NOT_FOUND;
+        const Request& request = taken.mapped();
         return request.function(request.context, request.index, header, name, sender, payload, 0);
     }
     for (const Subscription& subscription : receivers(name))
@@ -99,12 +99,7 @@ uint32_t request(BrevantBusHandle handle, uint64_t index, void* context, Brevant
     }
     for (const Subscription& subscription : found)
         subscription.function(subscription.context, &sent, name, sender, payload);
-    bool unanswered;
-    {
-        std::lock_guard lock(mutex);
-        unanswered = requests.erase(cookie) != 0;
-    }
-    if (unanswered)
+    if (take(requests, cookie))
         function(context, index, nullptr, nullptr, nullptr, nullptr, MODULE_STATUS_TIMEOUT);
     return MODULE_STATUS_SUCCESS;
 }
@@ -119,15 +114,10 @@ uint32_t subscribe(BrevantBusHandle handle, void* context, BrevantMessageFunctio
 
 // Calls the subscription once more after it has ended, as a bus may that was just delivering to it.
 uint32_t unsubscribe(BrevantBusHandle, uint32_t id) {
-    Subscription late;
-    {
-        std::lock_guard lock(mutex);
-        auto found = subscriptions.find(id);
-        if (found == subscriptions.end())
-            return MODULE_STATUS_NOT_FOUND;
-        late = found->second;
-        subscriptions.erase(found);
-    }
+    const auto taken = take(subscriptions, id);
+    if (taken.empty())
+        return MODULE_STATUS_NOT_FOUND;
+    const Subscription& late = taken.mapped();
     MessageHeader header{};
     header.version = BREVANT_MESSAGE_VERSION;
     late.function(late.context, &header, u"Late", nullptr, nullptr);
