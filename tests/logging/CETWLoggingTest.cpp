@@ -6,7 +6,10 @@
 #include "logging/CDefaultLogBuilder.h"
 #include "logging/CLogging.h"
 #include "logging/ETWAppProperties.h"
+#include "logging/Log.h"
+#include "logging/ProcessLogger.h"
 #include "platform/Thread.h"
+#include "support/LogCapture.h"
 #include "support/PlatformFolder.h"
 
 namespace {
@@ -63,6 +66,7 @@ struct Session {
     Platform::TraceProvider::EnableCallback tell;
     Platform::Guid provider;
     bool refuses = false, registered = false;
+    uint32_t listens = 0;  // at that level to a provider as soon as it is registered; 0: not yet
     std::vector<std::vector<uint8_t>> payloads;
 
     CETWLogging::ProviderMaker maker() {
@@ -77,7 +81,12 @@ struct Session {
 
     struct Provider : Platform::TraceProvider {
         explicit Provider(Session& owner) : session(owner) {}
-        bool start() noexcept override { return session.registered = !session.refuses; }
+        bool start() noexcept override {
+            session.registered = !session.refuses;
+            if (session.registered && session.listens)
+                session.tell(true, session.listens);
+            return session.registered;
+        }
         void stop() noexcept override { session.registered = false; }
         uint32_t write(void* header) noexcept override {
             const auto* bytes = static_cast<const uint8_t*>(header);
@@ -99,7 +108,11 @@ protected:
     FakeRegistry registry_;
     Session session_;
     std::shared_ptr<CETWLogging> logger_ = CETWLogging::create(
-        {1, 2, 3, {}}, {42, u"p", u"h", u"g", u"l"}, registry_, []() noexcept { ++levelChanges; },
+        {1, 2, 3, {}}, {42, u"p", u"h", u"g", u"l"}, registry_,
+        []() noexcept {
+            ++levelChanges;
+            refreshEnabledLevels();
+        },
         session_.maker());
 };
 
@@ -119,17 +132,17 @@ TEST_F(EventLog, WritesOnlyWhileASessionListens) {
                                                       Platform::currentThreadId()));
 }
 
-TEST_F(EventLog, ForgetsTheSessionWhenItsUseEnds) {
+TEST_F(EventLog, IsRegisteredAndFollowsTheSessionOnlyWhileItIsInUse) {
+    session_.listens = 4;
     EXPECT_TRUE(session_.registered);
-    session_.tell(true, 4);
-    logger_->endUse();
-    EXPECT_FALSE(session_.registered);
-    EXPECT_EQ(levels(), 0u);
-    logger_->beginUse();
-    EXPECT_TRUE(session_.registered);
-    EXPECT_EQ(levels(), 0u);
-    session_.tell(true, 4);
-    EXPECT_EQ(levels(), 0b1111000u);
+    const LogCapture bringsTheLoggerBack;
+    replaceLogger(logger_);
+    for (const bool used : {false, true, false}) {
+        useLogger(used);
+        EXPECT_EQ(session_.registered, used);
+        EXPECT_EQ(levels(), used ? 0b1111000u : 0u);
+        EXPECT_EQ(isLogEnabled(4), used);
+    }
 }
 
 TEST_F(EventLog, AlwaysPassesInformationAndLetsTheRegistryOverrideTheSession) {
@@ -166,13 +179,20 @@ TEST(ETWAppProperties, DefaultsGiveWayToTheRegistry) {
                               u"{5F83B2C4-61DA-11E0-9E37-0800200C4D58}",
                               u"Global\\Corvane.{A41F7E92-6C3B-48d1-9E5A-0B7C2D8F4E16}"}));
 
-    const std::u16string guid = u"{00000001-0002-0003-0405-060708090A0B}";
     registry.keys[loggingPath] = {{u"Log Path", u"l"}, {u"ETL Path", u"e"}};
-    registry.keys[loggingPath + u"\\Session"] = {{u"Session ID Guid", u"no guid"}, {u"Session Name", u"s"}};
-    registry.keys[loggingPath + u"\\Provider"] = {{u"Provider Guid", guid}};
+    registry.keys[loggingPath + u"\\Session"] = {{u"Session Name", u"s"}};
+    registry.keys[loggingPath + u"\\Provider"] = {
+        {u"Provider Guid", u"{7c2e5a10-3B9F-11e0-A4D2-0800200c1b77}"}};
     registry.keys[loggingPath + u"\\Controller"] = {{u"Controller Path", u"c"}, {u"Owner Mutex Name", u"m"}};
     EXPECT_EQ(texts(), (Texts{u"l", u"e\\cvlogs.etl", u"s", u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77}", u"c",
-                              guid, u"m"}));
+                              u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77}", u"m"}));
+
+    for (const char16_t* wrong :
+         {u"", u"(7C2E5A10-3B9F-11E0-A4D2-0800200C1B77)", u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B7}",
+          u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B7G}", u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77} "}) {
+        registry.keys[loggingPath + u"\\Provider"] = {{u"Provider Guid", wrong}};
+        EXPECT_EQ(texts()[5], u"{5F83B2C4-61DA-11E0-9E37-0800200C4D58}") << testing::PrintToString(wrong);
+    }
 }
 
 TEST(CDefaultLogBuilder, BuildsWhatTheIdentityOrElseTheRegistryAsksForAndFilesWhereThereAreNoEvents) {

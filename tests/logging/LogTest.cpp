@@ -30,24 +30,28 @@ TEST(Log, CarriesSourceFunctionAndLineToTheLogger) {
     EXPECT_EQ(last.line, line);
 }
 
-// Writes down what it is given, from a level on.
-struct Threshold : CLoggingIf_ex {
-    uint32_t enabledLevels() const noexcept override { return ~0u << lowest; }
+// Writes down what it is given, from a level on, while it is in use.
+struct Scripted : CLoggingIf_ex {
+    uint32_t enabledLevels() const noexcept override { return used ? ~0u << lowest : 0; }
     size_t maximumMessageLength() const noexcept override { return 5; }
     void write(const LogRecord& record) noexcept override {
         Platform::setLastError(99);
         messages.emplace_back(record.message);
     }
     void configurationChanged(const LoggingConfig& config) noexcept override { lowest = *config.severity; }
+    void beginUse() noexcept override { used = true; }
+    void endUse() noexcept override { used = false; }
 
+    bool used = true;
     uint32_t lowest = 3;
     std::vector<std::u16string> messages;
 };
 
 TEST(Log, EvaluatesNothingForALevelThatIsOffCutsWhatItFormatsAndKeepsTheLastError) {
     const LogCapture bringsTheLoggerBack;
-    const auto logger = std::make_shared<Threshold>();
+    const auto logger = std::make_shared<Scripted>();
     internal::replaceLogger(logger);
+    internal::useLogger(true);
     Platform::setLastError(5);
     int evaluated = 0;
     LOG_FORMATTED(2, u"f", u"%d", ++evaluated);
@@ -62,23 +66,12 @@ TEST(Log, EvaluatesNothingForALevelThatIsOffCutsWhatItFormatsAndKeepsTheLastErro
     internal::configureLogger({.enable = std::nullopt, .severity = 2});
     EXPECT_TRUE(isLogEnabled(2));
     EXPECT_FALSE(isLogEnabled(1));
+    internal::useLogger(false);
 }
-
-// Enables what is logged while it is in use.
-struct Used : CLoggingIf_ex {
-    uint32_t enabledLevels() const noexcept override { return used ? ~0u : 0; }
-    size_t maximumMessageLength() const noexcept override { return 5; }
-    void write(const LogRecord&) noexcept override {}
-    void configurationChanged(const LoggingConfig&) noexcept override {}
-    void beginUse() noexcept override { used = true; }
-    void endUse() noexcept override { used = false; }
-
-    bool used = true;
-};
 
 TEST(Log, IsInUseFromTheFirstModuleToTheLast) {
     const LogCapture bringsTheLoggerBack;
-    const auto first = std::make_shared<Used>(), second = std::make_shared<Used>();
+    const auto first = std::make_shared<Scripted>(), second = std::make_shared<Scripted>();
     second->used = false;
     internal::replaceLogger(first);
     EXPECT_FALSE(isLogEnabled(4)) << "built before any module, it is in no use";
