@@ -4,7 +4,6 @@
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
@@ -38,9 +37,7 @@ protected:
         }
     }
     bool timed() const {
-        return std::ranges::any_of(log.records(), [](const LogCapture::Record& record) {
-            return record.message.starts_with(u"M12NPerfTimer|MessageBusLib::MessageBusLib|");
-        });
+        return log.records().back().message.starts_with(u"M12NPerfTimer|MessageBusLib::MessageBusLib|");
     }
 
     FakeBus bus;
@@ -87,6 +84,7 @@ TEST_F(MessageBusLibTest, FailsWithoutTableHandleOrLibrary) {
     lying.acquireHandle = [](BrevantBusHandle*) { return MODULE_STATUS_SUCCESS; };
     table = &lying;
     EXPECT_EQ(constructionFailure(), "Invalid message bus handle");
+    EXPECT_TRUE(log.has(4, u"Invalid message bus handle. Throwing ModuleException."));
     EXPECT_EQ(bus.callCount("releaseHandle"), 0u);
 }
 
