@@ -25,14 +25,6 @@ struct FakeSystem : Ferrow::internal::OSInfoProxy {
     bool wow64 = false;
 };
 
-struct FakeRegistry : Tavix::RegistryAPI {
-    std::u16string readText(std::u16string_view key, std::u16string_view name) override {
-        return key == u"SOFTWARE\\CORVANE\\OSTREL" && name == wanted ? value : std::u16string();
-    }
-    std::u16string wanted = u"Install Dir";
-    std::u16string value = u"I:\\Ostrel";
-};
-
 class PathMacrosTest : public testing::Test {
 protected:
     std::u16string expanded(std::u16string path) {
@@ -46,8 +38,7 @@ protected:
 
     std::shared_ptr<FakeFolders> folders = std::make_shared<FakeFolders>();
     std::shared_ptr<FakeSystem> system = std::make_shared<FakeSystem>();
-    std::shared_ptr<FakeRegistry> registry = std::make_shared<FakeRegistry>();
-    Tavix::PathHelpers helpers{folders, system, registry};
+    Tavix::PathHelpers helpers{folders, system};
     Ferrow::CommonReplacements common{folders, system};
 };
 
@@ -71,40 +62,32 @@ TEST_F(PathMacrosTest, FindsMacrosAnywhereAndInsideWhatIsNone) {
         EXPECT_EQ(expanded(path), expected);
 }
 
-TEST_F(PathMacrosTest, TellsPlatformInstallFolderAndKnownFolders) {
+TEST_F(PathMacrosTest, TellsThePlatform) {
     const std::u16string names[] = {u"win32", u"x64", u"PlatformUnknown", u"$(OS.Platform)"};
     for (system->kind = 0; system->kind < 4; ++system->kind)
         EXPECT_EQ(expanded(u"$(OS.Platform)"), names[system->kind]);
-
-    EXPECT_EQ(replaced(u"$(Ostrel.InstallDir)\\x"), u"$(Ostrel.InstallDir)\\x");
-    // Read anew each time, and not expanded again.
-    for (const std::u16string value : {u"$(OS.Platform)", u"J:"}) {
-        registry->value = value;
-        EXPECT_EQ(expanded(u"$(Ostrel.InstallDir)OS.Platform)"), value + u"OS.Platform)");
-    }
-    system->wow64 = true;
-    EXPECT_EQ(expanded(u"$(Ostrel.InstallDir)"), u"$(Ostrel.InstallDir)");
-    registry->wanted = u"Install Dir32";
-    EXPECT_EQ(expanded(u"$(Ostrel.InstallDir)"), u"J:");
 }
 
-TEST(PathMacrosOfThisMachineTest, FollowTheInstallFolderInTheRegistry) {
+// Reads it anew each time, and does not expand it again.
+TEST_F(PathMacrosTest, FollowsTheInstallFolderInTheRegistry) {
     Support::PlatformFolder machine;
     if (!machine.isOwnMachine())
         GTEST_SKIP() << machine.notOwnMachine;
-    Tavix::PathHelpers helpers;
-    const auto expanded = [&](const std::string& values) {
+    const std::u16string path = u"$(Ostrel.InstallDir)OS.Platform)";
+    const auto with = [&](const std::string& values) {
         machine.writeKey("CORVANE\\OSTREL", values);
-        std::u16string path = u"$(Ostrel.InstallDir)\\x";
-        helpers.resolvePath(path);
-        return path;
+        return expanded(path);
     };
+    const std::string both = "\"Install Dir\"=\"$(OS.Platform)\"\n\"Install Dir32\"=\"C:\\\\x86\"\n";
+    EXPECT_EQ(with(both), u"$(OS.Platform)OS.Platform)");
+    system->wow64 = true;
+    EXPECT_EQ(with(both), u"C:\\x86OS.Platform)");
+    system->wow64 = false;
     const std::string longest(259, 'i');
-    EXPECT_EQ(expanded("\"Install Dir\"=\"C:\\\\Ostrel\"\n\"Install Dir32\"=\"C:\\\\x86\"\n"),
-              u"C:\\Ostrel\\x");
-    EXPECT_EQ(expanded("\"Install Dir\"=\"" + longest + "\"\n"), std::u16string(259, u'i') + u"\\x");
-    EXPECT_EQ(expanded("\"Install Dir\"=\"" + longest + "i\"\n"), u"$(Ostrel.InstallDir)\\x");
-    EXPECT_EQ(expanded("\"Install Dir\"=dword:00000001\n"), u"$(Ostrel.InstallDir)\\x");
+    EXPECT_EQ(with("\"Install Dir\"=\"" + longest + "\"\n"), std::u16string(259, u'i') + u"OS.Platform)");
+    for (const std::string unread : {"\"" + longest + "i\"", std::string("dword:00000001")})
+        EXPECT_EQ(with("\"Install Dir\"=" + unread + "\n"), path);
+    EXPECT_EQ(replaced(path), path);
 }
 
 TEST_F(PathMacrosTest, AsksTheCallersReplacementsFirst) {

@@ -197,7 +197,7 @@ TEST_F(SharedLibraryTest, SharesALoadedLibraryAndReportsAFailedFree) {
     EXPECT_TRUE(log.has(4, u"Failed to free library: Some.dll."));
 }
 
-// Copies of the sample library, and what the machine's registry says about it.
+// Copies of a library with the four exports, and what the machine's registry says about it.
 class RealLibraryTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -205,7 +205,7 @@ protected:
             GTEST_SKIP() << folder.notOwnMachine;
     }
     std::filesystem::path copy(const std::string& name) const {
-        std::filesystem::copy_file(Platform::nativePath(beside(u"library_sample.dll")), folder.path() / name);
+        std::filesystem::copy_file(Platform::nativePath(beside(u"MessageBus.dll")), folder.path() / name);
         return folder.path() / name;
     }
     bool loads(const std::filesystem::path& library) {
