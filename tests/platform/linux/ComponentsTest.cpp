@@ -93,11 +93,6 @@ TEST_F(Components, KeepTheLibraryThatTheRegistryNamesLoadedForAsLongAsTheyLive) 
         EXPECT_TRUE(libraryLoaded());
         const ComponentThread thread;
         auto* sink = static_cast<ILegacyEventSink*>(object);
-        char16_t *text = allocateComponentText(std::u16string_view(u"a\0b", 3)),
-                 *none = allocateComponentText({});
-        EXPECT_EQ(sink->functions->SubmitEvent(sink, none, text, none), 3);
-        freeComponentText(text);
-        freeComponentText(none);
         sink->functions->Release(sink);
     }
     freeComponentText(nullptr);

@@ -9,10 +9,7 @@
 #include <evntrace.h>
 
 #include "platform/NamedMutex.h"
-#include "platform/Registry.h"
-#include "platform/Thread.h"
 #include "platform/TraceProvider.h"
-#include "support/ProcessCounts.h"
 
 using namespace Platform;
 using namespace std::chrono_literals;
@@ -25,24 +22,6 @@ TEST(KernelObjects, AMutexWhoseOwnerDiedIsAcquired) {
     std::thread([&] { EXPECT_TRUE(mutex->acquire(0ms)); }).join();
     EXPECT_TRUE(mutex->acquire(0ms));
     mutex->release();
-}
-
-TEST(KernelObjects, AreAllClosedByTheirOwners) {
-    const auto live = [] {
-        const auto watch = RegistryWatch::create(u"SOFTWARE\\CORVANE\\No\\Such\\Key");
-        Thread waiting([&] { EXPECT_FALSE(watch->wait()); });
-        const auto provider = TraceProvider::create({1, 2, 3, {}}, {1, 2, 4, {}}, nullptr);
-        EXPECT_TRUE(provider->start());
-        const auto mutex = NamedMutex::create(u"Corvane.life");
-        watch->cancel();
-        waiting.join();
-    };
-    live();
-    const auto before = Support::ProcessCounts::now();
-    for (int life = 0; life < 50; ++life)
-        live();
-    EXPECT_TRUE(Support::ProcessCounts::comesDownTo(before))
-        << before << ", then " << Support::ProcessCounts::now();
 }
 
 // A trace session of the test's own, if the system has sessions at all.

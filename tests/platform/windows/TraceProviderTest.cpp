@@ -6,13 +6,7 @@
 #include <wmistr.h>
 
 #include "TraceCalls.h"
-#include "logging/CETWLogging.h"
-#include "logging/FakeRegistry.h"
-#include "logging/Log.h"
-#include "logging/ProcessLogger.h"
 #include "logging/TraceEvent.h"
-#include "platform/Thread.h"
-#include "support/LogCapture.h"
 
 using namespace Platform;
 
@@ -20,7 +14,6 @@ namespace {
 
 constexpr Guid providerId{1, 2, 3, {}}, classId{1, 2, 4, {}};
 constexpr TRACEHANDLE noSession = ~TRACEHANDLE(0);
-constexpr std::u16string_view logSource = u"s";
 
 // The tracing of a system that has sessions, whose level is the lowest byte of their handle.
 class Tracing : public testing::Test {
@@ -138,38 +131,6 @@ TEST_F(Tracing, WaitsForACallbackThatRunsWhenTheRegistrationEnds) {
     provider->stop();
     EXPECT_EQ(endedMeanwhile, std::future_status::timeout);
     EXPECT_EQ(ended.size(), 1u);
-}
-
-TEST_F(Tracing, CarriesTheLogWhileItIsInUse) {
-    const FakeRegistry registry;
-    const ETWLogging::internal::TraceIdentity identity{42, u"p", u"h", u"g", u"l"};
-    const auto makeLogger = [&] {
-        return ETWLogging::CETWLogging::create(
-            providerId, identity, registry, ETWLogging::internal::refreshEnabledLevels,
-            [](const Guid& id, const Guid& eventClass, TraceProvider::EnableCallback callback) {
-                return createTraceProvider(id, eventClass, std::move(callback), calls());
-            });
-    };
-    constexpr uint32_t line = __LINE__ + 1;
-    const auto log = [] { LOG_MESSAGE(4, u"f", u"m"); };
-    const LogCapture bringsTheLoggerBack;
-    refusal = ERROR_ACCESS_DENIED;
-    EXPECT_EQ(makeLogger(), nullptr);
-    refusal = ERROR_SUCCESS;
-    session = 0x704;
-    ETWLogging::internal::replaceLogger(makeLogger());
-    EXPECT_EQ(ended, std::vector<int>{2}) << "nobody uses the log yet";
-    for (const bool used : {false, true, false}) {
-        ETWLogging::internal::useLogger(used);
-        EXPECT_EQ(ETWLogging::isLogEnabled(4), used);
-        EXPECT_FALSE(ETWLogging::isLogEnabled(2));
-        log();
-    }
-    EXPECT_EQ(ended, (std::vector<int>{2, 3}));
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0], (Event{0x704, 4,
-                                ETWLogging::internal::traceEventPayload(identity, {4, u"s", u"f", line, u"m"},
-                                                                        currentThreadId())}));
 }
 
 }  // namespace
