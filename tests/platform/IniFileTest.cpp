@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/Files.h"
-#include "platform/IniFile.h"
 #include "platform/IniText.h"
-#include "support/PlatformFolder.h"
 #include "text/Utf.h"
 
 using namespace Platform;
@@ -64,20 +61,6 @@ TEST(IniTexts, GiveBackEveryValueThatTheyAccept) {
     EXPECT_FALSE(withIniValue("", u"S", u"k", u"a\nb=c") || withIniValue("", u"S]\r\n", u"k", u"v"));
     for (const std::u16string_view key : {u"k=", u"[k", u""})
         EXPECT_FALSE(withIniValue("", u"S", key, u"v"));
-}
-
-TEST(IniFilesOnDisk, AreCreatedWithTheirFoldersAndKeepWhatIsTooLarge) {
-    const Support::PlatformFolder folder;
-    const IniFiles& files = IniFiles::protectedReader();
-    const std::u16string file = folder.portable() + u"\\a\\b\\log.ini";
-    ASSERT_TRUE(files.write(file, u"Config", u"Enable", u"1"));
-    EXPECT_EQ(files.read(file, u"Config", u"Enable"), u"1");
-
-    const std::string large = "[Config]\nEnable=1\n;" + std::string(2 << 20, 'x');
-    ASSERT_TRUE(writeFileAtomically(file, large));
-    EXPECT_FALSE(files.read(file, u"Config", u"Enable"));
-    EXPECT_FALSE(files.write(file, u"Config", u"Enable", u"2"));
-    EXPECT_EQ(readFile(file), large);
 }
 
 }  // namespace
