@@ -152,6 +152,8 @@ TEST_F(BrevantImplTest, HandlesLaterWhatTheBusDeliversOnAThreadThatHoldsASession
     waitForLog(3, allHandled, 2);
     expectShownAndDismiss(u"1");
 
+    // The next alert shall find the session gone.
+    waitForLog(3, u"Clearing alert session after logout. Session id: 1.");
     screen->whenShown = nullptr;
     viewer->whenDismissed = everyRequest;
     EXPECT_EQ(show(u"1z"), done);
