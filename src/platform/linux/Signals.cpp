@@ -23,11 +23,13 @@ std::atomic<bool> alreadyAsked{false};
 void onSignal(int number) {
     const int error = errno;
     // A user who asks twice, by whichever signals, wants the process gone: the system's own answer to this
-    // one is back in force by now.
-    if (alreadyAsked.exchange(true))
-        raise(number);
-    else if (write(handlerPipe.load(), &asked, 1) < 0)
+    // one is back in force by now. A terminal that closes may tell so more than once.
+    if (alreadyAsked.exchange(true)) {
+        if (number != SIGHUP)
+            raise(number);
+    } else if (write(handlerPipe.load(), &asked, 1) < 0) {
         alreadyAsked = false;
+    }
     errno = error;
 }
 
@@ -42,12 +44,13 @@ struct Signals::State {
         alreadyAsked = false;
         struct sigaction action {};
         action.sa_handler = onSignal;
-        action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
         for (size_t at = 0; at < std::size(endSignals); ++at) {
             sigaction(endSignals[at], nullptr, &before[at]);
             // A script ignores the others for its background jobs, which are to end when asked all the same;
             // the closing of the terminal is ignored for those that are to go on.
-            if (endSignals[at] != SIGHUP || before[at].sa_handler != SIG_IGN)
+            const bool hangUp = endSignals[at] == SIGHUP;
+            action.sa_flags = SA_RESTART | (hangUp ? 0 : static_cast<int>(SA_RESETHAND));
+            if (!hangUp || before[at].sa_handler != SIG_IGN)
                 sigaction(endSignals[at], &action, nullptr);
         }
         watcher = Thread([this] { watch(); });

@@ -18,7 +18,7 @@ TEST(SignalsDeathTest, CallBackOnceAndLetASecondRequestOfEitherKindEndTheProcess
     EXPECT_EXIT(twice(), testing::KilledBySignal(SIGTERM), "");
 }
 
-TEST(SignalsDeathTest, LeaveTheClosingOfTheTerminalIgnoredWhereItIs) {
+TEST(SignalsDeathTest, TakeTheClosingOfTheTerminalUnlessItIsIgnored) {
     const auto hangUp = [] {
         constexpr int calledThough = 3;
         std::signal(SIGHUP, SIG_IGN);
@@ -27,9 +27,13 @@ TEST(SignalsDeathTest, LeaveTheClosingOfTheTerminalIgnoredWhereItIs) {
             raise(SIGHUP);
         }
         std::signal(SIGHUP, SIG_DFL);
-        const Platform::Signals signals([] { _exit(0); });
+        const Platform::Signals signals([] {
+            raise(SIGHUP);  // once more, which is not to end the process
+            _exit(0);
+        });
         raise(SIGHUP);
-        pause();
+        while (true)
+            pause();
     };
     EXPECT_EXIT(hangUp(), testing::ExitedWithCode(0), "");
 }
