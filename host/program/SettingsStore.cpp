@@ -27,16 +27,20 @@ std::u16string fileMutexName(const std::u16string& path) {
 class FileLock {
 public:
     explicit FileLock(Platform::NamedMutex* mutex)
-        : mutex_(mutex && mutex->acquire(fileMutexWait) ? mutex : nullptr) {}
+        : mutex_(mutex), held_(!mutex || mutex->acquire(fileMutexWait)) {}
     ~FileLock() {
-        if (mutex_)
+        if (mutex_ && held_)
             mutex_->release();
     }
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
 
+    // False while another process holds on to it. Without a mutex of the system it need not be.
+    bool isHeld() const noexcept { return held_; }
+
 private:
-    Platform::NamedMutex* mutex_;
+    Platform::NamedMutex* const mutex_;
+    const bool held_;
 };
 
 bool isWellFormed(const std::u16string& text) {
@@ -64,7 +68,10 @@ std::u16string SettingsStore::open() {
     Platform::MutexLock commitLock(commitMutex_);
     const FileLock fileLock(fileMutex_.get());
     Properties properties;
-    const Reading reading = readKept(properties.kept);
+    Reading reading = readKept(properties.kept);
+    // What is damaged is not moved away while another host may be about to write it.
+    if (reading == Reading::damaged && !fileLock.isHeld())
+        reading = Reading::unreadable;
     {
         Platform::MutexLock lock(mutex_);
         properties_ = std::move(properties);
@@ -171,12 +178,14 @@ std::vector<Property> SettingsStore::Properties::withPrefix(std::u16string_view 
 void SettingsStore::Properties::set(const Property& property) {
     const auto& [name, value, isVolatile] = property;
     if (isVolatile) {
-        // What is kept under a name that is volatile already is another host's.
-        if (passing.insert_or_assign(name, value).second && kept.erase(name) != 0)
+        const bool replaces = keptNow.erase(name) != 0 || (!passing.contains(name) && known->contains(name));
+        passing.insert_or_assign(name, value);
+        if (replaces && kept.erase(name) != 0)
             changesKept = true;
         return;
     }
     changesKept = true;
+    keptNow.insert(name);
     kept.insert_or_assign(name, value);
     passing.erase(name);
 }
@@ -203,15 +212,21 @@ SettingsStore::Properties SettingsStore::copy() const {
 
 bool SettingsStore::commit(const std::function<void(Properties&)>& change, bool looksAtFile) {
     const Properties before = copy();
-    Properties next = before;
-    change(next);
-    if ((next.changesKept || looksAtFile) && !commitToFile(change, before, next)) {
+    const auto startFrom = [&](const Properties& properties) {
+        Properties changed = properties;
+        changed.known = &before.kept;
+        change(changed);
+        return changed;
+    };
+    Properties next = startFrom(before);
+    if ((next.changesKept || looksAtFile) && !commitToFile(startFrom, before, next)) {
         if (next.changesKept)
             return false;
         // Once more, for what the change has noted about the file's properties.
-        next = before;
-        change(next);
+        next = startFrom(before);
     }
+    next.known = nullptr;
+    next.keptNow.clear();
     next.changesKept = false;
     Platform::MutexLock lock(mutex_);
     std::swap(properties_, next);
@@ -219,17 +234,18 @@ bool SettingsStore::commit(const std::function<void(Properties&)>& change, bool 
 }
 
 // Leaves the result as it is when the file cannot be used.
-bool SettingsStore::commitToFile(const std::function<void(Properties&)>& change, const Properties& before,
-                                 Properties& result) {
+bool SettingsStore::commitToFile(const std::function<Properties(const Properties&)>& changed,
+                                 const Properties& before, Properties& result) {
     if (!writable_)
         return false;
     const FileLock fileLock(fileMutex_.get());
+    if (!fileLock.isHeld())
+        return false;
     Properties current = before;
     const Reading reading = readKept(current.kept);
     if (reading != Reading::good && reading != Reading::missing)
         return false;
-    Properties next = current;
-    change(next);
+    Properties next = changed(current);
     if (next.kept != current.kept) {
         if (const std::u16string folder = folderOf(path_); !folder.empty())
             Platform::createFolders(folder);

@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -64,11 +65,17 @@ private:
     struct Properties {
         Values kept;  // as in the file
         Values passing;
+        // While they are changed: what was kept before as far as this host knows, what it keeps now, and
+        // whether what is kept changes.
+        const Values* known = nullptr;
+        std::set<std::u16string, std::less<>> keptNow;
         bool changesKept = false;
 
         const std::u16string* find(std::u16string_view name) const;
         // In the order of their names.
         std::vector<Property> withPrefix(std::u16string_view prefix) const;
+        // A volatile property takes the place of a kept one that this host knows, and only hides one that
+        // another has kept meanwhile.
         void set(const Property& property);
         bool erase(const std::u16string& name);
         size_t units() const;
@@ -80,7 +87,7 @@ private:
     // looks there first.
     bool commit(const std::function<void(Properties&)>& change, bool looksAtFile = false)
         REQUIRES(commitMutex_);
-    bool commitToFile(const std::function<void(Properties&)>& change, const Properties& before,
+    bool commitToFile(const std::function<Properties(const Properties&)>& changed, const Properties& before,
                       Properties& result) REQUIRES(commitMutex_);
     void noteChangesOfOthers(const Properties& before, const Properties& now) REQUIRES(commitMutex_);
     Properties copy() const;

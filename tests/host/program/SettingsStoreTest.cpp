@@ -113,6 +113,11 @@ TEST_F(SettingsStoreTest, WhatIsVolatileHidesWhatAnotherHostKeepsAndLeavesItInTh
     EXPECT_EQ(first.set({{u"x", u"volatile again", true}}), std::vector{true});
     EXPECT_EQ(afterRestart(u"x"), u"again");
     second.set({{u"new/1", u"1"}, {u"new/2", u"2"}});
+    SettingsStore third(path);
+    EXPECT_EQ(third.set({{u"x", u"3", true}, {u"third", u"1"}, {u"third", u"2", true}}),
+              (std::vector{true, true, true}));
+    EXPECT_EQ(afterRestart(u"x"), u"again") << "unknown to the third when it was set";
+    EXPECT_EQ(afterRestart(u"third"), std::nullopt);
     EXPECT_EQ(first.remove({u"x", u"new/1"}), (std::vector{true, true}));
     EXPECT_EQ(afterRestart(u"x"), std::nullopt) << "gone in both places";
     EXPECT_EQ(first.removePrefix(u"new/"), Lines{u"new/2"});
