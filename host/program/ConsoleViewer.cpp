@@ -28,12 +28,11 @@ std::u16string outcome(const std::u16string& alert, const std::u16string& word,
 ConsoleViewer::ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay& display,
                              ChoiceObserver onChoice)
     : display_(display), onChoice_(std::move(onChoice)), connection_(functions, u"ConsoleViewer") {
-    const std::u16string topic = literalPattern(std::u16string(u"Brevant.Viewer.") + id + u".");
-    const bool subscribed = connection_.subscribePattern(topic + u"Show\\..+", [this](const BusMessage& m) {
-        return onShow(m);
-    }) && connection_.subscribePattern(topic + u"Delete\\..+", [this](const BusMessage& m) {
-        return onDelete(m);
-    });
+    const std::u16string beginning = literalPattern(topic());
+    const bool subscribed = connection_.subscribePattern(beginning + u"Show\\..+",
+                                                         [this](const BusMessage& m) { return onShow(m); }) &&
+                            connection_.subscribePattern(beginning + u"Delete\\..+",
+                                                         [this](const BusMessage& m) { return onDelete(m); });
     if (!subscribed)
         throw HostError("the message bus refuses the viewer's subscriptions");
     thread_ = Platform::Thread([this] { run(); });
@@ -172,8 +171,7 @@ void ConsoleViewer::present(const Item& item) {
 
 void ConsoleViewer::publishAll(const std::vector<DisplayedAlert::Message>& messages) {
     for (const DisplayedAlert::Message& message : messages) {
-        connection_.publish(message.name, message.payload);
-        if (onChoice_)
+        if (connection_.publish(message.name, message.payload) == MODULE_STATUS_SUCCESS && onChoice_)
             onChoice_(message.name);
     }
 }

@@ -13,6 +13,7 @@ namespace {
 constexpr const char16_t* moduleFile = HOST_MODULE_FILE;
 constexpr const char16_t* busFile = u"MessageBus.dll";
 constexpr const char16_t* pluginFile = HOST_PLUGIN_FILE;
+constexpr auto registrationPatience = std::chrono::seconds(10);
 constexpr auto roadPatience = std::chrono::seconds(3);
 
 }  // namespace
@@ -26,8 +27,8 @@ Host::Host(SettingsStore& store, Console& console, AlertDisplay& display, bool h
       handsOverBus_(handsOverBus),
       bus_(besideProgram(busFile)),
       settings_(bus_.functions(), store),
-      road_(bus_.functions(), console, ConsoleViewer::id),
-      viewer_(bus_.functions(), display, [this](const auto& choice) { road_.print(choice); }),
+      road_(bus_.functions(), console, ConsoleViewer::topic()),
+      viewer_(bus_.functions(), display, [this](const auto& choice) { road_.printOther(choice); }),
       sessionsBus_(bus_.functions(), u"SystemMonitor"),
       product_(bus_.functions()) {
     module_.emplace(besideProgram(moduleFile), logGroup);
@@ -38,6 +39,9 @@ Host::Host(SettingsStore& store, Console& console, AlertDisplay& display, bool h
     // Once the module runs, so that it hears of the viewer as of any that comes later.
     if (!viewer_.registerViewer())
         throw HostError("the settings manager refuses the viewer's registration");
+    // An alert that came before the broker knows its viewer would be suppressed.
+    if (!road_.waitFor(ConsoleViewer::topic() + u"Registered", registrationPatience))
+        console_.error(u"the broker does not take notice of the viewer");
     sessions_.emplace(Platform::enumerateUserSessions,
                       [this](const auto& name, const auto& payload) { sessionsBus_.publish(name, payload); });
     sessions_->start();
@@ -61,7 +65,8 @@ std::u16string Host::waitingReason(uint32_t session) {
         return u"the user sessions cannot be listed, and the alert waits until they can be";
     const auto active =
         std::ranges::find(sessions, Platform::UserSessionState::active, &Platform::UserSession::state);
-    if (active == sessions.end())
+    // Session 0 is no user's.
+    if (active == sessions.end() || active->id == 0)
         return u"no user session is active, and the alert waits until one is";
     return session == 0 || session == active->id
                ? std::u16string()
@@ -80,6 +85,8 @@ bool Host::play(const AlertFile& alert) {
         return false;
     }
     const Product::Outcome outcome = product_.show(alert, *instance);
+    if (outcome == Product::Outcome::dismissed || outcome == Product::Outcome::failed)
+        road_.waitFor(u"Brevant.Alert." + alert.id() + u".Queued." + *instance, roadPatience);
     if (const std::u16string message = product_.outcomeMessage(); !message.empty())
         road_.waitFor(message, roadPatience);
     const std::u16string name = u"alert \"" + alert.id() + u"\", instance " + *instance + u": ";

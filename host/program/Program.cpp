@@ -60,9 +60,12 @@ std::u16string logFolder() {
 }
 
 bool canWriteIn(const std::u16string& folder) {
-    const std::u16string probe = folder + u"\\probe.tmp";
-    return Platform::createFolders(folder) && Platform::appendToFile(probe, {}) &&
-           Platform::removeFile(probe);
+    const std::u16string probe =
+        folder + u"\\probe-" + Ferrow::decimal(Platform::currentProcessId()) + u".tmp";
+    if (!Platform::createFolders(folder) || !Platform::appendToFile(probe, {}))
+        return false;
+    Platform::removeFile(probe);
+    return true;
 }
 
 bool concerns(const std::u16string& event, const std::vector<AlertFile>& alerts) {
@@ -182,9 +185,11 @@ int Program::runHost(const CommandLine& commandLine) {
         end.attach(nullptr);
         host.shutDown();
     }
-    report(console_, u"Log:", logs.newLines(mostReportLines));
-    if (!canWriteIn(logFolder()))
-        console_.error(u"no log is written: nothing can be created in \"" + shownPath(logFolder()) + u"\"");
+    const std::vector<std::u16string> logged = logs.newLines(mostReportLines);
+    report(console_, u"Log:", logged);
+    if (logged.empty() && !canWriteIn(logFolder()))
+        console_.error(u"no log file is written: nothing can be created in \"" + shownPath(logFolder()) +
+                       u"\"");
     if (!alerts.empty()) {
         std::vector<std::u16string> caused = events.newLines(mostReportLines);
         std::erase_if(caused, [&](const std::u16string& event) { return !concerns(event, alerts); });

@@ -12,17 +12,18 @@ namespace {
 constexpr size_t nameColumns = 200;
 constexpr auto causePatience = std::chrono::seconds(2);
 constexpr std::u16string_view responseEnding = u".Response";
+constexpr const char16_t* alertTopic = u"Brevant.Alert.";
 constexpr std::u16string_view showTopic = u"Brevant.Alert.Show.";
 constexpr std::u16string_view idRequest = u"Brevant.Alert.GetId";
 constexpr std::u16string_view idAnswer = u"Brevant.Alert.GetId.Response";
 
 }  // namespace
 
-RoadPrinter::RoadPrinter(const BrevantBusFunctions& functions, Console& console, const std::u16string& viewer)
-    : console_(console),
-      viewerTopic_(u"Brevant.Viewer." + viewer + u"."),
-      connection_(functions, u"RoadPrinter") {
-    const std::u16string pattern = u"(Brevant\\.Alert\\.|" + literalPattern(viewerTopic_) + u").+";
+RoadPrinter::RoadPrinter(const BrevantBusFunctions& functions, Console& console,
+                         const std::u16string& viewerTopic)
+    : console_(console), viewerTopic_(viewerTopic), connection_(functions, u"RoadPrinter") {
+    const std::u16string pattern =
+        u"(" + literalPattern(alertTopic) + u"|" + literalPattern(viewerTopic_) + u").+";
     if (!connection_.subscribePattern(pattern,
                                       [this](const BusMessage& message) { return onMessage(message); }))
         throw HostError("the message bus refuses the printer's subscription");
@@ -42,6 +43,8 @@ std::u16string RoadPrinter::causeOf(const std::u16string& name) const {
     if (word == name.npos)
         return {};
     const std::u16string_view status = std::u16string_view(name).substr(word, instance - word);
+    if (name.starts_with(viewerTopic_ + u"Show"))
+        return u".Queued" + name.substr(instance);
     if (status == u".Queued" || status == u".Suppressed")
         return std::u16string(showTopic) + name.substr(instance + 1);
     return status == u".Shown" ? viewerTopic_ + u"Show" + name.substr(instance) : std::u16string();
@@ -55,6 +58,11 @@ uint32_t RoadPrinter::onMessage(const BusMessage& message) {
     return MODULE_STATUS_NO_SUBSCRIBERS;
 }
 
+void RoadPrinter::printOther(const std::u16string& name) {
+    if (!name.starts_with(alertTopic) && !name.starts_with(viewerTopic_))
+        print(name);
+}
+
 void RoadPrinter::print(const std::u16string& name) {
     console_.line(u"  bus  " + shortened(harmless(name), nameColumns));
     Platform::MutexLock lock(mutex_);
@@ -65,7 +73,10 @@ void RoadPrinter::print(const std::u16string& name) {
 }
 
 bool RoadPrinter::hasPrinted(std::u16string_view name) const {
-    return std::find(printed_.begin(), printed_.end(), name) != printed_.end();
+    const bool isEnding = name.starts_with(u'.');
+    return std::ranges::any_of(printed_, [&](const std::u16string& printed) {
+        return isEnding ? printed.ends_with(name) : printed == name;
+    });
 }
 
 bool RoadPrinter::waitFor(const std::u16string& name, std::chrono::milliseconds timeout) {

@@ -19,17 +19,19 @@ namespace Host {
 class RoadPrinter {
 public:
     // Table and console outlive the printer. Throws HostError.
-    RoadPrinter(const BrevantBusFunctions& functions, Console& console, const std::u16string& viewer);
+    RoadPrinter(const BrevantBusFunctions& functions, Console& console, const std::u16string& viewerTopic);
     ~RoadPrinter() { connection_.close(); }
 
-    // Prints the name of a message that it does not listen to. Any thread.
-    void print(const std::u16string& name);
-    // Waits until a message of that name has been printed; false when it was not in time.
+    // Prints the name of a message, unless it hears of it itself. Any thread.
+    void printOther(const std::u16string& name);
+    // Waits until a message has been printed of that name or, when it begins with a dot, of one that ends so;
+    // false when it was not in time.
     bool waitFor(const std::u16string& name, std::chrono::milliseconds timeout);
 
 private:
     uint32_t onMessage(const BusMessage& message);
     std::u16string causeOf(const std::u16string& name) const;
+    void print(const std::u16string& name);
     bool hasPrinted(std::u16string_view name) const REQUIRES(mutex_);
 
     static constexpr size_t mostRemembered = 256;
