@@ -8,7 +8,8 @@
 namespace Platform {
 
 // From construction to destruction such a request calls the callback, once, on a thread of its own, instead
-// of ending the process at once; a second one, unless it is the closing once more, ends it as usual. One per process at a time.
+// of ending the process at once; a second one, unless it is the closing once more, ends it as usual. One per
+// process at a time.
 class Signals {
 public:
     // Throws std::system_error when the system refuses it.
