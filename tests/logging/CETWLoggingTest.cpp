@@ -182,10 +182,10 @@ TEST(ETWAppProperties, DefaultsGiveWayToTheRegistry) {
     registry.keys[loggingPath] = {{u"Log Path", u"l"}, {u"ETL Path", u"e"}};
     registry.keys[loggingPath + u"\\Session"] = {{u"Session Name", u"s"}};
     registry.keys[loggingPath + u"\\Provider"] = {
-        {u"Provider Guid", u"{7c2e5a10-3B9F-11e0-A4D2-0800200c1b77}"}};
+        {u"Provider Guid", u"{7c2e5a10-3B9F-11e0-A4D2-0800200c1b78}"}};
     registry.keys[loggingPath + u"\\Controller"] = {{u"Controller Path", u"c"}, {u"Owner Mutex Name", u"m"}};
     EXPECT_EQ(texts(), (Texts{u"l", u"e\\cvlogs.etl", u"s", u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77}", u"c",
-                              u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77}", u"m"}));
+                              u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B78}", u"m"}));
 
     for (const char16_t* wrong :
          {u"", u"(7C2E5A10-3B9F-11E0-A4D2-0800200C1B77)", u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B7}",

@@ -42,8 +42,9 @@ TEST(Request, TimesOutAndThenTakesNoReplyAndFailsAtOnceWithoutSubscribers) {
     BusMessage reply;
     EXPECT_EQ(requester.request(u"Ask", u"", reply, 20ms), MODULE_STATUS_TIMEOUT);
     EXPECT_EQ(answerer.reply(received.get_future().get(), u"Ask.Response"), MODULE_STATUS_SUCCESS);
-    bus->subscribe(
-        RawHandle(), nullptr, [](auto...) { return uint32_t{0}; }, u"Nobody");  // and is gone
+    EXPECT_NE(bus->subscribe(
+                  RawHandle(), nullptr, [](auto...) { return uint32_t{0}; }, u"Nobody"),
+              0u);  // and is gone
     EXPECT_EQ(requester.request(u"Nobody", u"", reply, 20ms), MODULE_STATUS_NO_SUBSCRIBERS);
 }
 
