@@ -17,6 +17,8 @@
  * can wait for the bus. No function may be called on a handle once DestroyModule has been, and every
  * DirectMessage must have returned before. DestroyModule waits for threads: it is not for DllMain or static
  * destructors. A process may exit with a module alive.
+ *
+ * Modules share their process's log and nothing else; any number may live side by side.
  */
 #ifndef BREVANT_MODULE_H
 #define BREVANT_MODULE_H
