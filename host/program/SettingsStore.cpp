@@ -175,25 +175,26 @@ std::vector<Property> SettingsStore::Properties::withPrefix(std::u16string_view 
     return result;
 }
 
-void SettingsStore::Properties::set(const Property& property) {
+void SettingsStore::Edit::set(const Property& property) {
+    auto& [kept, passing] = properties;
     const auto& [name, value, isVolatile] = property;
     if (isVolatile) {
-        const bool replaces = keptNow.erase(name) != 0 || (!passing.contains(name) && known->contains(name));
+        const bool replaces = keptNow_.erase(name) != 0 || (!passing.contains(name) && known_.contains(name));
         passing.insert_or_assign(name, value);
         if (replaces && kept.erase(name) != 0)
             changesKept = true;
         return;
     }
     changesKept = true;
-    keptNow.insert(name);
+    keptNow_.insert(name);
     kept.insert_or_assign(name, value);
     passing.erase(name);
 }
 
-bool SettingsStore::Properties::erase(const std::u16string& name) {
-    const bool wasKept = kept.erase(name) != 0;
+bool SettingsStore::Edit::erase(const std::u16string& name) {
+    const bool wasKept = properties.kept.erase(name) != 0;
     changesKept = changesKept || wasKept;
-    return passing.erase(name) != 0 || wasKept;
+    return properties.passing.erase(name) != 0 || wasKept;
 }
 
 size_t SettingsStore::Properties::units() const {
@@ -210,51 +211,48 @@ SettingsStore::Properties SettingsStore::copy() const {
     return properties_;
 }
 
-bool SettingsStore::commit(const std::function<void(Properties&)>& change, bool looksAtFile) {
+bool SettingsStore::commit(const Change& change, bool looksAtFile) {
     const Properties before = copy();
-    const auto startFrom = [&](const Properties& properties) {
-        Properties changed = properties;
-        changed.known = &before.kept;
-        change(changed);
-        return changed;
+    const auto edited = [&] {
+        Edit edit(before, before.kept);
+        change(edit);
+        return edit;
     };
-    Properties next = startFrom(before);
-    if ((next.changesKept || looksAtFile) && !commitToFile(startFrom, before, next)) {
-        if (next.changesKept)
-            return false;
-        // Once more, for what the change has noted about the file's properties.
-        next = startFrom(before);
-    }
-    next.known = nullptr;
-    next.keptNow.clear();
-    next.changesKept = false;
+    Edit edit = edited();
+    std::optional<Properties> after;
+    if (edit.changesKept || looksAtFile)
+        after = commitToFile(change, before);
+    if (!after && edit.changesKept)
+        return false;
+    // Once more without the file, for what the change has noted about the file's properties.
+    if (!after)
+        after = looksAtFile ? edited().properties : std::move(edit.properties);
     Platform::MutexLock lock(mutex_);
-    std::swap(properties_, next);
+    std::swap(properties_, *after);
     return true;
 }
 
-// Leaves the result as it is when the file cannot be used.
-bool SettingsStore::commitToFile(const std::function<Properties(const Properties&)>& changed,
-                                 const Properties& before, Properties& result) {
+std::optional<SettingsStore::Properties> SettingsStore::commitToFile(const Change& change,
+                                                                     const Properties& before) {
     if (!writable_)
-        return false;
+        return std::nullopt;
     const FileLock fileLock(fileMutex_.get());
     if (!fileLock.isHeld())
-        return false;
+        return std::nullopt;
     Properties current = before;
     const Reading reading = readKept(current.kept);
     if (reading != Reading::good && reading != Reading::missing)
-        return false;
-    Properties next = changed(current);
-    if (next.kept != current.kept) {
+        return std::nullopt;
+    Edit edit(current, before.kept);
+    change(edit);
+    if (edit.properties.kept != current.kept) {
         if (const std::u16string folder = folderOf(path_); !folder.empty())
             Platform::createFolders(folder);
-        if (!Platform::writeFileAtomically(path_, fileText(next.kept)))
-            return false;
+        if (!Platform::writeFileAtomically(path_, fileText(edit.properties.kept)))
+            return std::nullopt;
     }
     noteChangesOfOthers(before, current);
-    result = std::move(next);
-    return true;
+    return std::move(edit.properties);
 }
 
 void SettingsStore::noteChangesOfOthers(const Properties& before, const Properties& now) {
@@ -288,18 +286,18 @@ std::vector<Property> SettingsStore::withPrefix(std::u16string_view prefix) cons
 std::vector<bool> SettingsStore::set(const std::vector<Property>& properties) {
     std::vector<bool> outcomes(properties.size());
     Platform::MutexLock lock(commitMutex_);
-    const auto change = [&](Properties& next) {
-        size_t units = next.units();
+    const auto change = [&](Edit& edit) {
+        size_t units = edit.properties.units();
         for (size_t at = 0; at < properties.size(); ++at) {
             const Property& property = properties[at];
-            const std::u16string* const old = next.find(property.name);
+            const std::u16string* const old = edit.properties.find(property.name);
             const size_t before = old ? property.name.size() + old->size() : 0;
             const size_t after = units - before + property.name.size() + property.value.size();
             outcomes[at] = isAcceptable(property) && after <= maximumUnits;
             if (!outcomes[at])
                 continue;
             units = after;
-            next.set(property);
+            edit.set(property);
         }
     };
     if (!commit(change))
@@ -310,9 +308,9 @@ std::vector<bool> SettingsStore::set(const std::vector<Property>& properties) {
 std::vector<bool> SettingsStore::remove(const std::vector<std::u16string>& names) {
     std::vector<bool> outcomes(names.size());
     Platform::MutexLock lock(commitMutex_);
-    const auto change = [&](Properties& next) {
+    const auto change = [&](Edit& edit) {
         for (size_t at = 0; at < names.size(); ++at)
-            outcomes[at] = next.erase(names[at]);
+            outcomes[at] = edit.erase(names[at]);
     };
     if (!commit(change, true))
         outcomes.assign(names.size(), false);
@@ -322,10 +320,10 @@ std::vector<bool> SettingsStore::remove(const std::vector<std::u16string>& names
 std::optional<std::vector<std::u16string>> SettingsStore::removePrefix(std::u16string_view prefix) {
     std::vector<std::u16string> removed;
     Platform::MutexLock lock(commitMutex_);
-    const auto change = [&](Properties& next) {
+    const auto change = [&](Edit& edit) {
         removed.clear();
-        for (const Property& property : next.withPrefix(prefix)) {
-            next.erase(property.name);
+        for (const Property& property : edit.properties.withPrefix(prefix)) {
+            edit.erase(property.name);
             removed.push_back(property.name);
         }
     };

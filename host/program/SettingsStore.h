@@ -65,30 +65,39 @@ private:
     struct Properties {
         Values kept;  // as in the file
         Values passing;
-        // While they are changed: what was kept before as far as this host knows, what it keeps now, and
-        // whether what is kept changes.
-        const Values* known = nullptr;
-        std::set<std::u16string, std::less<>> keptNow;
-        bool changesKept = false;
 
         const std::u16string* find(std::u16string_view name) const;
         // In the order of their names.
         std::vector<Property> withPrefix(std::u16string_view prefix) const;
+        size_t units() const;
+    };
+    // Properties that are being changed.
+    class Edit {
+    public:
+        // Known is what was kept before as far as this host knows; it outlives the edit.
+        Edit(const Properties& start, const Values& known) : properties(start), known_(known) {}
         // A volatile property takes the place of a kept one that this host knows, and only hides one that
         // another has kept meanwhile.
         void set(const Property& property);
         bool erase(const std::u16string& name);
-        size_t units() const;
+
+        Properties properties;
+        bool changesKept = false;
+
+    private:
+        const Values& known_;
+        std::set<std::u16string, std::less<>> keptNow_;  // by this edit
     };
+    using Change = std::function<void(Edit&)>;
     enum class Reading { good, missing, damaged, unreadable };
 
     // Applies a change, to the file first when it concerns what is kept. The change may run more than once;
     // the last run counts. What concerns kept properties only if the file holds some that are not known yet
     // looks there first.
-    bool commit(const std::function<void(Properties&)>& change, bool looksAtFile = false)
+    bool commit(const Change& change, bool looksAtFile = false) REQUIRES(commitMutex_);
+    // The properties afterwards; nothing when the file cannot be used.
+    std::optional<Properties> commitToFile(const Change& change, const Properties& before)
         REQUIRES(commitMutex_);
-    bool commitToFile(const std::function<Properties(const Properties&)>& changed, const Properties& before,
-                      Properties& result) REQUIRES(commitMutex_);
     void noteChangesOfOthers(const Properties& before, const Properties& now) REQUIRES(commitMutex_);
     Properties copy() const;
     // Replaces the values by those of the file, none without one.
