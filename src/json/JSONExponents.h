@@ -11,7 +11,8 @@ namespace Tavix {
 bool mayHoldLongExponent(std::u16string_view text) noexcept;
 
 // The text with blanks in place of what such exponents have too much, so that every other unit stays where it
-// is. No value changes: each is nought all the same. For char and char16_t.
+// is. No value changes: noughts that lead count nothing, and an exponent of more digits than stay makes any
+// number nought. For char and char16_t.
 template <class Unit>
 std::basic_string<Unit> withShortExponents(std::basic_string_view<Unit> text);
 
