@@ -5,10 +5,10 @@
 #include <cstring>
 #include <rapidjson/stringbuffer.h>
 
+#include "alerts/description/AlertContext.h"
+#include "alerts/description/AlertInfo.h"
 #include "json/JSONFormatter.h"
 #include "json/JSONTextWriter.h"
-#include "processing/description/AlertContext.h"
-#include "processing/description/AlertInfo.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include "bus/PerfTimer.h"
 #include "library/SharedLibrary.h"
 #include "logging/Log.h"
-#include "module/status/ModuleException.h"
-#include "module/status/ModuleStatus.h"
+#include "status/ModuleException.h"
+#include "status/ModuleStatus.h"
 
 namespace Tavix {
 namespace {

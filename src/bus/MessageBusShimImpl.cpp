@@ -2,7 +2,7 @@
 
 #include "bus/BusCallbacks.h"
 #include "logging/Log.h"
-#include "module/status/ModuleException.h"
+#include "status/ModuleException.h"
 
 namespace Tavix {
 namespace {

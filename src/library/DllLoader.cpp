@@ -5,7 +5,7 @@
 #include <brevant/status.h>
 
 #include "logging/Log.h"
-#include "module/status/ModuleStatus.h"
+#include "status/ModuleStatus.h"
 
 namespace Tavix {
 namespace {

@@ -6,7 +6,7 @@
 #include <brevant/status.h>
 
 #include "logging/Log.h"
-#include "module/status/ModuleException.h"
+#include "status/ModuleException.h"
 #include "text/Utf.h"
 
 namespace Tavix {

@@ -2,7 +2,7 @@
 
 #include "bus/MessageBusClient.h"
 #include "logging/Log.h"
-#include "module/status/ModuleStatus.h"
+#include "status/ModuleStatus.h"
 
 namespace Tavix {
 

@@ -10,10 +10,10 @@
 #include <brevant/status.h>
 
 #include "logging/Log.h"
-#include "module/status/ModuleException.h"
 #include "settings/SettingsManagerClientImpl.h"
 #include "settings/SettingsNotifications.h"
 #include "settings/SettingsProtocol.h"
+#include "status/ModuleException.h"
 #include "text/Number.h"
 #include "text/Utf.h"
 

@@ -6,8 +6,8 @@
 #include <brevant/status.h>
 
 #include "logging/Log.h"
-#include "module/status/ModuleStatus.h"
 #include "settings/SettingsProtocol.h"
+#include "status/ModuleStatus.h"
 
 namespace Tavix {
 

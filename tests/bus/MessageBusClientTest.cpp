@@ -7,7 +7,7 @@
 
 #include "bus/MessageBusClient.h"
 #include "bus/MessageBusShimImpl.h"
-#include "module/status/ModuleException.h"
+#include "status/ModuleException.h"
 #include "support/FakeBus.h"
 #include "support/LogCapture.h"
 

@@ -7,7 +7,7 @@
 #include "bus/BusCallbacks.h"
 #include "bus/MessageBusClient.h"
 #include "bus/MessageBusLib.h"
-#include "module/status/ModuleException.h"
+#include "status/ModuleException.h"
 #include "support/FakeBus.h"
 #include "support/FakeLibrary.h"
 #include "support/LogCapture.h"

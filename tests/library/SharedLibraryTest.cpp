@@ -11,10 +11,10 @@
 
 #include "library/SharedLibrary.h"
 #include "logging/FakeRegistry.h"
-#include "module/status/ModuleException.h"
-#include "module/status/ModuleStatus.h"
 #include "platform/Files.h"
 #include "platform/VersionResource.h"
+#include "status/ModuleException.h"
+#include "status/ModuleStatus.h"
 #include "support/Beside.h"
 #include "support/LogCapture.h"
 #include "support/PlatformFolder.h"

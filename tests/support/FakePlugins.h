@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "processing/plugins/PluginRegistrar.h"
+#include "alerts/plugins/PluginRegistrar.h"
 #include "settings/SettingsManagerClient.h"
 #include "support/Monitor.h"
 

@@ -8,9 +8,9 @@
 #include <memory>
 #include <string>
 
+#include "alerts/description/AlertContext.h"
+#include "alerts/description/AlertInfo.h"
 #include "platform/Clock.h"
-#include "processing/description/AlertContext.h"
-#include "processing/description/AlertInfo.h"
 
 namespace Tavix {
 class MessageBusClient;

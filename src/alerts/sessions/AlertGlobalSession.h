@@ -4,11 +4,11 @@
 #include <functional>
 #include <unordered_map>
 
+#include "alerts/dispatcher/AlertDispatcher.h"
+#include "alerts/plugins/PluginRegistrar.h"
 #include "alerts/sessions/AlertQueue.h"
 #include "alerts/sessions/AlertSession.h"
 #include "alerts/viewers/ViewerRegistrar.h"
-#include "processing/dispatcher/AlertDispatcher.h"
-#include "processing/plugins/PluginRegistrar.h"
 
 namespace Vok {
 

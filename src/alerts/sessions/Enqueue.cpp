@@ -2,9 +2,9 @@
 
 #include <utility>
 
+#include "alerts/dispatcher/AlertDispatcher.h"
 #include "alerts/viewers/AlertEvent.h"
 #include "logging/Log.h"
-#include "processing/dispatcher/AlertDispatcher.h"
 
 namespace Vok {
 

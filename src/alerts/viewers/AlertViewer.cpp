@@ -8,7 +8,7 @@
 #include "alerts/viewers/AlertTopic.h"
 #include "bus/MessageBusClient.h"
 #include "logging/Log.h"
-#include "module/status/ModuleStatus.h"
+#include "status/ModuleStatus.h"
 
 namespace Vok {
 

@@ -1,4 +1,4 @@
-#include "processing/description/AlertContext.h"
+#include "alerts/description/AlertContext.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "processing/description/AlertInfo.h"
+#include "alerts/description/AlertInfo.h"
 
 #include <utility>
 

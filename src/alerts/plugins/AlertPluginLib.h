@@ -8,8 +8,8 @@
 
 #include <brevant/plugin.h>
 
+#include "alerts/plugins/PluginState.h"
 #include "platform/Sync.h"
-#include "processing/plugins/PluginState.h"
 
 namespace Tavix {
 struct LibraryDefinition;

@@ -1,12 +1,12 @@
-#include "processing/plugins/PluginRegistrar.h"
+#include "alerts/plugins/PluginRegistrar.h"
 
 #include <utility>
 
 #include <brevant/status.h>
 
+#include "alerts/plugins/AlertPluginLib.h"
+#include "alerts/plugins/PluginSettings.h"
 #include "platform/Thread.h"
-#include "processing/plugins/AlertPluginLib.h"
-#include "processing/plugins/PluginSettings.h"
 #include "settings/SettingsManagerClient.h"
 
 namespace Vok {

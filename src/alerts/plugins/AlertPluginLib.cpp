@@ -1,14 +1,14 @@
-#include "processing/plugins/AlertPluginLib.h"
+#include "alerts/plugins/AlertPluginLib.h"
 
 #include <chrono>
 #include <exception>
 #include <string_view>
 #include <utility>
 
+#include "alerts/plugins/PluginSettings.h"
 #include "json/JSONFormatter.h"
 #include "library/SharedLibrary.h"
 #include "logging/Log.h"
-#include "processing/plugins/PluginSettings.h"
 #include "settings/SettingsManagerClient.h"
 
 namespace Vok {

@@ -5,9 +5,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "alerts/plugins/AlertPluginLib.h"
+#include "alerts/plugins/PluginRegistrar.h"
 #include "json/JSONFormatter.h"
-#include "processing/plugins/AlertPluginLib.h"
-#include "processing/plugins/PluginRegistrar.h"
 #include "settings/SettingsManagerClient.h"
 #include "support/FakeBus.h"
 #include "support/FakeLibrary.h"

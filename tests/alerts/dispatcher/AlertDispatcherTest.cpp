@@ -3,9 +3,9 @@
 #include <optional>
 
 #include "alerts/alert/Alert.h"
+#include "alerts/dispatcher/AlertDispatcher.h"
 #include "alerts/viewers/AlertViewer.h"
 #include "alerts/viewers/ViewerRegistrar.h"
-#include "processing/dispatcher/AlertDispatcher.h"
 #include "support/EventRow.h"
 #include "support/FakeBus.h"
 #include "support/FakePlugins.h"

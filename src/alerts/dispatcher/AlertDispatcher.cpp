@@ -1,4 +1,4 @@
-#include "processing/dispatcher/AlertDispatcher.h"
+#include "alerts/dispatcher/AlertDispatcher.h"
 
 #include <cstdint>
 #include <string_view>
@@ -7,13 +7,13 @@
 #include <brevant/status.h>
 
 #include "alerts/alert/Alert.h"
+#include "alerts/plugins/PluginRegistrar.h"
 #include "alerts/viewers/AlertEvent.h"
 #include "alerts/viewers/AlertTopic.h"
 #include "alerts/viewers/AlertViewer.h"
 #include "alerts/viewers/ViewerRegistrar.h"
 #include "bus/MessageBusClient.h"
 #include "logging/Log.h"
-#include "processing/plugins/PluginRegistrar.h"
 
 namespace Vok {
 

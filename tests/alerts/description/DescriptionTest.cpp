@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <map>
 
-#include "processing/description/AlertContext.h"
-#include "processing/description/AlertInfo.h"
+#include "alerts/description/AlertContext.h"
+#include "alerts/description/AlertInfo.h"
 
 namespace {
 
