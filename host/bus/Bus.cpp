@@ -82,7 +82,7 @@ void reportCrowded(const Subscription& subscription) noexcept {
 
 }  // namespace
 
-void Lane::run() noexcept {
+void Backlog::run() noexcept {
     bus.deliverNext(*this);
 }
 void Request::run() noexcept {
@@ -267,7 +267,7 @@ uint32_t Bus::send(BrevantBusHandle handle, const MessageHeader& header, const T
     const uint32_t nobody = answer ? MODULE_STATUS_NO_SUBSCRIBERS : MODULE_STATUS_SUCCESS;
     if (receivers.empty())
         return nobody;
-    const auto message = BusMessage::copy(std::move(account), receivers.size(), header, texts.name,
+    const auto message = QueuedMessage::copy(std::move(account), receivers.size(), header, texts.name,
                                           texts.sender, texts.payload);
     if (!message)
         return MODULE_STATUS_NO_MEMORY;
@@ -338,7 +338,7 @@ uint32_t Bus::reply(BrevantBusHandle handle, const MessageHeader& header, const 
             return MODULE_STATUS_NOT_FOUND;
         account = replier->account;
     }
-    auto message = BusMessage::copy(std::move(account), 1, header, texts.name, texts.sender, texts.payload);
+    auto message = QueuedMessage::copy(std::move(account), 1, header, texts.name, texts.sender, texts.payload);
     if (!message)
         return MODULE_STATUS_NO_MEMORY;
     Platform::MutexLock lock(mutex_);
@@ -375,24 +375,24 @@ void Bus::openRequest(Handle& requester, const std::shared_ptr<Request>& request
 
 bool Bus::enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publisher,
                   std::list<Delivery>& deliveries) {
-    std::shared_ptr<Lane>& lane = receiver->lanes[publisher];
-    if (lane) {
-        lane->queue.splice(lane->queue.end(), deliveries, deliveries.begin());
+    std::shared_ptr<Backlog>& backlog = receiver->backlogs[publisher];
+    if (backlog) {
+        backlog->queue.splice(backlog->queue.end(), deliveries, deliveries.begin());
         return false;
     }
     try {
-        lane = std::make_shared<Lane>(*this, receiver, publisher);
+        backlog = std::make_shared<Backlog>(*this, receiver, publisher);
     } catch (...) {
-        receiver->lanes.erase(publisher);
+        receiver->backlogs.erase(publisher);
         throw;
     }
-    lane->queue.splice(lane->queue.end(), deliveries, deliveries.begin());
-    if (receiver->runnableLanes < subscriptionCallbacks) {
-        ++receiver->runnableLanes;
-        pool_->postMessage(lane);
+    backlog->queue.splice(backlog->queue.end(), deliveries, deliveries.begin());
+    if (receiver->runnableBacklogs < subscriptionCallbacks) {
+        ++receiver->runnableBacklogs;
+        pool_->postMessage(backlog);
         return false;
     }
-    receiver->parkedLanes.push(lane);
+    receiver->parkedBacklogs.push(backlog);
     return !std::exchange(receiver->boundReported, true);
 }
 
@@ -426,19 +426,19 @@ void Bus::waitForCalls(const Handle& released) {
     --waitingForCalls_;
 }
 
-void Bus::deliverNext(Lane& lane) noexcept {
-    const Subscription& receiver = *lane.subscription;
+void Bus::deliverNext(Backlog& backlog) noexcept {
+    const Subscription& receiver = *backlog.subscription;
     Delivery delivery;
     Call call;
     {
         Platform::MutexLock lock(mutex_);
-        if (lane.queue.empty())
+        if (backlog.queue.empty())
             return;  // unsubscribed meanwhile
-        delivery = std::move(lane.queue.front());
-        lane.queue.pop_front();
+        delivery = std::move(backlog.queue.front());
+        backlog.queue.pop_front();
         beginCall(call, receiver.handle, identityOf(receiver.function));
     }
-    const BusMessage& message = *delivery.message;
+    const QueuedMessage& message = *delivery.message;
     uint32_t status = MODULE_STATUS_UNKNOWN_EXCEPTION;
     try {
         status = receiver.function(receiver.context, &message.header, message.name(), message.sender(),
@@ -449,28 +449,28 @@ void Bus::deliverNext(Lane& lane) noexcept {
     endCall(call);
     if (delivery.request)
         receiverReturned(*delivery.request, status);
-    laneRan(lane);
+    backlogRan(backlog);
 }
 
-void Bus::laneRan(Lane& lane) {
-    Subscription& receiver = *lane.subscription;
+void Bus::backlogRan(Backlog& backlog) {
+    Subscription& receiver = *backlog.subscription;
     if (!receiver.active)
         return;
-    std::shared_ptr<Task> next = receiver.parkedLanes.pop();
-    if (lane.queue.empty())
-        receiver.lanes.erase(lane.publisher);
+    std::shared_ptr<Task> next = receiver.parkedBacklogs.pop();
+    if (backlog.queue.empty())
+        receiver.backlogs.erase(backlog.publisher);
     else if (next)
-        receiver.parkedLanes.push(lane.shared_from_this());
+        receiver.parkedBacklogs.push(backlog.shared_from_this());
     else
-        next = lane.shared_from_this();
+        next = backlog.shared_from_this();
     if (next)
         pool_->postMessage(std::move(next));
     else
-        --receiver.runnableLanes;
+        --receiver.runnableBacklogs;
 }
 
 void Bus::deliverReply(Request& request) noexcept {
-    std::shared_ptr<const BusMessage> reply;
+    std::shared_ptr<const QueuedMessage> reply;
     Call call;
     {
         Platform::MutexLock lock(mutex_);
@@ -492,7 +492,7 @@ void Bus::deliverReply(Request& request) noexcept {
     endCall(call);
 }
 
-void Bus::settle(Request& request, uint32_t status, std::shared_ptr<const BusMessage> message) {
+void Bus::settle(Request& request, uint32_t status, std::shared_ptr<const QueuedMessage> message) {
     deadlines_.erase(request.deadline);
     request.state = Request::State::answered;
     request.replyStatus = status;
@@ -525,10 +525,10 @@ void Bus::endSubscription(Subscription& subscription, std::list<Delivery>& dropp
     index_.remove(subscription);
     subscription.active = false;
     std::list<Delivery> queued;
-    for (const auto& [publisher, lane] : subscription.lanes)
-        queued.splice(queued.end(), lane->queue);
-    subscription.parkedLanes.clear();
-    subscription.lanes.clear();
+    for (const auto& [publisher, backlog] : subscription.backlogs)
+        queued.splice(queued.end(), backlog->queue);
+    subscription.parkedBacklogs.clear();
+    subscription.backlogs.clear();
     for (const Delivery& delivery : queued) {
         if (!delivery.request)
             continue;

@@ -10,7 +10,7 @@
 #include <brevant/bus.h>
 
 #include "host/bus/BusLimits.h"
-#include "host/bus/BusMessage.h"
+#include "host/bus/QueuedMessage.h"
 #include "host/bus/HandleTable.h"
 #include "host/bus/LibraryPin.h"
 #include "host/bus/Request.h"
@@ -72,7 +72,7 @@ public:
     void reap(bool wait);
 
 private:
-    friend struct Lane;
+    friend struct Backlog;
     friend struct Request;
 
     // A function of one of the two callback types, to be compared.
@@ -116,11 +116,11 @@ private:
     void endCall(Call& call) REQUIRES(mutex_);
     void waitForCalls(const Handle& released) EXCLUDES(mutex_);
 
-    void deliverNext(Lane& lane) noexcept;
-    void laneRan(Lane& lane) REQUIRES(mutex_);
+    void deliverNext(Backlog& backlog) noexcept;
+    void backlogRan(Backlog& backlog) REQUIRES(mutex_);
     void deliverReply(Request& request) noexcept;
 
-    void settle(Request& request, uint32_t status, std::shared_ptr<const BusMessage> message)
+    void settle(Request& request, uint32_t status, std::shared_ptr<const QueuedMessage> message)
         REQUIRES(mutex_);
     void receiverReturned(Request& request, uint32_t status) REQUIRES(mutex_);
     void settleWhenRefused(Request& request) REQUIRES(mutex_);

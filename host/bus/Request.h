@@ -7,7 +7,7 @@
 
 #include <brevant/bus.h>
 
-#include "host/bus/BusMessage.h"
+#include "host/bus/QueuedMessage.h"
 #include "host/bus/Task.h"
 #include "platform/Clock.h"
 
@@ -45,7 +45,7 @@ struct Request : Task, std::enable_shared_from_this<Request> {
     uint32_t firstFailure = 0;
     // The answer, from answered on.
     uint32_t replyStatus = 0;
-    std::shared_ptr<const BusMessage> reply;
+    std::shared_ptr<const QueuedMessage> reply;
 };
 
 }  // namespace EmbeddedBus

@@ -10,7 +10,7 @@
 
 #include <brevant/bus.h>
 
-#include "host/bus/BusMessage.h"
+#include "host/bus/QueuedMessage.h"
 #include "host/bus/Request.h"
 #include "host/bus/Task.h"
 #include "text/NamePattern.h"
@@ -18,11 +18,11 @@
 namespace EmbeddedBus {
 
 struct Delivery {
-    std::shared_ptr<const BusMessage> message;
+    std::shared_ptr<const QueuedMessage> message;
     std::shared_ptr<Request> request;  // null for a published message
 };
 
-struct Lane;
+struct Backlog;
 
 // Kept alive by whoever delivers to it; what is not const belongs to the bus's lock.
 struct Subscription {
@@ -35,17 +35,17 @@ struct Subscription {
 
     bool active = true;
     size_t bucketPosition = 0;  // in the index
-    // The lanes that have something queued or running, by publisher.
-    std::unordered_map<uint64_t, std::shared_ptr<Lane>> lanes;
-    size_t runnableLanes = 0;  // those that the pool knows of, at most subscriptionCallbacks
-    TaskQueue parkedLanes;     // those that wait for one of these to end
+    // The backlogs that have something queued or running, by publisher.
+    std::unordered_map<uint64_t, std::shared_ptr<Backlog>> backlogs;
+    size_t runnableBacklogs = 0;  // those that the pool knows of, at most subscriptionCallbacks
+    TaskQueue parkedBacklogs;     // those that wait for one of these to end
     bool boundReported = false;
 };
 
 // The messages of one publisher to one subscription, one after the other. Messages of other publishers
 // overtake it while its callback blocks. Run as a task, it delivers the first message.
-struct Lane : Task, std::enable_shared_from_this<Lane> {
-    Lane(Bus& owner, std::shared_ptr<Subscription> receiver, uint64_t sender) noexcept
+struct Backlog : Task, std::enable_shared_from_this<Backlog> {
+    Backlog(Bus& owner, std::shared_ptr<Subscription> receiver, uint64_t sender) noexcept
         : bus(owner), subscription(std::move(receiver)), publisher(sender) {}
     void run() noexcept override;
 

@@ -66,9 +66,9 @@ std::u16string textOf(const char16_t* text) {
     return text ? std::u16string(text) : std::u16string();
 }
 
-BusMessage messageOf(const MessageHeader* header, const char16_t* name, const char16_t* sender,
+ReceivedMessage messageOf(const MessageHeader* header, const char16_t* name, const char16_t* sender,
                      const char16_t* payload) {
-    BusMessage message{{}, textOf(name), textOf(sender), textOf(payload)};
+    ReceivedMessage message{{}, textOf(name), textOf(sender), textOf(payload)};
     if (header) {
         const bool whole = header->version == BREVANT_MESSAGE_VERSION;
         std::memcpy(&message.header, header, whole ? sizeof *header : BREVANT_MESSAGE_V1_SIZE);
@@ -181,7 +181,7 @@ uint32_t BusConnection::publish(const std::u16string& name, const std::u16string
     return send(header, name, payload);
 }
 
-uint32_t BusConnection::reply(const BusMessage& request, const std::u16string& name,
+uint32_t BusConnection::reply(const ReceivedMessage& request, const std::u16string& name,
                               const std::u16string& payload, Audience audience) {
     if ((request.header.flags & BREVANT_MESSAGE_REPLY_REQUESTED) == 0)
         return publish(name, payload);

@@ -13,7 +13,7 @@
 
 namespace Host {
 
-struct BusMessage {
+struct ReceivedMessage {
     MessageHeader header{};
     std::u16string name;
     std::u16string sender;
@@ -22,7 +22,7 @@ struct BusMessage {
 
 struct BusAnswer {
     uint32_t status = MODULE_STATUS_UNSUCCESSFUL;
-    BusMessage message;  // only with success
+    ReceivedMessage message;  // only with success
 };
 
 // Any thread may publish, reply and request; subscribing and closing belong to the owner. What the bus
@@ -31,7 +31,7 @@ class BusConnection {
 public:
     // Runs on the bus's threads, any number at once. Its status goes back to the bus; what it throws becomes
     // MODULE_STATUS_UNKNOWN_EXCEPTION.
-    using Handler = std::function<uint32_t(const BusMessage&)>;
+    using Handler = std::function<uint32_t(const ReceivedMessage&)>;
 
     // The table outlives the connection. Throws HostError when the bus gives no handle.
     BusConnection(const BrevantBusFunctions& functions, std::u16string sender);
@@ -47,7 +47,7 @@ public:
     // Answers a request. Everybody who subscribes to the name gets a plain copy, unless it is for the
     // requester alone. A request that wants no reply gets the plain message.
     enum class Audience { everybody, requesterOnly };
-    uint32_t reply(const BusMessage& request, const std::u16string& name, const std::u16string& payload = {},
+    uint32_t reply(const ReceivedMessage& request, const std::u16string& name, const std::u16string& payload = {},
                    Audience audience = Audience::everybody);
     // Waits for the reply, for at most the timeout.
     BusAnswer request(const std::u16string& name, const std::u16string& payload,

@@ -30,9 +30,9 @@ ConsoleViewer::ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay&
     : display_(display), onChoice_(std::move(onChoice)), connection_(functions, u"ConsoleViewer") {
     const std::u16string beginning = literalPattern(topic());
     const bool subscribed = connection_.subscribePattern(beginning + u"Show\\..+",
-                                                         [this](const BusMessage& m) { return onShow(m); }) &&
+                                                         [this](const ReceivedMessage& m) { return onShow(m); }) &&
                             connection_.subscribePattern(beginning + u"Delete\\..+",
-                                                         [this](const BusMessage& m) { return onDelete(m); });
+                                                         [this](const ReceivedMessage& m) { return onDelete(m); });
     if (!subscribed)
         throw HostError("the message bus refuses the viewer's subscriptions");
     thread_ = Platform::Thread([this] { run(); });
@@ -59,7 +59,7 @@ void ConsoleViewer::close() {
     connection_.close();
 }
 
-uint32_t ConsoleViewer::onShow(const BusMessage& request) {
+uint32_t ConsoleViewer::onShow(const ReceivedMessage& request) {
     Item item{request, lastWord(request.name), {}};
     auto alert = DisplayedAlert::parse(request.payload);
     if (!alert) {
@@ -80,7 +80,7 @@ uint32_t ConsoleViewer::onShow(const BusMessage& request) {
     return MODULE_STATUS_UNSUCCESSFUL;
 }
 
-uint32_t ConsoleViewer::onDelete(const BusMessage& request) {
+uint32_t ConsoleViewer::onDelete(const ReceivedMessage& request) {
     const std::u16string instance = lastWord(request.name);
     std::u16string alert;
     std::vector<Item> dropped;

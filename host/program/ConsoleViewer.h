@@ -40,15 +40,15 @@ public:
 
 private:
     struct Item {
-        BusMessage request;
+        ReceivedMessage request;
         std::u16string instance;
         DisplayedAlert alert;
     };
     static constexpr size_t mostWaiting = 64;
     static constexpr size_t mostRemembered = 64;
 
-    uint32_t onShow(const BusMessage& request);
-    uint32_t onDelete(const BusMessage& request);
+    uint32_t onShow(const ReceivedMessage& request);
+    uint32_t onDelete(const ReceivedMessage& request);
     void run();
     void present(const Item& item);
     void publishAll(const std::vector<DisplayedAlert::Message>& messages);

@@ -46,7 +46,7 @@ bool Product::follow(const std::u16string& alert, const std::u16string& instance
     for (const auto& [word, outcome] : words) {
         std::u16string name = u"Brevant.Alert.";
         name.append(alert).append(u".").append(word).append(u".").append(instance);
-        const auto handler = [this, instance, name, outcome = outcome](const BusMessage&) {
+        const auto handler = [this, instance, name, outcome = outcome](const ReceivedMessage&) {
             return onStatus(instance, name, outcome);
         };
         if (!connection_.subscribe(name, handler))

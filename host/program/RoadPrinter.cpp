@@ -25,7 +25,7 @@ RoadPrinter::RoadPrinter(const BrevantBusFunctions& functions, Console& console,
     const std::u16string pattern =
         u"(" + literalPattern(alertTopic) + u"|" + literalPattern(viewerTopic_) + u").+";
     if (!connection_.subscribePattern(pattern,
-                                      [this](const BusMessage& message) { return onMessage(message); }))
+                                      [this](const ReceivedMessage& message) { return onMessage(message); }))
         throw HostError("the message bus refuses the printer's subscription");
 }
 
@@ -50,7 +50,7 @@ std::u16string RoadPrinter::causeOf(const std::u16string& name) const {
     return status == u".Shown" ? viewerTopic_ + u"Show" + name.substr(instance) : std::u16string();
 }
 
-uint32_t RoadPrinter::onMessage(const BusMessage& message) {
+uint32_t RoadPrinter::onMessage(const ReceivedMessage& message) {
     if (const std::u16string cause = causeOf(message.name); !cause.empty())
         waitFor(cause, causePatience);
     print(message.name);

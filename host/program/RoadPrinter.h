@@ -29,7 +29,7 @@ public:
     bool waitFor(const std::u16string& name, std::chrono::milliseconds timeout);
 
 private:
-    uint32_t onMessage(const BusMessage& message);
+    uint32_t onMessage(const ReceivedMessage& message);
     std::u16string causeOf(const std::u16string& name) const;
     void print(const std::u16string& name);
     bool hasPrinted(std::u16string_view name) const REQUIRES(mutex_);

@@ -11,13 +11,13 @@ SettingsService::SettingsService(const BrevantBusFunctions& functions, SettingsS
     for (const std::u16string_view topic :
          {BREVANT_SETTINGS_GET, BREVANT_SETTINGS_SET, BREVANT_SETTINGS_REMOVE, BREVANT_SETTINGS_GET_BATCH,
           BREVANT_SETTINGS_SET_BATCH, BREVANT_SETTINGS_REMOVE_BATCH}) {
-        const auto handler = [this, topic](const BusMessage& request) { return onRequest(request, topic); };
+        const auto handler = [this, topic](const ReceivedMessage& request) { return onRequest(request, topic); };
         if (!connection_.subscribe(std::u16string(topic), handler))
             throw HostError("the message bus refuses the settings manager's subscriptions");
     }
 }
 
-uint32_t SettingsService::onRequest(const BusMessage& request, std::u16string_view topic) {
+uint32_t SettingsService::onRequest(const ReceivedMessage& request, std::u16string_view topic) {
     const bool single = topic == BREVANT_SETTINGS_GET, many = topic == BREVANT_SETTINGS_GET_BATCH;
     const SettingsAnswer answer = single ? answerSettingsRequest(store_, topic, request.payload)
                                   : many ? batch(request)
@@ -29,7 +29,7 @@ uint32_t SettingsService::onRequest(const BusMessage& request, std::u16string_vi
     return answer.understood ? status : MODULE_STATUS_DATA_ERROR;
 }
 
-SettingsAnswer SettingsService::change(const BusMessage& request, std::u16string_view topic) {
+SettingsAnswer SettingsService::change(const ReceivedMessage& request, std::u16string_view topic) {
     Platform::MutexLock change(changes_);
     SettingsAnswer answer = answerSettingsRequest(store_, topic, request.payload);
     Platform::MutexLock lock(noticesMutex_);
@@ -38,7 +38,7 @@ SettingsAnswer SettingsService::change(const BusMessage& request, std::u16string
     return answer;
 }
 
-SettingsAnswer SettingsService::batch(const BusMessage& request) {
+SettingsAnswer SettingsService::batch(const ReceivedMessage& request) {
     Platform::MutexLock lock(batches_);
     return answerSettingsRequest(store_, BREVANT_SETTINGS_GET_BATCH, request.payload);
 }

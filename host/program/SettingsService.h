@@ -4,7 +4,7 @@
 #include <deque>
 
 #include "BusConnection.h"
-#include "SettingsProtocol.h"
+#include "SettingsAnswer.h"
 #include "platform/Sync.h"
 
 namespace Host {
@@ -18,9 +18,9 @@ public:
     ~SettingsService() { connection_.close(); }
 
 private:
-    uint32_t onRequest(const BusMessage& request, std::u16string_view topic);
-    SettingsAnswer change(const BusMessage& request, std::u16string_view topic);
-    SettingsAnswer batch(const BusMessage& request);
+    uint32_t onRequest(const ReceivedMessage& request, std::u16string_view topic);
+    SettingsAnswer change(const ReceivedMessage& request, std::u16string_view topic);
+    SettingsAnswer batch(const ReceivedMessage& request);
     void announce();
 
     SettingsStore& store_;

@@ -49,7 +49,7 @@ private:
 
 // A message callback that returns success without a call once the gate is closed.
 template <class Function>
-MessageCallback guarded(std::shared_ptr<CallbackGate> gate, Function function) {
+MessageCallback gated(std::shared_ptr<CallbackGate> gate, Function function) {
     return [gate = std::move(gate), function = std::move(function)](const std::shared_ptr<Message>& message) {
         CallbackGate::Pass pass(*gate);
         return pass ? function(message) : MODULE_STATUS_SUCCESS;

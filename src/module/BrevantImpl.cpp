@@ -94,13 +94,13 @@ void BrevantImpl::cleanupHandlers() {
 }
 
 Tavix::MessageCallback BrevantImpl::callback(Handler handler) {
-    return Tavix::guarded(gate_, [this, handler](const std::shared_ptr<Tavix::Message>& message) {
+    return Tavix::gated(gate_, [this, handler](const std::shared_ptr<Tavix::Message>& message) {
         return (this->*handler)(*message);
     });
 }
 
 Tavix::MessageCallback BrevantImpl::lockingCallback(Handler handler) {
-    return Tavix::guarded(gate_, [this, handler](const std::shared_ptr<Tavix::Message>& message) {
+    return Tavix::gated(gate_, [this, handler](const std::shared_ptr<Tavix::Message>& message) {
         if (!LockHolder::isCurrentThread())
             return (this->*handler)(*message);
         // A bus that delivers from inside a request of a session: the handler would wait for its own thread.

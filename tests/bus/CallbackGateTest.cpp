@@ -13,7 +13,7 @@ using Tavix::CallbackGate;
 TEST(CallbackGateTest, TurnsCallbacksAwayOnceClosedAlsoByOneOfItsOwn) {
     const auto gate = std::make_shared<CallbackGate>();
     int calls = 0;
-    const Tavix::MessageCallback callback = Tavix::guarded(gate, [&](const std::shared_ptr<Tavix::Message>&) {
+    const Tavix::MessageCallback callback = Tavix::gated(gate, [&](const std::shared_ptr<Tavix::Message>&) {
         const CallbackGate::Pass again(*gate);
         gate->close();
         ++calls;

@@ -139,7 +139,7 @@ TEST(BusConnectionTest, ALateCallbackIsTurnedAway) {
     int calls = 0;
     {
         BusConnection connection(table, u"s");
-        connection.subscribe(u"n", [&](const BusMessage& message) -> uint32_t {
+        connection.subscribe(u"n", [&](const ReceivedMessage& message) -> uint32_t {
             ++calls;
             EXPECT_EQ(message.payload, u"");
             throw 5;

@@ -1,7 +1,7 @@
 #include <brevant/settings.h>
 
 #include "HostFixture.h"
-#include "SettingsProtocol.h"
+#include "SettingsAnswer.h"
 #include "SettingsService.h"
 
 namespace Host {
@@ -13,7 +13,7 @@ constexpr auto get = BREVANT_SETTINGS_GET, set = BREVANT_SETTINGS_SET, remove = 
 constexpr auto getMany = BREVANT_SETTINGS_GET_BATCH, setMany = BREVANT_SETTINGS_SET_BATCH,
                removeMany = BREVANT_SETTINGS_REMOVE_BATCH;
 
-class SettingsProtocolTest : public HostTest {
+class SettingsAnswerTest : public HostTest {
 protected:
     SettingsStore store{inFolder(u"settings.json")};
 
@@ -28,7 +28,7 @@ protected:
     }
 };
 
-TEST_F(SettingsProtocolTest, AnswersSingleRequestsInTheShapeOfTheProtocol) {
+TEST_F(SettingsAnswerTest, AnswersSingleRequestsInTheShapeOfTheProtocol) {
     for (int time = 0; time < 2; ++time)  // the same value again is announced again
         EXPECT_EQ(
             ask(set, uR"({"name":"a.b","value":"1","volatile":false})"),
@@ -43,7 +43,7 @@ TEST_F(SettingsProtocolTest, AnswersSingleRequestsInTheShapeOfTheProtocol) {
     EXPECT_EQ(ask(remove, uR"({"name":"a.b"})"), Lines{uR"({"name":"a.b","status":false})"});
 }
 
-TEST_F(SettingsProtocolTest, AnswersBatchesItemByItem) {
+TEST_F(SettingsAnswerTest, AnswersBatchesItemByItem) {
     const Lines answers = ask(setMany,
                               uR"({"properties":[{"name":"a","value":"1","volatile":true},{"name":"b"},)"
                               uR"({"name":"","value":"3","volatile":true},{"name":"c","value":"3"}]})",
@@ -61,7 +61,7 @@ TEST_F(SettingsProtocolTest, AnswersBatchesItemByItem) {
                      uR"(SettingsManager.Notify.Delete.a {"name":"a"})"}));
 }
 
-TEST_F(SettingsProtocolTest, AnswersPrefixesWithEveryPropertyAndRemovalsWithThePrefixItself) {
+TEST_F(SettingsAnswerTest, AnswersPrefixesWithEveryPropertyAndRemovalsWithThePrefixItself) {
     store.set({{u"p0", u"c"}, {u"p/2", u"b", true}, {u"p/1", u"a"}, {u"a", u"d", true}});
     const auto prefixed = [](const std::u16string& prefix) {
         return uR"({"properties":[{"name":")" + prefix + uR"(","isPrefix":true}]})";
@@ -77,7 +77,7 @@ TEST_F(SettingsProtocolTest, AnswersPrefixesWithEveryPropertyAndRemovalsWithTheP
     EXPECT_EQ(store.withPrefix(u"").size(), 2u);
 }
 
-TEST_F(SettingsProtocolTest, AnswersNonsenseWithoutChangingAnything) {
+TEST_F(SettingsAnswerTest, AnswersNonsenseWithoutChangingAnything) {
     for (const std::u16string& payload :
          Lines{u"", u"[]", u"{\"name\":5}", u"{\"properties\":[1]}", std::u16string(100000, u'[')}) {
         for (const auto topic : {get, set, remove})
@@ -88,7 +88,7 @@ TEST_F(SettingsProtocolTest, AnswersNonsenseWithoutChangingAnything) {
     EXPECT_TRUE(store.withPrefix(u"").empty());
 }
 
-TEST_F(SettingsProtocolTest, ARequestForTheSameValueOverAndOverIsNotAnsweredWithoutLimit) {
+TEST_F(SettingsAnswerTest, ARequestForTheSameValueOverAndOverIsNotAnsweredWithoutLimit) {
     store.set({{u"n", std::u16string(SettingsStore::maximumValue, u'v'), true}});
     std::u16string items;
     for (int item = 0; item < 100; ++item)
@@ -98,7 +98,7 @@ TEST_F(SettingsProtocolTest, ARequestForTheSameValueOverAndOverIsNotAnsweredWith
     EXPECT_TRUE(answer.ends_with(u"v\"}]}"));
 }
 
-TEST_F(SettingsProtocolTest, TheServiceRepliesToTheRequesterAndTellsEverybodyOfChangesInTheirOrder) {
+TEST_F(SettingsAnswerTest, TheServiceRepliesToTheRequesterAndTellsEverybodyOfChangesInTheirOrder) {
     SettingsService service(bus(), store);
     const Recorder notices(u"SettingsManager\\.Notify\\..+"), replies(u".+\\.Response");
     BusConnection client(bus(), u"SettingsManagerClient");
@@ -106,7 +106,7 @@ TEST_F(SettingsProtocolTest, TheServiceRepliesToTheRequesterAndTellsEverybodyOfC
         return client.request(topic, payload, std::chrono::seconds(20)).message;
     };
     for (const std::u16string value : {u"1", u"2", u"3"}) {
-        const BusMessage answer = send(set, uR"({"name":"n","volatile":true,"value":")" + value + u"\"}");
+        const ReceivedMessage answer = send(set, uR"({"name":"n","volatile":true,"value":")" + value + u"\"}");
         EXPECT_EQ(answer.name, u"SETTINGS_MANAGER_SET_PROPERTY.Response");
         EXPECT_EQ(answer.payload, uR"({"name":"n","status":true})");
     }

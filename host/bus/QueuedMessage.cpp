@@ -1,4 +1,4 @@
-#include "host/bus/BusMessage.h"
+#include "host/bus/QueuedMessage.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,7 +8,7 @@ namespace EmbeddedBus {
 
 namespace {
 
-// Of the queues that hold a message: a node for each receiver and, at worst, a lane of its own.
+// Of the queues that hold a message: a node for each receiver and, at worst, a backlog of its own.
 constexpr size_t bytesPerDelivery = 256;
 
 }  // namespace
@@ -31,7 +31,7 @@ void MessageAccount::refund(size_t bytes) noexcept {
         whole_->refund(bytes);
 }
 
-std::shared_ptr<BusMessage> BusMessage::copy(std::shared_ptr<MessageAccount> account, size_t receivers,
+std::shared_ptr<QueuedMessage> QueuedMessage::copy(std::shared_ptr<MessageAccount> account, size_t receivers,
                                              const MessageHeader& header, const char16_t* name,
                                              const char16_t* sender, const char16_t* payload) {
     using Traits = std::char_traits<char16_t>;
@@ -39,11 +39,11 @@ std::shared_ptr<BusMessage> BusMessage::copy(std::shared_ptr<MessageAccount> acc
     const size_t senderUnits = Traits::length(sender) + 1;
     const size_t payloadUnits = Traits::length(payload) + 1;
     const size_t units = nameUnits + senderUnits + payloadUnits;
-    const size_t bytes = sizeof(BusMessage) + units * sizeof(char16_t) + receivers * bytesPerDelivery;
+    const size_t bytes = sizeof(QueuedMessage) + units * sizeof(char16_t) + receivers * bytesPerDelivery;
     MessageCharge charge(std::move(account), bytes);
     if (!charge)
         return nullptr;
-    std::shared_ptr<BusMessage> message(new BusMessage(std::move(charge)));
+    std::shared_ptr<QueuedMessage> message(new QueuedMessage(std::move(charge)));
     message->texts_.reset(new char16_t[units]);
     char16_t* const texts = message->texts_.get();
     std::copy_n(name, nameUnits, texts);

@@ -46,10 +46,10 @@ private:
 
 // Copied once from the publisher's texts and shared by all deliveries. The header may be changed until the
 // first delivery is queued.
-class BusMessage {
+class QueuedMessage {
 public:
     // receivers is how many deliveries the account is to pay for. Null when it cannot.
-    static std::shared_ptr<BusMessage> copy(std::shared_ptr<MessageAccount> account, size_t receivers,
+    static std::shared_ptr<QueuedMessage> copy(std::shared_ptr<MessageAccount> account, size_t receivers,
                                             const MessageHeader& header, const char16_t* name,
                                             const char16_t* sender, const char16_t* payload);
     MessageHeader header;
@@ -58,7 +58,7 @@ public:
     const char16_t* payload() const noexcept { return payload_; }
 
 private:
-    explicit BusMessage(MessageCharge charge) noexcept : charge_(std::move(charge)) {}
+    explicit QueuedMessage(MessageCharge charge) noexcept : charge_(std::move(charge)) {}
 
     const MessageCharge charge_;
     std::unique_ptr<char16_t[]> texts_;

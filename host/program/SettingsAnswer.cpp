@@ -1,4 +1,4 @@
-#include "SettingsProtocol.h"
+#include "SettingsAnswer.h"
 
 #include <brevant/settings.h>
 
