@@ -1,4 +1,4 @@
-#include "BenchHost.h"
+#include "bench/BenchHost.h"
 
 #include <stdexcept>
 

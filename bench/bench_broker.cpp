@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "BenchHost.h"
+#include "bench/BenchHost.h"
 
 namespace Bench {
 namespace {

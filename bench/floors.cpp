@@ -6,7 +6,7 @@
 #include <rapidjson/writer.h>
 #include <thread>
 
-#include "BenchHost.h"
+#include "bench/BenchHost.h"
 
 namespace Bench {
 namespace {

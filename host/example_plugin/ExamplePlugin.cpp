@@ -1,4 +1,4 @@
-#include "ExamplePlugin.h"
+#include "host/example_plugin/ExamplePlugin.h"
 
 #include "json/JSONFormatter.h"
 

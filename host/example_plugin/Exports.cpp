@@ -3,7 +3,7 @@
 
 #include <brevant/plugin.h>
 
-#include "ExamplePlugin.h"
+#include "host/example_plugin/ExamplePlugin.h"
 #include "platform/Export.h"
 
 namespace {

@@ -1,8 +1,8 @@
-#include "AlertCard.h"
+#include "host/program/AlertCard.h"
 
 #include <algorithm>
 
-#include "TerminalText.h"
+#include "host/program/TerminalText.h"
 #include "text/Utf.h"
 
 namespace Host {

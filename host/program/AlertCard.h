@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "DisplayedAlert.h"
+#include "host/program/DisplayedAlert.h"
 
 namespace Host {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "DisplayedAlert.h"
+#include "host/program/DisplayedAlert.h"
 
 namespace Host {
 

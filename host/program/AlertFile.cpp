@@ -1,4 +1,4 @@
-#include "AlertFile.h"
+#include "host/program/AlertFile.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -7,7 +7,7 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
-#include "SystemPath.h"
+#include "host/program/SystemPath.h"
 #include "json/JSONExponents.h"
 #include "text/Utf.h"
 

@@ -1,11 +1,11 @@
-#include "BusConnection.h"
+#include "host/program/BusConnection.h"
 
 #include <algorithm>
 #include <cstring>
 #include <map>
 #include <unordered_map>
 
-#include "HandlerGate.h"
+#include "host/program/HandlerGate.h"
 #include "platform/Clock.h"
 #include "platform/ProcessWide.h"
 
@@ -67,7 +67,7 @@ std::u16string textOf(const char16_t* text) {
 }
 
 ReceivedMessage messageOf(const MessageHeader* header, const char16_t* name, const char16_t* sender,
-                     const char16_t* payload) {
+                          const char16_t* payload) {
     ReceivedMessage message{{}, textOf(name), textOf(sender), textOf(payload)};
     if (header) {
         const bool whole = header->version == BREVANT_MESSAGE_VERSION;

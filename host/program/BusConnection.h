@@ -9,7 +9,7 @@
 
 #include <brevant/bus.h>
 
-#include "BusLibrary.h"
+#include "host/program/BusLibrary.h"
 
 namespace Host {
 
@@ -47,8 +47,8 @@ public:
     // Answers a request. Everybody who subscribes to the name gets a plain copy, unless it is for the
     // requester alone. A request that wants no reply gets the plain message.
     enum class Audience { everybody, requesterOnly };
-    uint32_t reply(const ReceivedMessage& request, const std::u16string& name, const std::u16string& payload = {},
-                   Audience audience = Audience::everybody);
+    uint32_t reply(const ReceivedMessage& request, const std::u16string& name,
+                   const std::u16string& payload = {}, Audience audience = Audience::everybody);
     // Waits for the reply, for at most the timeout.
     BusAnswer request(const std::u16string& name, const std::u16string& payload,
                       std::chrono::milliseconds timeout);

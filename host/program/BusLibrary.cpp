@@ -1,6 +1,6 @@
-#include "BusLibrary.h"
+#include "host/program/BusLibrary.h"
 
-#include "HostError.h"
+#include "host/program/HostError.h"
 
 namespace Host {
 

@@ -6,7 +6,7 @@
 #include <brevant/bus.h>
 #include <brevant/library.h>
 
-#include "LibraryFile.h"
+#include "host/program/LibraryFile.h"
 
 namespace Host {
 

@@ -1,4 +1,4 @@
-#include "CommandLine.h"
+#include "host/program/CommandLine.h"
 
 #include "platform/Files.h"
 #include "text/Utf.h"

@@ -1,6 +1,6 @@
-#include "Console.h"
+#include "host/program/Console.h"
 
-#include "TerminalText.h"
+#include "host/program/TerminalText.h"
 #include "text/Utf.h"
 
 namespace Host {

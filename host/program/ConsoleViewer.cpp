@@ -1,11 +1,11 @@
-#include "ConsoleViewer.h"
+#include "host/program/ConsoleViewer.h"
 
 #include <algorithm>
 #include <iterator>
 #include <utility>
 
-#include "HostError.h"
-#include "SettingsRequests.h"
+#include "host/program/HostError.h"
+#include "host/program/SettingsRequests.h"
 
 namespace Host {
 namespace {
@@ -29,10 +29,11 @@ ConsoleViewer::ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay&
                              ChoiceObserver onChoice)
     : display_(display), onChoice_(std::move(onChoice)), connection_(functions, u"ConsoleViewer") {
     const std::u16string beginning = literalPattern(topic());
-    const bool subscribed = connection_.subscribePattern(beginning + u"Show\\..+",
-                                                         [this](const ReceivedMessage& m) { return onShow(m); }) &&
-                            connection_.subscribePattern(beginning + u"Delete\\..+",
-                                                         [this](const ReceivedMessage& m) { return onDelete(m); });
+    const bool subscribed =
+        connection_.subscribePattern(beginning + u"Show\\..+",
+                                     [this](const ReceivedMessage& m) { return onShow(m); }) &&
+        connection_.subscribePattern(beginning + u"Delete\\..+",
+                                     [this](const ReceivedMessage& m) { return onDelete(m); });
     if (!subscribed)
         throw HostError("the message bus refuses the viewer's subscriptions");
     thread_ = Platform::Thread([this] { run(); });

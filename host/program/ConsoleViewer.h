@@ -6,8 +6,8 @@
 #include <map>
 #include <memory>
 
-#include "AlertDisplay.h"
-#include "BusConnection.h"
+#include "host/program/AlertDisplay.h"
+#include "host/program/BusConnection.h"
 #include "platform/Sync.h"
 #include "platform/Thread.h"
 

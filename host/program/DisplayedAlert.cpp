@@ -1,4 +1,4 @@
-#include "DisplayedAlert.h"
+#include "host/program/DisplayedAlert.h"
 
 #include "json/JSONFormatter.h"
 

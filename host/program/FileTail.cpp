@@ -1,4 +1,4 @@
-#include "FileTail.h"
+#include "host/program/FileTail.h"
 
 #include <algorithm>
 #include <deque>
@@ -6,7 +6,7 @@
 #include <fstream>
 #include <system_error>
 
-#include "SystemPath.h"
+#include "host/program/SystemPath.h"
 #include "platform/Files.h"
 #include "text/Utf.h"
 

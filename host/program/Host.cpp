@@ -1,8 +1,8 @@
-#include "Host.h"
+#include "host/program/Host.h"
 
 #include <algorithm>
 
-#include "HostError.h"
+#include "host/program/HostError.h"
 #include "platform/Folders.h"
 #include "platform/UserSessions.h"
 #include "text/Utf.h"

@@ -6,15 +6,15 @@
 #include <optional>
 #include <string>
 
-#include "AlertFile.h"
-#include "BusLibrary.h"
-#include "Console.h"
-#include "ConsoleViewer.h"
-#include "ModuleHost.h"
-#include "Product.h"
-#include "RoadPrinter.h"
-#include "SessionNotifier.h"
-#include "SettingsService.h"
+#include "host/program/AlertFile.h"
+#include "host/program/BusLibrary.h"
+#include "host/program/Console.h"
+#include "host/program/ConsoleViewer.h"
+#include "host/program/ModuleHost.h"
+#include "host/program/Product.h"
+#include "host/program/RoadPrinter.h"
+#include "host/program/SessionNotifier.h"
+#include "host/program/SettingsService.h"
 
 namespace Host {
 

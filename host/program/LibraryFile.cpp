@@ -1,6 +1,6 @@
-#include "LibraryFile.h"
+#include "host/program/LibraryFile.h"
 
-#include "HostError.h"
+#include "host/program/HostError.h"
 #include "platform/Files.h"
 #include "platform/Process.h"
 

@@ -1,6 +1,6 @@
-#include "ModuleHost.h"
+#include "host/program/ModuleHost.h"
 
-#include "HostError.h"
+#include "host/program/HostError.h"
 #include "text/Format.h"
 #include "text/Utf.h"
 

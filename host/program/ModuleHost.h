@@ -6,8 +6,8 @@
 
 #include <brevant/module.h>
 
-#include "BusLibrary.h"
-#include "LibraryFile.h"
+#include "host/program/BusLibrary.h"
+#include "host/program/LibraryFile.h"
 
 namespace Host {
 

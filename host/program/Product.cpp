@@ -1,8 +1,8 @@
-#include "Product.h"
+#include "host/program/Product.h"
 
 #include <utility>
 
-#include "SettingsRequests.h"
+#include "host/program/SettingsRequests.h"
 #include "json/JSONFormatter.h"
 #include "platform/Clock.h"
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "AlertFile.h"
-#include "BusConnection.h"
+#include "host/program/AlertFile.h"
+#include "host/program/BusConnection.h"
 #include "platform/Sync.h"
 
 namespace Host {

@@ -1,11 +1,11 @@
-#include "Program.h"
+#include "host/program/Program.h"
 
 #include <algorithm>
 #include <exception>
 
-#include "FileTail.h"
-#include "Host.h"
-#include "SystemPath.h"
+#include "host/program/FileTail.h"
+#include "host/program/Host.h"
+#include "host/program/SystemPath.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/Process.h"

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "AlertDisplay.h"
-#include "CommandLine.h"
-#include "Console.h"
+#include "host/program/AlertDisplay.h"
+#include "host/program/CommandLine.h"
+#include "host/program/Console.h"
 
 namespace Host {
 

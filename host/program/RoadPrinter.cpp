@@ -1,9 +1,9 @@
-#include "RoadPrinter.h"
+#include "host/program/RoadPrinter.h"
 
 #include <algorithm>
 
-#include "HostError.h"
-#include "TerminalText.h"
+#include "host/program/HostError.h"
+#include "host/program/TerminalText.h"
 #include "platform/Clock.h"
 
 namespace Host {

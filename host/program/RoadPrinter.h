@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "BusConnection.h"
-#include "Console.h"
+#include "host/program/BusConnection.h"
+#include "host/program/Console.h"
 #include "platform/Sync.h"
 
 namespace Host {

@@ -1,4 +1,4 @@
-#include "SessionNotifier.h"
+#include "host/program/SessionNotifier.h"
 
 #include <utility>
 

@@ -5,7 +5,7 @@
 #include <map>
 #include <vector>
 
-#include "BusConnection.h"
+#include "host/program/BusConnection.h"
 #include "platform/Sync.h"
 #include "platform/Thread.h"
 #include "platform/UserSessions.h"

@@ -1,4 +1,4 @@
-#include "SettingsAnswer.h"
+#include "host/program/SettingsAnswer.h"
 
 #include <brevant/settings.h>
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "SettingsStore.h"
+#include "host/program/SettingsStore.h"
 
 namespace Host {
 

@@ -1,4 +1,4 @@
-#include "SettingsRequests.h"
+#include "host/program/SettingsRequests.h"
 
 #include <brevant/settings.h>
 

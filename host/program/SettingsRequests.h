@@ -1,7 +1,7 @@
 // What viewers and products ask of the settings manager, over the bus.
 #pragma once
 
-#include "BusConnection.h"
+#include "host/program/BusConnection.h"
 
 namespace Host {
 

@@ -1,8 +1,8 @@
-#include "SettingsService.h"
+#include "host/program/SettingsService.h"
 
 #include <brevant/settings.h>
 
-#include "HostError.h"
+#include "host/program/HostError.h"
 
 namespace Host {
 
@@ -11,7 +11,9 @@ SettingsService::SettingsService(const BrevantBusFunctions& functions, SettingsS
     for (const std::u16string_view topic :
          {BREVANT_SETTINGS_GET, BREVANT_SETTINGS_SET, BREVANT_SETTINGS_REMOVE, BREVANT_SETTINGS_GET_BATCH,
           BREVANT_SETTINGS_SET_BATCH, BREVANT_SETTINGS_REMOVE_BATCH}) {
-        const auto handler = [this, topic](const ReceivedMessage& request) { return onRequest(request, topic); };
+        const auto handler = [this, topic](const ReceivedMessage& request) {
+            return onRequest(request, topic);
+        };
         if (!connection_.subscribe(std::u16string(topic), handler))
             throw HostError("the message bus refuses the settings manager's subscriptions");
     }

@@ -3,8 +3,8 @@
 
 #include <deque>
 
-#include "BusConnection.h"
-#include "SettingsAnswer.h"
+#include "host/program/BusConnection.h"
+#include "host/program/SettingsAnswer.h"
 #include "platform/Sync.h"
 
 namespace Host {

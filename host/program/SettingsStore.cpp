@@ -1,9 +1,9 @@
-#include "SettingsStore.h"
+#include "host/program/SettingsStore.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "SystemPath.h"
+#include "host/program/SystemPath.h"
 #include "json/JSONFormatter.h"
 #include "platform/Files.h"
 #include "text/Format.h"

@@ -1,4 +1,4 @@
-#include "SystemPath.h"
+#include "host/program/SystemPath.h"
 
 #include "platform/Files.h"
 #include "text/Utf.h"

@@ -1,8 +1,8 @@
-#include "TerminalDisplay.h"
+#include "host/program/TerminalDisplay.h"
 
 #include <algorithm>
 
-#include "AlertCard.h"
+#include "host/program/AlertCard.h"
 #include "platform/Clock.h"
 #include "platform/Terminal.h"
 

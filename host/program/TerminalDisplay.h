@@ -1,8 +1,8 @@
 // Shows alerts as cards on the terminal.
 #pragma once
 
-#include "AlertDisplay.h"
-#include "Console.h"
+#include "host/program/AlertDisplay.h"
+#include "host/program/Console.h"
 
 namespace Host {
 

@@ -1,4 +1,4 @@
-#include "TerminalText.h"
+#include "host/program/TerminalText.h"
 
 #include <algorithm>
 #include <iterator>

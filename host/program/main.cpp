@@ -1,9 +1,9 @@
 #include <iostream>
 #include <string>
 
-#include "Console.h"
-#include "Program.h"
-#include "TerminalDisplay.h"
+#include "host/program/Console.h"
+#include "host/program/Program.h"
+#include "host/program/TerminalDisplay.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Process.h"
 #include "platform/Terminal.h"

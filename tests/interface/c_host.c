@@ -17,7 +17,7 @@
 #include <brevant/module.h>
 #include <brevant/plugin.h>
 
-#include "Loader.h"
+#include "interface/Loader.h"
 
 #ifndef KEEPS_LIBRARY
 #define KEEPS_LIBRARY 0 /* sanitizers keep what was loaded */

@@ -2,10 +2,10 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
-#include "FakeRegistry.h"
 #include "logging/CDefaultLogBuilder.h"
 #include "logging/CLogging.h"
 #include "logging/ETWAppProperties.h"
+#include "logging/FakeRegistry.h"
 #include "logging/Log.h"
 #include "logging/ProcessLogger.h"
 #include "platform/Thread.h"

@@ -9,7 +9,7 @@
 
 #include <brevant/module.h>
 
-#include "SettingsService.h"
+#include "host/program/SettingsService.h"
 #include "support/Beside.h"
 #include "support/BusPeer.h"
 #include "support/PlatformFolder.h"

@@ -9,11 +9,11 @@
 #include <link.h>
 #include <sys/stat.h>
 
-#include "FileDescriptor.h"
-#include "NativeErrors.h"
 #include "platform/Files.h"
 #include "platform/LibraryTrust.h"
 #include "platform/Process.h"
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/NativeErrors.h"
 
 namespace Platform {
 namespace {

@@ -6,9 +6,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "NativeErrors.h"
 #include "platform/Files.h"
 #include "platform/Process.h"
+#include "platform/linux/NativeErrors.h"
 #include "text/Utf.h"
 
 namespace Platform {

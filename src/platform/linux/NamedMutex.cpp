@@ -8,11 +8,11 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include "FileDescriptor.h"
 #include "platform/Clock.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/ProcessWide.h"
+#include "platform/linux/FileDescriptor.h"
 #include "text/Utf.h"
 
 namespace Platform {

@@ -1,4 +1,4 @@
-#include "NativeErrors.h"
+#include "platform/linux/NativeErrors.h"
 
 #include <cerrno>
 

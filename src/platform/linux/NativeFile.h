@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "FileDescriptor.h"
+#include "platform/linux/FileDescriptor.h"
 
 namespace Platform {
 

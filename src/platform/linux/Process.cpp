@@ -8,9 +8,9 @@
 #include <unistd.h>
 #include <vector>
 
-#include "NativeErrors.h"
 #include "platform/Files.h"
 #include "platform/UserSessions.h"
+#include "platform/linux/NativeErrors.h"
 
 namespace Platform {
 namespace {

@@ -1,6 +1,6 @@
 #include "platform/Registry.h"
 
-#include "RegistryFile.h"
+#include "platform/linux/RegistryFile.h"
 #include "text/Utf.h"
 
 namespace Platform {

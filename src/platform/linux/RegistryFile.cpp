@@ -1,4 +1,4 @@
-#include "RegistryFile.h"
+#include "platform/linux/RegistryFile.h"
 
 #include <cstdint>
 #include <functional>

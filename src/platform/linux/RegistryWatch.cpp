@@ -4,9 +4,9 @@
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
 
-#include "FileDescriptor.h"
-#include "RegistryFile.h"
 #include "platform/Registry.h"
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/RegistryFile.h"
 #include "text/Utf.h"
 
 namespace Platform {

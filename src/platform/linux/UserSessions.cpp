@@ -4,10 +4,10 @@
 #include <optional>
 #include <string_view>
 
-#include "NativeErrors.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/Process.h"
+#include "platform/linux/NativeErrors.h"
 #include "text/Utf.h"
 
 namespace Platform {

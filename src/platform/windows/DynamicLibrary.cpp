@@ -1,8 +1,8 @@
 #include "platform/DynamicLibrary.h"
 
-#include "Handle.h"
-#include "Wide.h"
 #include "platform/LibraryTrust.h"
+#include "platform/windows/Handle.h"
+#include "platform/windows/Wide.h"
 // The trust headers need the base types above.
 #include <softpub.h>
 #include <wintrust.h>

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "Wide.h"
 #include "platform/Files.h"
+#include "platform/windows/Wide.h"
 #include "text/Utf.h"
 
 namespace Platform {

@@ -6,7 +6,7 @@
 #include <knownfolders.h>
 #include <shlobj.h>
 
-#include "Wide.h"
+#include "platform/windows/Wide.h"
 
 namespace Platform {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "Handle.h"
-#include "Wide.h"
+#include "platform/windows/Handle.h"
+#include "platform/windows/Wide.h"
 
 namespace Platform {
 namespace {

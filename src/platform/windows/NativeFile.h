@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Handle.h"
+#include "platform/windows/Handle.h"
 
 namespace Platform {
 

@@ -3,7 +3,7 @@
 #include <windows.h>
 #include <wtsapi32.h>
 
-#include "Wide.h"
+#include "platform/windows/Wide.h"
 
 namespace Platform {
 

@@ -1,7 +1,7 @@
 #include "platform/Registry.h"
 
-#include "Handle.h"
-#include "Wide.h"
+#include "platform/windows/Handle.h"
+#include "platform/windows/Wide.h"
 
 namespace Platform {
 namespace {

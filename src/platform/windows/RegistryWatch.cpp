@@ -1,6 +1,6 @@
-#include "Handle.h"
-#include "Wide.h"
 #include "platform/Registry.h"
+#include "platform/windows/Handle.h"
+#include "platform/windows/Wide.h"
 
 namespace Platform {
 namespace {

@@ -7,7 +7,7 @@
 #include <shellapi.h>
 #include <streambuf>
 
-#include "Wide.h"
+#include "platform/windows/Wide.h"
 #include "text/Utf.h"
 
 namespace Platform {

@@ -3,7 +3,7 @@
 #include <exception>
 #include <system_error>
 
-#include "Handle.h"
+#include "platform/windows/Handle.h"
 
 namespace Platform {
 

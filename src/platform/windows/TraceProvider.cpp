@@ -7,8 +7,8 @@
 #include <utility>
 #include <wmistr.h>
 
-#include "TraceCalls.h"
 #include "platform/Sync.h"
+#include "platform/windows/TraceCalls.h"
 
 namespace Platform {
 namespace {

@@ -4,7 +4,7 @@
 #include <vector>
 #include <windows.h>
 
-#include "Wide.h"
+#include "platform/windows/Wide.h"
 
 namespace Platform {
 namespace {

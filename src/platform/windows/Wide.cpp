@@ -1,4 +1,4 @@
-#include "Wide.h"
+#include "platform/windows/Wide.h"
 
 #include <windows.h>
 

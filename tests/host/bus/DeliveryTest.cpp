@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "BusFixture.h"
+#include "host/bus/BusFixture.h"
 #include "host/bus/BusLimits.h"
 #include "platform/DebuggerOutput.h"
 

@@ -2,7 +2,7 @@
 
 #include <brevant/library.h>
 
-#include "BusFixture.h"
+#include "host/bus/BusFixture.h"
 #include "support/Beside.h"
 #include "support/ProcessCounts.h"
 

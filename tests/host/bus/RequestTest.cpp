@@ -2,7 +2,7 @@
 #include <future>
 #include <string>
 
-#include "BusFixture.h"
+#include "host/bus/BusFixture.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <functional>
 #include <memory>
 
-#include "BusFixture.h"
+#include "host/bus/BusFixture.h"
 #include "host/bus/WorkerPool.h"
 
 namespace {

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-#include "AlertCard.h"
-#include "Console.h"
-#include "TerminalText.h"
+#include "host/program/AlertCard.h"
+#include "host/program/Console.h"
+#include "host/program/TerminalText.h"
 #include "text/Utf.h"
 
 namespace Host {

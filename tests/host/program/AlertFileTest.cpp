@@ -1,5 +1,5 @@
-#include "AlertFile.h"
-#include "HostFixture.h"
+#include "host/program/AlertFile.h"
+#include "host/program/HostFixture.h"
 #include "text/Utf.h"
 
 namespace Host {

@@ -1,7 +1,7 @@
-#include "ConsoleViewer.h"
-#include "HostFixture.h"
-#include "RoadPrinter.h"
-#include "SettingsService.h"
+#include "host/program/ConsoleViewer.h"
+#include "host/program/HostFixture.h"
+#include "host/program/RoadPrinter.h"
+#include "host/program/SettingsService.h"
 #include "support/FakeBus.h"
 
 namespace Host {

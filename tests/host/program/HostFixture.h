@@ -5,10 +5,10 @@
 #include <functional>
 #include <gtest/gtest.h>
 
-#include "AlertDisplay.h"
-#include "BusConnection.h"
-#include "SettingsStore.h"
 #include "host/bus/BusFunctions.h"
+#include "host/program/AlertDisplay.h"
+#include "host/program/BusConnection.h"
+#include "host/program/SettingsStore.h"
 #include "support/BusPeer.h"
 #include "support/PlatformFolder.h"
 

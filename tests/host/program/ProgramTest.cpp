@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <sstream>
 
-#include "HostFixture.h"
-#include "Program.h"
-#include "SessionNotifier.h"
+#include "host/program/HostFixture.h"
+#include "host/program/Program.h"
+#include "host/program/SessionNotifier.h"
 #include "platform/Files.h"
 
 namespace Host {

@@ -1,8 +1,8 @@
 #include <brevant/settings.h>
 
-#include "HostFixture.h"
-#include "SettingsAnswer.h"
-#include "SettingsService.h"
+#include "host/program/HostFixture.h"
+#include "host/program/SettingsAnswer.h"
+#include "host/program/SettingsService.h"
 
 namespace Host {
 namespace {

@@ -1,5 +1,5 @@
-#include "HostFixture.h"
-#include "SystemPath.h"
+#include "host/program/HostFixture.h"
+#include "host/program/SystemPath.h"
 #include "platform/Files.h"
 
 namespace Host {

@@ -1,4 +1,4 @@
-#include "Loader.h"
+#include "interface/Loader.h"
 
 #include <dlfcn.h>
 #include <stdio.h>

@@ -1,4 +1,4 @@
-#include "Loader.h"
+#include "interface/Loader.h"
 
 #include <stdint.h>
 #include <stdio.h>

@@ -5,8 +5,8 @@
 #include <evntrace.h>
 #include <wmistr.h>
 
-#include "TraceCalls.h"
 #include "logging/TraceEvent.h"
+#include "platform/windows/TraceCalls.h"
 
 using namespace Platform;
 
