@@ -6,8 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "library/OSInfoProxy.h"
-#include "library/ShlObjAPI.h"
+#include "library/SystemInterfaces.h"
 
 namespace Ferrow {
 

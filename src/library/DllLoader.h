@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "library/DllAPI.h"
+#include "library/SystemInterfaces.h"
 
 namespace Tavix {
 

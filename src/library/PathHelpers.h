@@ -4,9 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "library/OSInfoProxy.h"
-#include "library/RegistryAPI.h"
-#include "library/ShlObjAPI.h"
+#include "library/SystemInterfaces.h"
 
 namespace Tavix {
 

@@ -4,8 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "library/OSInfoProxy.h"
-#include "library/ShlObjAPI.h"
+#include "library/SystemInterfaces.h"
 
 namespace Ferrow {
 

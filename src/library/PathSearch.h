@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "library/PathAPI.h"
+#include "library/SystemInterfaces.h"
 
 namespace Tavix {
 

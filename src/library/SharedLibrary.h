@@ -9,7 +9,7 @@
 #include <brevant/library.h>
 
 #include "library/DllLoader.h"
-#include "library/FileVersionReader.h"
+#include "library/SystemInterfaces.h"
 #include "library/LibraryDefinition.h"
 #include "library/PathHelpers.h"
 #include "library/PathSearch.h"
