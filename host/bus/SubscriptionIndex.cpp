@@ -9,7 +9,7 @@ void SubscriptionIndex::add(const std::shared_ptr<Subscription>& subscription) {
         addTo(names_, subscription->text, subscription);
         return;
     }
-    const PatternHead head = patternHead(subscription->text);
+    const Ferrow::PatternHead head = Ferrow::patternHead(subscription->text);
     auto shape = findShape(head);
     if (shape == shapes_.end())
         shape = shapes_.insert(shape, Shape{head, {}});
@@ -21,7 +21,7 @@ void SubscriptionIndex::remove(const Subscription& subscription) {
         removeFrom(names_, subscription.text, subscription);
         return;
     }
-    const PatternHead head = patternHead(subscription.text);
+    const Ferrow::PatternHead head = Ferrow::patternHead(subscription.text);
     const auto shape = findShape(head);
     removeFrom(shape->buckets, head.units, subscription);
     if (shape->buckets.empty())
@@ -58,7 +58,7 @@ void SubscriptionIndex::removeFrom(Buckets& buckets, std::u16string_view key, co
         buckets.erase(found);
 }
 
-std::list<SubscriptionIndex::Shape>::iterator SubscriptionIndex::findShape(const PatternHead& head) {
+std::list<SubscriptionIndex::Shape>::iterator SubscriptionIndex::findShape(const Ferrow::PatternHead& head) {
     return std::find_if(shapes_.begin(), shapes_.end(), [&](const Shape& shape) {
         return shape.sample.units.size() == head.units.size() && shape.sample.wildcards == head.wildcards;
     });

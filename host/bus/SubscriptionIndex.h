@@ -9,8 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "host/bus/PatternHead.h"
 #include "host/bus/Subscription.h"
+#include "text/PatternHead.h"
 
 namespace EmbeddedBus {
 
@@ -34,13 +34,13 @@ private:
     using Buckets = std::unordered_map<std::u16string, Subscriptions, Hash, std::equal_to<>>;
     // Patterns whose heads are of one length and leave the same positions open.
     struct Shape {
-        PatternHead sample;
+        Ferrow::PatternHead sample;
         Buckets buckets;
     };
 
     static void addTo(Buckets& buckets, std::u16string_view key, const std::shared_ptr<Subscription>& added);
     static void removeFrom(Buckets& buckets, std::u16string_view key, const Subscription& removed);
-    std::list<Shape>::iterator findShape(const PatternHead& head);
+    std::list<Shape>::iterator findShape(const Ferrow::PatternHead& head);
 
     Buckets names_;
     std::list<Shape> shapes_;

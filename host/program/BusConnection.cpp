@@ -8,6 +8,7 @@
 #include "host/program/HandlerGate.h"
 #include "platform/Clock.h"
 #include "platform/ProcessWide.h"
+#include "text/PatternSyntax.h"
 
 namespace Host {
 namespace {
@@ -257,7 +258,7 @@ void BusConnection::close() {
 std::u16string literalPattern(const std::u16string& name) {
     std::u16string pattern;
     for (const char16_t unit : name) {
-        if (std::u16string_view(u"^$\\.*+?()[]{}|").find(unit) != std::u16string_view::npos)
+        if (Ferrow::PatternSyntax::isSpecial(unit))
             pattern += u'\\';
         pattern += unit;
     }

@@ -2,27 +2,16 @@
 
 #include <algorithm>
 
+#include "text/PatternSyntax.h"
+
 namespace Ferrow {
 namespace {
+
+using namespace PatternSyntax;
 
 constexpr uint32_t anyUnit = 0x10000;
 // A group of alternatives of many lengths before an open end: its tail is compared once for each length.
 constexpr size_t greatestTailWork = 1'000'000;
-
-// What "." does not match.
-constexpr bool isLineEnd(char16_t unit) {
-    return unit == u'\n' || unit == u'\r' || unit == u'\x2028' || unit == u'\x2029';
-}
-
-constexpr bool isPunctuation(char16_t unit) {
-    return (unit >= u'!' && unit <= u'/') || (unit >= u':' && unit <= u'@') ||
-           (unit >= u'[' && unit <= u'`') || (unit >= u'{' && unit <= u'~');
-}
-
-constexpr bool isSpecial(char16_t unit) {
-    constexpr std::u16string_view special = u"^$\\.*+?()[]{}|";
-    return special.find(unit) != special.npos;
-}
 
 }  // namespace
 

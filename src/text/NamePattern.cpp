@@ -1,32 +1,18 @@
 #include "text/NamePattern.h"
 
-#include <algorithm>
 #include <optional>
 #include <regex>
 
 #include "text/DirectPattern.h"
 #include "text/PatternComplexity.h"
+#include "text/PatternHead.h"
 #include "text/Utf.h"
 
 namespace Ferrow {
 namespace {
 
-// The plain characters that every match begins with: a name without them need not be converted for the
-// engine.
-std::u16string literalHead(std::u16string_view pattern) {
-    if (pattern.find(u'|') != pattern.npos)
-        return {};
-    if (pattern.starts_with(u'^'))
-        pattern.remove_prefix(1);
-    const size_t length = std::min(pattern.find_first_of(u"^$\\.*+?()[]{}|"), pattern.size());
-    constexpr std::u16string_view quantifiers = u"*?{+";
-    const bool quantified =
-        length > 0 && length < pattern.size() && quantifiers.find(pattern[length]) != quantifiers.npos;
-    return std::u16string(pattern.substr(0, quantified ? length - 1 : length));
-}
-
 struct EnginePattern {
-    explicit EnginePattern(std::u16string_view pattern) : head(literalHead(pattern)) {
+    explicit EnginePattern(std::u16string_view pattern) : head(patternHead(pattern)) {
         checkPatternComplexity(pattern);
         using namespace std::regex_constants;
         // The engine's default executor calls itself once per unit of the name; this one does not.
@@ -34,10 +20,11 @@ struct EnginePattern {
     }
 
     bool matches(const MatchName& name) const {
-        return name.text().starts_with(head) && std::regex_match(name.wide(), regex);
+        return head.fits(name.text()) && std::regex_match(name.wide(), regex);
     }
 
-    std::u16string head;
+    // A name without it need not be converted for the engine.
+    PatternHead head;
     std::wregex regex;
 };
 

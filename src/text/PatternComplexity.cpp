@@ -5,6 +5,8 @@
 #include <optional>
 #include <regex>
 
+#include "text/PatternSyntax.h"
+
 namespace Ferrow {
 namespace {
 
@@ -86,10 +88,9 @@ private:
     void escape() {
         const char16_t letter = peek();
         at_ = std::min(at_ + 1, pattern_.size());
-        if (letter == u'c')  // takes the next unit whatever it is
+        if (letter == PatternSyntax::controlEscape)
             at_ = std::min(at_ + 1, pattern_.size());
-        constexpr std::u16string_view classes = u"dDsSwW";
-        atom(classes.find(letter) == classes.npos ? 1 : classStates);
+        atom(PatternSyntax::isClassEscape(letter) ? classStates : 1);
     }
 
     void bracket() {
@@ -99,7 +100,7 @@ private:
             if (unit == u']')
                 return;
             if (unit == u'\\') {
-                at_ += peek() == u'c' ? 2 : 1;
+                at_ += peek() == PatternSyntax::controlEscape ? 2 : 1;
             } else if (unit == u'[' && (peek() == u':' || peek() == u'.' || peek() == u'=')) {
                 const size_t end = pattern_.find(pattern_[at_], at_ + 1);
                 at_ = end == pattern_.npos ? pattern_.size() : end + 2;

@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "host/bus/PatternHead.h"
+#include "text/PatternHead.h"
 #include "text/NamePattern.h"
 
 namespace {
 
-using EmbeddedBus::patternHead;
+using Ferrow::patternHead;
 
 std::u16string shown(std::u16string_view pattern) {
     std::u16string units = patternHead(pattern).units;
@@ -43,6 +43,7 @@ TEST(PatternHead, NeverHidesAMatch) {
         for (const auto name : names) {
             std::u16string beginning;
             const bool fits = head.cut(name, beginning) && beginning == head.units;
+            EXPECT_EQ(head.fits(name), fits);
             EXPECT_TRUE(fits || !compiled->matches(name))
                 << testing::PrintToString(pattern) << testing::PrintToString(name);
         }

@@ -1,15 +1,13 @@
-#include "host/bus/PatternHead.h"
+#include "text/PatternHead.h"
 
-namespace EmbeddedBus {
+#include "text/PatternSyntax.h"
 
+namespace Ferrow {
 namespace {
 
-constexpr size_t longestHead = 128;
+using namespace PatternSyntax;
 
-bool isPunctuation(char16_t unit) noexcept {
-    return (unit >= u'!' && unit <= u'/') || (unit >= u':' && unit <= u'@') ||
-           (unit >= u'[' && unit <= u'`') || (unit >= u'{' && unit <= u'~');
-}
+constexpr size_t longestHead = 128;
 
 // Whether the pattern may have alternatives outside of groups, which need not have a beginning in common.
 bool mayBranch(std::u16string_view pattern) {
@@ -19,8 +17,7 @@ bool mayBranch(std::u16string_view pattern) {
     for (size_t i = 0; i < pattern.size(); ++i) {
         switch (pattern[i]) {
             case u'\\':
-                // A control escape takes one more unit, of whatever kind.
-                if (++i < pattern.size() && pattern[i] == u'c')
+                if (++i < pattern.size() && pattern[i] == controlEscape)
                     return true;
                 break;
             case u'[':  // parentheses and bars in it are plain
@@ -53,6 +50,18 @@ bool PatternHead::cut(std::u16string_view name, std::u16string& head) const {
     return true;
 }
 
+bool PatternHead::fits(std::u16string_view name) const {
+    if (name.size() < units.size())
+        return false;
+    size_t from = 0;
+    for (const uint16_t position : wildcards) {
+        if (name.substr(from, position - from) != std::u16string_view(units).substr(from, position - from))
+            return false;
+        from = position + size_t{1};
+    }
+    return name.substr(from, units.size() - from) == std::u16string_view(units).substr(from);
+}
+
 PatternHead patternHead(std::u16string_view pattern) {
     PatternHead head;
     if (mayBranch(pattern))
@@ -67,10 +76,10 @@ PatternHead patternHead(std::u16string_view pattern) {
             unit = pattern[i++];
         } else if (unit == u'.') {
             wildcard = true;
-        } else if (std::u16string_view(u"^$*+?()[]{}|").find(unit) != std::u16string_view::npos) {
+        } else if (isSpecial(unit)) {
             break;
         }
-        if (i < pattern.size() && std::u16string_view(u"*+?{").find(pattern[i]) != std::u16string_view::npos)
+        if (i < pattern.size() && isQuantifier(pattern[i]))
             break;  // may be absent, or repeated
         if (wildcard)
             head.wildcards.push_back(static_cast<uint16_t>(head.units.size()));
@@ -79,4 +88,4 @@ PatternHead patternHead(std::u16string_view pattern) {
     return head;
 }
 
-}  // namespace EmbeddedBus
+}  // namespace Ferrow

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace EmbeddedBus {
+namespace Ferrow {
 
 // A fixed number of units, some of which may be anything. An empty head fits every name.
 struct PatternHead {
@@ -15,10 +15,12 @@ struct PatternHead {
 
     // Whether the name is long enough; then head becomes its beginning with zeros at the wildcards.
     bool cut(std::u16string_view name, std::u16string& head) const;
+    // Whether a match of the pattern can have this name.
+    bool fits(std::u16string_view name) const;
 };
 
 // The head of a well-formed ECMAScript pattern, at most 128 units of it. Never longer than what all matching
 // names have in common; shorter where telling would take a parser.
 PatternHead patternHead(std::u16string_view pattern);
 
-}  // namespace EmbeddedBus
+}  // namespace Ferrow
