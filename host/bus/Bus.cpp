@@ -146,7 +146,7 @@ uint32_t Bus::publish(BrevantBusHandle handle, const MessageHeader* header, cons
                       const char16_t* sender, const char16_t* payload) {
     if (!header || !name || !sender || !payload)
         return MODULE_STATUS_INVALID_PARAMETER;
-    const MessageHeader fields = readHeader(header);
+    const MessageHeader fields = brevantReadHeader(header);
     const Texts texts{name, sender, payload};
     return fields.flags & BREVANT_MESSAGE_REPLY ? reply(handle, fields, texts)
                                                 : send(handle, fields, texts, nullptr);
@@ -156,7 +156,7 @@ uint32_t Bus::request(BrevantBusHandle handle, const Answer& answer, const Messa
                       const char16_t* name, const char16_t* sender, const char16_t* payload) {
     if (!answer.function || !header || !name || !sender || !payload)
         return MODULE_STATUS_INVALID_PARAMETER;
-    return send(handle, readHeader(header), {name, sender, payload}, &answer);
+    return send(handle, brevantReadHeader(header), {name, sender, payload}, &answer);
 }
 
 uint32_t Bus::subscribe(BrevantBusHandle handle, void* context, BrevantMessageFunction function,

@@ -1,7 +1,6 @@
 #include "host/bus/QueuedMessage.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 namespace EmbeddedBus {
@@ -32,8 +31,8 @@ void MessageAccount::refund(size_t bytes) noexcept {
 }
 
 std::shared_ptr<QueuedMessage> QueuedMessage::copy(std::shared_ptr<MessageAccount> account, size_t receivers,
-                                             const MessageHeader& header, const char16_t* name,
-                                             const char16_t* sender, const char16_t* payload) {
+                                                   const MessageHeader& header, const char16_t* name,
+                                                   const char16_t* sender, const char16_t* payload) {
     using Traits = std::char_traits<char16_t>;
     const size_t nameUnits = Traits::length(name) + 1;
     const size_t senderUnits = Traits::length(sender) + 1;
@@ -51,15 +50,6 @@ std::shared_ptr<QueuedMessage> QueuedMessage::copy(std::shared_ptr<MessageAccoun
     message->payload_ = std::copy_n(payload, payloadUnits, texts + nameUnits + senderUnits) - payloadUnits;
     message->header = header;
     return message;
-}
-
-MessageHeader readHeader(const MessageHeader* header) noexcept {
-    MessageHeader copy{};
-    copy.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
-    copy.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
-    std::memcpy(&copy, header,
-                header->version == BREVANT_MESSAGE_VERSION ? sizeof(MessageHeader) : BREVANT_MESSAGE_V1_SIZE);
-    return copy;
 }
 
 }  // namespace EmbeddedBus

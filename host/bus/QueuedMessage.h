@@ -50,8 +50,8 @@ class QueuedMessage {
 public:
     // receivers is how many deliveries the account is to pay for. Null when it cannot.
     static std::shared_ptr<QueuedMessage> copy(std::shared_ptr<MessageAccount> account, size_t receivers,
-                                            const MessageHeader& header, const char16_t* name,
-                                            const char16_t* sender, const char16_t* payload);
+                                               const MessageHeader& header, const char16_t* name,
+                                               const char16_t* sender, const char16_t* payload);
     MessageHeader header;
     const char16_t* name() const noexcept { return texts_.get(); }
     const char16_t* sender() const noexcept { return sender_; }
@@ -65,8 +65,5 @@ private:
     const char16_t* sender_ = nullptr;
     const char16_t* payload_ = nullptr;
 };
-
-// The header with all its fields, whichever version the publisher wrote: version 1 ends before the extension.
-MessageHeader readHeader(const MessageHeader* header) noexcept;
 
 }  // namespace EmbeddedBus

@@ -1,7 +1,6 @@
 #include "host/program/BusConnection.h"
 
 #include <algorithm>
-#include <cstring>
 #include <map>
 #include <unordered_map>
 
@@ -70,10 +69,8 @@ std::u16string textOf(const char16_t* text) {
 ReceivedMessage messageOf(const MessageHeader* header, const char16_t* name, const char16_t* sender,
                           const char16_t* payload) {
     ReceivedMessage message{{}, textOf(name), textOf(sender), textOf(payload)};
-    if (header) {
-        const bool whole = header->version == BREVANT_MESSAGE_VERSION;
-        std::memcpy(&message.header, header, whole ? sizeof *header : BREVANT_MESSAGE_V1_SIZE);
-    }
+    if (header)
+        message.header = brevantReadHeader(header);
     return message;
 }
 
@@ -162,13 +159,9 @@ bool BusConnection::add(Subscribe entry, const std::u16string& text, Handler han
 }
 
 MessageHeader BusConnection::headerFor(const std::u16string& name, const std::u16string& payload) const {
-    MessageHeader header{};
-    header.headerKind = 1;
+    MessageHeader header = brevantDefaultHeader();
     const size_t units = name.size() + sender_.size() + payload.size() + 3;
     header.totalSize = static_cast<uint32_t>(sizeof header + units * sizeof(char16_t));
-    header.version = BREVANT_MESSAGE_VERSION;
-    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
-    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
     return header;
 }
 
@@ -187,12 +180,9 @@ uint32_t BusConnection::reply(const ReceivedMessage& request, const std::u16stri
     if ((request.header.flags & BREVANT_MESSAGE_REPLY_REQUESTED) == 0)
         return publish(name, payload);
     MessageHeader header = headerFor(name, payload);
-    header.flags = static_cast<uint32_t>(BREVANT_MESSAGE_REPLY) |
-                   static_cast<uint32_t>(audience == Audience::everybody ? BREVANT_MESSAGE_BROADCAST_COPY_MADE
+    header.flags = static_cast<uint32_t>(audience == Audience::everybody ? BREVANT_MESSAGE_BROADCAST_COPY_MADE
                                                                          : BREVANT_MESSAGE_NO_BROADCAST_COPY);
-    std::memcpy(header.inReplyTo, request.header.requestIdentity, sizeof header.inReplyTo);
-    std::memcpy(header.replyDestination, request.header.replyRoute, sizeof header.replyDestination);
-    header.replyCookie = request.header.requestCookie;
+    brevantCorrelateReply(&header, &request.header);
     const uint32_t status = send(header, name, payload);
     if (audience == Audience::everybody) {
         header.flags = BREVANT_MESSAGE_BROADCAST_COPY_MADE;

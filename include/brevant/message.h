@@ -5,6 +5,8 @@
 #ifndef BREVANT_MESSAGE_H
 #define BREVANT_MESSAGE_H
 
+#include <string.h>
+
 #include <brevant/conventions.h>
 
 #ifdef __cplusplus
@@ -61,6 +63,39 @@ BREVANT_STATIC_ASSERT(offsetof(MessageHeader, replyCookie) == 92, "replyCookie a
 BREVANT_STATIC_ASSERT(offsetof(MessageHeader, extensionTag) == 100, "extensionTag at 100");
 BREVANT_STATIC_ASSERT(offsetof(MessageHeader, extensionLength) == 102, "extensionLength at 102");
 BREVANT_STATIC_ASSERT(offsetof(MessageHeader, sessionId) == 104, "sessionId at 104");
+
+/* The header that a new message starts with; totalSize is still to be set. [any thread & any state] */
+static inline MessageHeader brevantDefaultHeader(void) {
+    MessageHeader header;
+    memset(&header, 0, sizeof header);
+    header.headerKind = 1;
+    header.version = BREVANT_MESSAGE_VERSION;
+    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
+    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
+    return header;
+}
+
+/*
+ * A received header of either version: what version 1 lacks is as in the default header, all else, the
+ * version itself too, as received. Reads no further than the header goes. [any thread & any state]
+ */
+static inline MessageHeader brevantReadHeader(const MessageHeader* received) {
+    MessageHeader header = brevantDefaultHeader();
+    const unsigned char* bytes = (const unsigned char*)received;
+    uint16_t version;
+    memcpy(&version, bytes + offsetof(MessageHeader, version), sizeof version);
+    memcpy(&header, bytes, version == BREVANT_MESSAGE_VERSION ? sizeof header : BREVANT_MESSAGE_V1_SIZE);
+    return header;
+}
+
+/* Marks a header as that of a reply to the request, and has it find the requester. [any thread & any state]
+ */
+static inline void brevantCorrelateReply(MessageHeader* reply, const MessageHeader* request) {
+    reply->flags |= BREVANT_MESSAGE_REPLY;
+    memcpy(reply->inReplyTo, request->requestIdentity, sizeof reply->inReplyTo);
+    memcpy(reply->replyDestination, request->replyRoute, sizeof reply->replyDestination);
+    reply->replyCookie = request->requestCookie;
+}
 
 #ifdef __cplusplus
 }

@@ -1,7 +1,5 @@
 #include "bus/Message.h"
 
-#include <cstddef>
-#include <cstring>
 #include <utility>
 
 #include "platform/DynamicLibrary.h"
@@ -12,15 +10,6 @@ namespace {
 
 // Header and the terminating zeros of the three texts.
 constexpr size_t emptyMessageSize = sizeof(MessageHeader) + 3 * sizeof(char16_t);
-
-constexpr MessageHeader defaultHeader() {
-    MessageHeader header{};
-    header.headerKind = 1;
-    header.version = BREVANT_MESSAGE_VERSION;
-    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
-    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
-    return header;
-}
 
 uint32_t totalSizeOf(const Message& message) {
     const size_t units = message.name().size() + message.sender().size() + message.payload().size();
@@ -43,7 +32,7 @@ Message::Message(std::u16string name, std::u16string sender, std::u16string payl
     : name_(std::move(name)),
       sender_(std::move(sender)),
       payload_(std::move(payload)),
-      header_(std::make_unique<MessageHeader>(defaultHeader())) {
+      header_(std::make_unique<MessageHeader>(brevantDefaultHeader())) {
     header_->totalSize = totalSizeOf(*this);
 }
 
@@ -61,32 +50,21 @@ std::shared_ptr<Message> makeMessage(std::u16string name, std::u16string sender,
 std::shared_ptr<Message> makeReply(const Message& request, std::u16string name, std::u16string sender,
                                    std::u16string payload) noexcept {
     auto reply = makeMessage(std::move(name), std::move(sender), std::move(payload));
-    const MessageHeader& asked = *request.header();
-    if (!reply || !(asked.flags & BREVANT_MESSAGE_REPLY_REQUESTED))
-        return reply;
-    MessageHeader& header = *reply->header();
-    header.flags |= BREVANT_MESSAGE_REPLY;
-    std::memcpy(header.inReplyTo, asked.requestIdentity, sizeof header.inReplyTo);
-    std::memcpy(header.replyDestination, asked.replyRoute, sizeof header.replyDestination);
-    header.replyCookie = asked.requestCookie;
+    if (reply && (request.header()->flags & BREVANT_MESSAGE_REPLY_REQUESTED))
+        brevantCorrelateReply(reply->header(), request.header());
     return reply;
 }
 
 void copyHeader(Message& message, const MessageHeader* received) noexcept {
     MessageHeader& header = *message.header();
-    header = defaultHeader();
-    header.totalSize = totalSizeOf(message);
-    if (!received)
-        return;
-    // An older header ends before the extension: what lies behind it is not the sender's.
-    const auto* bytes = reinterpret_cast<const unsigned char*>(received);
-    uint16_t version;
-    std::memcpy(&version, bytes + offsetof(MessageHeader, version), sizeof version);
-    if (version == BREVANT_MESSAGE_VERSION) {
-        std::memcpy(&header, bytes, sizeof header);
+    if (!received) {
+        header = brevantDefaultHeader();
+        header.totalSize = totalSizeOf(message);
         return;
     }
-    std::memcpy(&header, bytes, BREVANT_MESSAGE_V1_SIZE);
+    header = brevantReadHeader(received);
+    if (header.version == BREVANT_MESSAGE_VERSION)
+        return;
     header.totalSize += sizeof(MessageHeader) - BREVANT_MESSAGE_V1_SIZE;
     header.version = BREVANT_MESSAGE_VERSION;
 }

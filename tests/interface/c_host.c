@@ -75,27 +75,14 @@ static BrevantBusHandle peer;
 static char16_t seen[64][100];
 static int seenCount;
 
-static MessageHeader plainHeader(void) {
-    MessageHeader header;
-    memset(&header, 0, sizeof header);
-    header.headerKind = 1;
-    header.version = BREVANT_MESSAGE_VERSION;
-    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
-    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
-    return header;
-}
-
 static uint32_t say(const char16_t* name, const char16_t* payload) {
-    const MessageHeader header = plainHeader();
+    const MessageHeader header = brevantDefaultHeader();
     return bus->publish(peer, &header, name, u"CHost", payload);
 }
 
 static uint32_t answer(const MessageHeader* request, const char16_t* name, const char16_t* payload) {
-    MessageHeader header = plainHeader();
-    header.flags = BREVANT_MESSAGE_REPLY;
-    memcpy(header.inReplyTo, request->requestIdentity, sizeof header.inReplyTo);
-    memcpy(header.replyDestination, request->replyRoute, sizeof header.replyDestination);
-    header.replyCookie = request->requestCookie;
+    MessageHeader header = brevantDefaultHeader();
+    brevantCorrelateReply(&header, request);
     return bus->publish(peer, &header, name, u"CHost", payload);
 }
 
@@ -214,7 +201,7 @@ int main(int count, char** arguments) {
     waitForSeen(u"Brevant.Viewer.c.Show.1", "the viewer is asked to show it");
     check(say(u"Brevant.Alert.c-alert.Dismissed.1", u"") == 0, "the viewer reports the outcome");
     {
-        const MessageHeader header = plainHeader();
+        const MessageHeader header = brevantDefaultHeader();
         check(functions->DirectMessage(handle, &header, u"Brevant.Alert.Delete.0", u"CHost", u"") == 0,
               "a direct message is handled");
     }

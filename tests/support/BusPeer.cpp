@@ -1,7 +1,6 @@
 #include "support/BusPeer.h"
 
 #include <algorithm>
-#include <cstring>
 #include <future>
 #include <map>
 #include <stdexcept>
@@ -51,13 +50,9 @@ uint32_t onReply(void*, uint64_t index, const MessageHeader* header, const char1
 }  // namespace
 
 MessageHeader plainHeader(uint32_t flags) {
-    MessageHeader header{};
-    header.headerKind = 1;
+    MessageHeader header = brevantDefaultHeader();
     header.totalSize = sizeof header + 6;
     header.flags = flags;
-    header.version = BREVANT_MESSAGE_VERSION;
-    header.extensionTag = BREVANT_MESSAGE_EXTENSION_TAG;
-    header.extensionLength = BREVANT_MESSAGE_EXTENSION_LENGTH;
     return header;
 }
 
@@ -138,10 +133,7 @@ uint32_t BusPeer::reply(const BusMessage& request, const std::u16string& name,
                         const std::u16string& payload) {
     MessageHeader header = plainHeader();
     if (request.header.flags & BREVANT_MESSAGE_REPLY_REQUESTED) {
-        header.flags = BREVANT_MESSAGE_REPLY;
-        std::memcpy(header.inReplyTo, request.header.requestIdentity, sizeof header.inReplyTo);
-        std::memcpy(header.replyDestination, request.header.replyRoute, sizeof header.replyDestination);
-        header.replyCookie = request.header.requestCookie;
+        brevantCorrelateReply(&header, &request.header);
     }
     const uint32_t status = functions_->publish(handle_, &header, name.c_str(), u"Peer", payload.c_str());
     if (status != MODULE_STATUS_SUCCESS || !(header.flags & BREVANT_MESSAGE_REPLY))
