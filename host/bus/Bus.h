@@ -10,15 +10,15 @@
 #include <brevant/bus.h>
 
 #include "host/bus/BusLimits.h"
-#include "host/bus/QueuedMessage.h"
 #include "host/bus/HandleTable.h"
-#include "host/bus/LibraryPin.h"
-#include "host/bus/Request.h"
+#include "host/bus/QueuedMessage.h"
+#include "host/bus/RequestTable.h"
+#include "host/bus/RetiredPools.h"
+#include "host/bus/RunningCalls.h"
 #include "host/bus/Subscription.h"
 #include "host/bus/SubscriptionIndex.h"
 #include "host/bus/WorkerPool.h"
 #include "platform/ProcessWide.h"
-#include "platform/StackList.h"
 #include "platform/Sync.h"
 
 namespace EmbeddedBus {
@@ -48,13 +48,6 @@ public:
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;
 
-    struct Answer {
-        uint64_t replyIndex;
-        void* context;
-        BrevantReplyFunction function;
-        uint32_t timeoutMilliseconds;
-    };
-
     // They throw std::bad_alloc and std::system_error when memory or a thread cannot be had.
     uint32_t acquireHandle(BrevantBusHandle* handle);
     uint32_t releaseHandle(BrevantBusHandle handle);
@@ -73,23 +66,15 @@ public:
 
 private:
     friend struct Backlog;
-    friend struct Request;
 
-    // A function of one of the two callback types, to be compared.
-    using Function = uintptr_t;
     struct Handle {
-        uint64_t id;
-        std::shared_ptr<MessageAccount> account;
-        std::vector<Function> functions;  // that it has ever given to the bus; few
+        Handle(uint64_t id, std::shared_ptr<MessageAccount> pays) noexcept
+            : requester{id}, account(std::move(pays)) {}
+        Requester requester;
+        const std::shared_ptr<MessageAccount> account;
+        std::vector<RunningCalls::Function> functions;  // that it has ever given to the bus; few
         std::unordered_map<uint32_t, std::shared_ptr<Subscription>> subscriptions;
-        std::unordered_map<uint64_t, std::shared_ptr<Request>> requests;
         Platform::LibraryUse::Hold use{};
-    };
-    // From before a callback is entered until after it has returned.
-    struct Call : Platform::StackList<Call>::Link {
-        uint64_t handle = 0;
-        Function function = 0;
-        bool owed = false;  // its handle was released on a bus thread, which has not waited for it
     };
     struct Texts {
         const char16_t* name;
@@ -98,56 +83,39 @@ private:
     };
 
     Handle* find(BrevantBusHandle handle) const REQUIRES(mutex_);
-    WorkerPool& pool() REQUIRES(mutex_);
+    const std::shared_ptr<WorkerPool>& pool() REQUIRES(mutex_);
 
     uint32_t send(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts,
                   const Answer* answer);
     uint32_t findReceivers(BrevantBusHandle handle, const char16_t* name, Subscriptions& receivers,
                            std::shared_ptr<MessageAccount>& account);
     uint32_t reply(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts);
-    void openRequest(Handle& requester, const std::shared_ptr<Request>& request, const Answer& answer,
-                     MessageHeader& header) REQUIRES(mutex_);
     // Takes the first delivery. True when the subscription reaches its bound for the first time.
     bool enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publisher,
                  std::list<Delivery>& deliveries) REQUIRES(mutex_);
-
-    static void noteFunction(Handle& handle, Function function);
-    void beginCall(Call& call, uint64_t handle, Function function) REQUIRES(mutex_);
-    void endCall(Call& call) REQUIRES(mutex_);
-    void waitForCalls(const Handle& released) EXCLUDES(mutex_);
+    static void noteFunction(Handle& handle, RunningCalls::Function function);
 
     void deliverNext(Backlog& backlog) noexcept;
     void backlogRan(Backlog& backlog) REQUIRES(mutex_);
-    void deliverReply(Request& request) noexcept;
-
-    void settle(Request& request, uint32_t status, std::shared_ptr<const QueuedMessage> message)
-        REQUIRES(mutex_);
-    void receiverReturned(Request& request, uint32_t status) REQUIRES(mutex_);
-    void settleWhenRefused(Request& request) REQUIRES(mutex_);
-    void endRequest(Request& request) REQUIRES(mutex_);
-    // What was queued for the subscription goes to dropped, to be freed outside the lock.
+    // What was queued for the subscription goes to dropped.
     void endSubscription(Subscription& subscription, std::list<Delivery>& dropped) REQUIRES(mutex_);
-    Platform::Clock::Time expireRequests();
+    void leave(const std::list<Delivery>& dropped);
     bool onOwnThread() REQUIRES(mutex_);
 
     const PoolLimits limits_;
     const std::shared_ptr<MessageAccount> account_;
+    RunningCalls calls_;
+    RequestTable requests_{calls_};
+    // Handles acquired after the last was released get a new pool.
+    RetiredPools retired_;
 
-    // Guards the tables and everything behind them that is not const. Held for table work only: no callback
-    // and no pattern match runs under it. The pool's lock is taken under it.
+    // Guards the handles and what is subscribed and queued. Held for table work only: no callback and no
+    // pattern match runs under it. All other locks of the bus are taken under it.
     Platform::Mutex mutex_;
     HandleTable<Handle> handles_ GUARDED_BY(mutex_);
     SubscriptionIndex index_ GUARDED_BY(mutex_);
-    Deadlines deadlines_ GUARDED_BY(mutex_);
-    Platform::StackList<Call> calls_ GUARDED_BY(mutex_);
-    Platform::ConditionVariable callEnded_;
-    size_t waitingForCalls_ GUARDED_BY(mutex_) = 0;
-    uint64_t lastCookie_ GUARDED_BY(mutex_) = 0;
     uint32_t lastSubscription_ GUARDED_BY(mutex_) = 0;
-    // Made for the first message, retired with the last handle. Handles acquired after that get a new one.
-    std::shared_ptr<WorkerPool> pool_ GUARDED_BY(mutex_);
-    std::vector<std::shared_ptr<WorkerPool>> retired_ GUARDED_BY(mutex_);
-    std::vector<LibraryPin> pins_ GUARDED_BY(mutex_);
+    std::shared_ptr<WorkerPool> pool_ GUARDED_BY(mutex_);  // made for the first message
 };
 
 }  // namespace EmbeddedBus

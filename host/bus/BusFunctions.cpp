@@ -46,7 +46,7 @@ uint32_t publish(BrevantBusHandle handle, const MessageHeader* header, const cha
 uint32_t request(BrevantBusHandle handle, uint64_t replyIndex, void* replyContext,
                  BrevantReplyFunction replyFunction, const MessageHeader* header, const char16_t* name,
                  const char16_t* sender, const char16_t* payload, uint32_t timeoutMilliseconds) {
-    const Bus::Answer answer{replyIndex, replyContext, replyFunction, timeoutMilliseconds};
+    const Answer answer{replyIndex, replyContext, replyFunction, timeoutMilliseconds};
     return guarded([&] { return bus().request(handle, answer, header, name, sender, payload); });
 }
 

@@ -9,41 +9,56 @@
 
 #include "host/bus/QueuedMessage.h"
 #include "host/bus/Task.h"
+#include "host/bus/WorkerPool.h"
 #include "platform/Clock.h"
+#include "platform/StackList.h"
 
 namespace EmbeddedBus {
 
-class Bus;
+class RequestTable;
 struct Request;
-using Deadlines = std::multimap<Platform::Clock::Time, std::shared_ptr<Request>>;
+struct Requester;
+using Deadlines = std::multimap<Platform::Clock::Time, Request*>;
 
-// Run as a task, it calls the reply function. All that is not const belongs to the bus's lock.
+// What its reply function is to be called with.
+struct Answer {
+    uint64_t replyIndex;
+    void* context;
+    BrevantReplyFunction function;
+    uint32_t timeoutMilliseconds;
+};
+
+// Run as a task, it calls the reply function. All that is not const belongs to the table's lock.
 //
-//              | waiting                  | answered                | ended
-//   reply      | answered                 | dropped                 | dropped
-//   timeout    | answered                 | cannot happen           | cannot happen
-//   run        | cannot happen            | ended, then the call    | nothing
-//   release    | ended                    | ended                   | nothing
-struct Request : Task, std::enable_shared_from_this<Request> {
+//                        | waiting            | answered                | ended
+//   reply                | answered           | dropped                 | dropped
+//   time-out             | answered           | cannot happen           | cannot happen
+//   last receiver fails  | answered           | nothing                 | nothing
+//   run                  | cannot happen      | ended, then the call    | nothing
+//   release              | ended              | ended                   | nothing
+//
+// From waiting to ended it is in its table and in its requester's list.
+struct Request : Task, Platform::StackList<Request>::Link, std::enable_shared_from_this<Request> {
     enum class State { waiting, answered, ended };
 
-    explicit Request(Bus& owner) noexcept : bus(owner) {}
+    Request(RequestTable& owner, std::shared_ptr<WorkerPool> answering, const Answer& wanted,
+            size_t receivers) noexcept
+        : table(owner), pool(std::move(answering)), answer(wanted), openReceivers(receivers) {}
     void run() noexcept override;
 
-    Bus& bus;
-    uint64_t handle = 0;
-    uint64_t cookie = 0;
-    uint64_t replyIndex = 0;
-    void* replyContext = nullptr;
-    BrevantReplyFunction replyFunction = nullptr;
+    RequestTable& table;
+    const std::shared_ptr<WorkerPool> pool;
+    const Answer answer;
 
-    State state = State::waiting;
+    Requester* requester = nullptr;
+    uint64_t cookie = 0;
+    State state = State::ended;
     Deadlines::iterator deadline;  // valid while waiting
     // Deliveries whose receiver has not returned yet.
-    size_t openReceivers = 0;
+    size_t openReceivers;
     bool accepted = false;  // a receiver returned success: its reply may still come
     uint32_t firstFailure = 0;
-    // The answer, from answered on.
+    // The reply, from answered on.
     uint32_t replyStatus = 0;
     std::shared_ptr<const QueuedMessage> reply;
 };

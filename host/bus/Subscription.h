@@ -22,6 +22,7 @@ struct Delivery {
     std::shared_ptr<Request> request;  // null for a published message
 };
 
+class Bus;
 struct Backlog;
 
 // Kept alive by whoever delivers to it; what is not const belongs to the bus's lock.

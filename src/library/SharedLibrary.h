@@ -9,10 +9,10 @@
 #include <brevant/library.h>
 
 #include "library/DllLoader.h"
-#include "library/SystemInterfaces.h"
 #include "library/LibraryDefinition.h"
 #include "library/PathHelpers.h"
 #include "library/PathSearch.h"
+#include "library/SystemInterfaces.h"
 #include "platform/Registry.h"
 
 namespace Tavix {

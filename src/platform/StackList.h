@@ -43,10 +43,13 @@ public:
                 return true;
         return false;
     }
+    // The function may remove the item that it is given.
     template <class Function>
     void forEach(Function&& function) const {
-        for (Item* item = first_; item; item = linkOf(*item).next_)
+        for (Item *item = first_, *next; item; item = next) {
+            next = linkOf(*item).next_;
             function(*item);
+        }
     }
 
 private:
