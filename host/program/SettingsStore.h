@@ -27,10 +27,17 @@ struct PropertyChange {
     std::optional<std::u16string> value;
 };
 
-// The file is UTF-8 JSON, {"properties":[{"name":N,"value":V},...]}, and replaced in one step: a crash leaves
-// the old one or the new one. Hosts that share a file do not undo each other's changes; each sees those of
-// the others when it changes something kept itself. What is volatile in one hides what another keeps under
-// the same name. Any thread.
+// The file is UTF-8 JSON, {"properties":[{"name":N,"value":V},...]}. The store replaces it in one step: a
+// crash leaves the old one or the new one. Several hosts may share a file: a host reads it again under the
+// file's lock whenever it changes something kept, so it undoes no other host's change, and learns of them
+// only then. Any thread.
+//
+//                | name unknown to this host | known as kept          | volatile in this host
+//   get          | nothing                   | the kept value         | the volatile value
+//   set, kept    | in the file               | replaced in the file   | in the file, volatile value gone
+//   set, volatile| volatile; what another    | volatile, gone from    | volatile value replaced,
+//                | host has kept stays       | the file               | the file as it is
+//   remove       | gone from the file        | gone from the file     | gone here and from the file
 class SettingsStore {
 public:
     // In UTF-16 units; the last is that of all names and values together.
@@ -48,9 +55,9 @@ public:
     // In the order of their names.
     std::vector<Property> withPrefix(std::u16string_view prefix) const;
 
-    // One outcome for each, in their order. False: an empty or too long name, a value that is too long or,
-    // when it is to be kept, no well-formed text, a full store, or a file that could not be written. What
-    // fails changes nothing. The last set of a name decides whether it is volatile.
+    // One outcome for each, in their order. False when the name is empty or too long, when the value is too
+    // long, when a value to be kept is no well-formed text, when the store is full, or when the file could
+    // not be written; then nothing has changed for that property. When a name is set twice, the last counts.
     std::vector<bool> set(const std::vector<Property>& properties);
     // False: there was none of that name, or the file could not be written.
     std::vector<bool> remove(const std::vector<std::u16string>& names);

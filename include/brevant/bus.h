@@ -7,26 +7,37 @@
  * module.h); the bus library must be there all the same, for NewModule opens connections through it.
  *
  * What the broker guarantees to the bus:
- *  - It releases every handle that it acquired, and before that unsubscribes every subscription of the handle
- *    and calls releaseReplyFunction once.
- *  - It never needs unsubscribe to wait for running callbacks: a callback that comes a moment later finds
- *    that its subscription is gone and returns success. releaseHandle may wait for the callbacks of its
- *    handle, but not when it is called from inside a callback: the broker releases no handle while it holds a
- *    lock that callbacks of that handle take.
- *  - Its callbacks may run on any number of threads at once, and from inside publish or request.
- *  - Its callbacks may publish, request, subscribe and acquire handles; a callback may block for as long as a
- *    request of its own takes to be answered. The bus must go on delivering meanwhile.
+ *  - The broker releases every handle that it acquired. Before that it unsubscribes every subscription of the
+ *    handle and calls releaseReplyFunction once.
+ *  - The broker bears late callbacks: one that comes after unsubscribe finds nothing and returns success. The
+ *    bus need not wait for running callbacks in unsubscribe.
+ *  - The broker releases no handle while it holds a lock that a callback of that handle takes. The bus may
+ *    wait for the handle's callbacks in releaseHandle.
+ *  - The broker's callbacks may run on any number of threads at once, and from inside publish or request.
+ *  - The broker's callbacks may publish, request, subscribe and acquire handles. One may block until a
+ * request of its own is answered; the bus must go on delivering meanwhile.
  *
  * What the broker expects of the bus:
- *  - Each request gets exactly one call of its reply function, unless that or the handle is released before:
- *    with status 0 and the reply, with MODULE_STATUS_TIMEOUT after its timeout, or with another failure. None
- *    follows a request that returned a failure status.
- *  - Messages of one publisher reach one subscription in the order of publishing.
- *  - It does not call on behalf of a handle once releaseHandle has returned: releaseHandle waits for calls
- *    that have begun or are about to. From inside a callback it cannot wait and returns at once. What it
- *    leaves running then, the next releaseHandle outside callbacks waits for, if its own handle has given the
- *    bus the same message or reply function. A bus that does otherwise keeps its callers loaded until it has
- *    come to rest.
+ *  - The bus delivers the messages of one publisher to one subscription in the order of publishing.
+ *  - The bus ends each request that it has accepted (request returned 0) by one call of the reply function:
+ *
+ *      what comes first                                    | the call's replyStatus
+ *      the reply                                           | 0
+ *      the timeout                                         | MODULE_STATUS_TIMEOUT
+ *      the bus finds that no reply can come                | another failure
+ *      releaseReplyFunction or releaseHandle               | there is no call
+ *
+ *    What comes later is dropped. A request that was not accepted gets no call.
+ *  - Once releaseHandle has returned, the bus makes no call for that handle:
+ *
+ *      releaseHandle is called            | calls of the handle that have begun or are about to
+ *      outside callbacks of the bus       | have returned when it returns
+ *      inside a callback of the bus       | may still run when it returns; it does not wait
+ *
+ *    Calls that were left running so are waited for by a later releaseHandle outside callbacks, when the
+ *    handle that it releases was used with the same message or reply function. So whoever releases its last
+ *    handle outside callbacks can unload itself afterwards. A bus that cannot promise this keeps the
+ *    libraries of its callers loaded until its calls have returned.
  */
 #ifndef BREVANT_BUS_H
 #define BREVANT_BUS_H

@@ -16,8 +16,13 @@ namespace Tavix {
 
 using ModuleProperties = std::map<std::u16string, std::u16string>;
 
-// A derived module publishes and subscribes through itself: every bus operation goes to the bus that
-// baseInitialize was given, and gives MODULE_STATUS_INVALID_STATE before.
+// A derived module publishes and subscribes through itself, on the bus that baseInitialize was given.
+//
+//                        | no bus yet                  | bound                     | bound again
+//   bus operations       | MODULE_STATUS_INVALID_STATE | go to the bus             | go to the newest bus
+//   directMessage        | MODULE_STATUS_INVALID_STATE | runs the bus's callbacks  | those of the newest bus
+//   baseInitialize       | binds                       | binds again               | binds again
+//   releaseReplacedBuses | nothing                     | nothing                   | lets go of unused buses
 class BaseModule : public Module, protected MessageBus {
 public:
     // An empty container is replaced by a new one.
@@ -31,16 +36,16 @@ public:
     uint32_t stop() override;
     uint32_t uninitialize() override;
 
-    // Binds the module. Registers the bus in the container as the unnamed Tavix::MessageBus. Must precede
-    // directMessage; may be called again, which replaces everything: the bus that was there is shut down, and
-    // kept for what still publishes through it.
+    // Binds the module: takes over names, properties, module manager and bus, and registers the bus in the
+    // container as the unnamed Tavix::MessageBus. When the module is bound already it shuts the bus down that
+    // was there, and keeps it for handlers that still publish through it.
     virtual uint32_t baseInitialize(const std::u16string& moduleName, const std::u16string& moduleIdentifier,
                                     const ModuleProperties& properties,
                                     std::shared_ptr<internal::ModuleManagerShim> moduleManager,
                                     std::shared_ptr<MessageBus> messageBus);
-    // Lets go of replaced buses that nobody uses any more, which may wait for their callbacks. Called by the
-    // host's lifecycle thread, so that no other is the last to use them: one of the bus's would leave the
-    // wait to whoever lets go of a bus next, and that one may be what the callbacks wait for.
+    // Lets go of the replaced buses that no handler uses any more; waits for their running callbacks. Only
+    // the host's lifecycle thread calls it. A thread of the bus must not: it could not wait, and the wait
+    // would fall to the next one that lets go of a bus, who may hold what the callbacks need.
     void releaseReplacedBuses();
     // Runs the callbacks of the matching subscriptions on the calling thread.
     uint32_t directMessage(const std::shared_ptr<Message>& message);
