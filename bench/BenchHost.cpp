@@ -2,7 +2,9 @@
 
 #include <stdexcept>
 
+#include <brevant/cpp/alerts.h>
 #include <brevant/library.h>
+#include <brevant/settings.h>
 
 #include "json/JSONFormatter.h"
 #include "platform/DynamicLibrary.h"
@@ -16,38 +18,38 @@ using Support::BusMessage;
 std::u16string description(uint64_t number, uint32_t session) {
     const std::u16string word = Ferrow::decimal(number);
     Tavix::JSONFormatter text, context, action, message;
-    message.setString(u"messagename", u"Product.Scan.Start");
-    message.setString(u"payload", u"{\"kind\":\"full\"}");
-    action.setString(u"text", u"Scan now");
-    action.setObject(u"defaultmessage", message);
-    action.setString(u"id", u"scan");
-    action.setBool(u"default", true);
-    context.setString(u"title", u"Your device needs attention " + word);
-    context.setString(u"category", u"protection");
-    context.setString(u"defaultcontent", std::u16string(500, u'd'));
-    context.setString(u"detailscontent", std::u16string(400, u'e'));
-    context.setUInt32(u"width", 420);
-    context.setObjectArray(u"actions", {action, action});
-    text.setString(u"id", word);
-    text.setString(u"instanceId", word);
-    text.setString(u"priority", u"P2");
-    text.setString(u"product", u"bench");
-    text.setUInt32(u"sessionId", session);
-    text.setString(u"source", u"client");
-    text.setBool(u"forcePreferredViewer", false);
-    text.setStringArray(u"preferredViewer", {u"bench"});
-    text.setObject(u"context", context);
+    message.setString(BREVANT_CHOICE_MESSAGE_NAME, u"Product.Scan.Start");
+    message.setString(BREVANT_CHOICE_PAYLOAD, u"{\"kind\":\"full\"}");
+    action.setString(BREVANT_ACTION_TEXT, u"Scan now");
+    action.setObject(BREVANT_ACTION_DEFAULT_MESSAGE, message);
+    action.setString(BREVANT_ACTION_ID, u"scan");
+    action.setBool(BREVANT_ACTION_DEFAULT, true);
+    context.setString(BREVANT_CONTEXT_TITLE, u"Your device needs attention " + word);
+    context.setString(BREVANT_CONTEXT_CATEGORY, u"protection");
+    context.setString(BREVANT_CONTEXT_DEFAULT_CONTENT, std::u16string(500, u'd'));
+    context.setString(BREVANT_CONTEXT_DETAILS_CONTENT, std::u16string(400, u'e'));
+    context.setUInt32(BREVANT_CONTEXT_WIDTH, 420);
+    context.setObjectArray(BREVANT_CONTEXT_ACTIONS, {action, action});
+    text.setString(BREVANT_DESCRIPTION_ID, word);
+    text.setString(BREVANT_DESCRIPTION_INSTANCE_ID, word);
+    text.setString(BREVANT_DESCRIPTION_PRIORITY, u"P2");
+    text.setString(BREVANT_DESCRIPTION_PRODUCT, u"bench");
+    text.setUInt32(BREVANT_DESCRIPTION_SESSION_ID, session);
+    text.setString(BREVANT_DESCRIPTION_SOURCE, BREVANT_SOURCE_CLIENT);
+    text.setBool(BREVANT_DESCRIPTION_FORCE_PREFERRED_VIEWER, false);
+    text.setStringArray(BREVANT_DESCRIPTION_PREFERRED_VIEWER, {u"bench"});
+    text.setObject(BREVANT_DESCRIPTION_CONTEXT, context);
     return text.toString();
 }
 
 BenchHost::BenchHost() {
     // Session 1 shows; session 2 only queues.
     folder_.writeSessions("1 active\n2 disconnected\n");
-    product_.onName(u"SETTINGS_MANAGER_GET_PROPERTY", [this](const BusMessage& m) { return onSettings(m); });
-    product_.onName(u"SettingsManager.GetProperties.Request",
-                    [this](const BusMessage& m) { return onSettings(m); });
-    product_.onPattern(u"Brevant.Alert..+", [this](const BusMessage& m) { return onStatus(m); });
-    viewer_.onPattern(u"Brevant.Viewer.bench.Show..+", [this](const BusMessage& m) { return onShow(m); });
+    product_.onName(BREVANT_SETTINGS_GET, [this](const BusMessage& m) { return onSettings(m); });
+    product_.onName(BREVANT_SETTINGS_GET_BATCH, [this](const BusMessage& m) { return onSettings(m); });
+    product_.onPattern(BREVANT_ALERT_PREFIX u".+", [this](const BusMessage& m) { return onStatus(m); });
+    viewer_.onPattern(Brevant::viewerMessage(u"bench", BREVANT_VIEWER_SHOW, u".+"),
+                      [this](const BusMessage& m) { return onShow(m); });
 
     std::u16string path = Platform::executablePath();
     path = path.substr(0, path.rfind(u'\\') + 1) + Ferrow::toUtf16(BENCH_MODULE_FILE);
@@ -72,23 +74,24 @@ BenchHost::~BenchHost() {
 
 uint64_t BenchHost::nextInstance() {
     BusMessage reply;
-    if (product_.request(u"Brevant.Alert.GetId", u"", reply) != MODULE_STATUS_SUCCESS)
+    if (product_.request(BREVANT_ALERT_GET_ID, u"", reply) != MODULE_STATUS_SUCCESS)
         throw std::runtime_error("no instance id");
     return std::stoull(Ferrow::toUtf8(reply.payload));
 }
 
 void BenchHost::publishShow(uint64_t number, const std::u16string& payload) {
-    product_.publish(u"Brevant.Alert.Show." + Ferrow::decimal(number), payload);
+    product_.publish(BREVANT_ALERT_SHOW + Ferrow::decimal(number), payload);
 }
 
 void BenchHost::accept(uint64_t number, const std::u16string& payload) {
     const std::u16string word = Ferrow::decimal(number);
-    publishAndWait(u"Brevant.Alert.Show." + word, payload, u"Brevant.Alert." + word + u".Queued." + word);
+    publishAndWait(BREVANT_ALERT_SHOW + word, payload,
+                   Brevant::alertMessage(word, BREVANT_ALERT_QUEUED, word));
 }
 
 void BenchHost::remove(uint64_t number) {
     const std::u16string word = Ferrow::decimal(number);
-    publishAndWait(u"Brevant.Alert.Delete." + word, u"", u"Brevant.Alert..Deleted." + word);
+    publishAndWait(BREVANT_ALERT_DELETE + word, u"", Brevant::alertMessage({}, BREVANT_ALERT_DELETED, word));
 }
 
 void BenchHost::waitForShown(uint64_t count) {
@@ -112,9 +115,9 @@ uint32_t BenchHost::onStatus(const BusMessage& message) {
 }
 
 uint32_t BenchHost::onShow(const BusMessage& request) {
-    const std::u16string word = request.name.substr(request.name.rfind(u'.') + 1);
-    viewer_.reply(request, u"Brevant.Alert." + word + u".Shown." + word);
-    viewer_.publish(u"Brevant.Alert." + word + u".Dismissed." + word);
+    const std::u16string word = Brevant::instanceOf(request.name);
+    viewer_.reply(request, Brevant::alertMessage(word, BREVANT_ALERT_SHOWN, word));
+    viewer_.publish(Brevant::alertMessage(word, BREVANT_ALERT_DISMISSED, word));
     std::lock_guard lock(mutex_);
     ++shown_;
     changed_.notify_all();
@@ -122,13 +125,13 @@ uint32_t BenchHost::onShow(const BusMessage& request) {
 }
 
 uint32_t BenchHost::onSettings(const BusMessage& request) {
-    if (request.payload.find(u"Brevant/Viewer") != std::u16string::npos)
+    if (request.payload.find(BREVANT_VIEWER_KEY) != std::u16string::npos)
         return product_.reply(
             request, request.name + u".Response",
-            u"{\"responses\":[{\"name\":\"Brevant/Viewer/bench\",\"status\":true,\"value\":\"\"}]}");
+            u"{\"responses\":[{\"name\":\"" BREVANT_VIEWER_KEY u"/bench\",\"status\":true,\"value\":\"\"}]}");
     return product_.reply(
         request, request.name + u".Response",
-        u"{\"name\":\"Brevant/Product/bench\",\"status\":true,\"value\":\"{\\\"pluginFile\\\":"
+        u"{\"name\":\"" BREVANT_PRODUCT_KEY u"/bench\",\"status\":true,\"value\":\"{\\\"pluginFile\\\":"
         u"\\\"RoadPlugin.dll\\\",\\\"pluginPath\\\":\\\"$(App.Folder)\\\"}\"}");
 }
 

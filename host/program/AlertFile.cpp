@@ -7,6 +7,8 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
+#include <brevant/alerts.h>
+
 #include "host/program/SystemPath.h"
 #include "json/JSONExponents.h"
 #include "text/Utf.h"
@@ -51,26 +53,29 @@ std::u16string memberError(const JSONView& alert) {
     };
     std::u16string text;
     bool flag = false;
-    if (!alert.getString(u"id", text))
-        return must(u"id", u"a text");
+    if (!alert.getString(BREVANT_DESCRIPTION_ID, text))
+        return must(BREVANT_DESCRIPTION_ID, u"a text");
     if (!canBePartOfPattern(text))
         return u"member \"id\" must not hold any of ^ $ \\ * + ? ( ) [ ] | or a zero character";
-    if (alert.find(u"instanceId") && !alert.getString(u"instanceId", text))
-        return must(u"instanceId", u"a text");
-    if (!alert.getString(u"priority", text) || (text != u"P1" && text != u"P2" && text != u"P3"))
-        return must(u"priority", u"\"P1\", \"P2\" or \"P3\"");
-    if (!alert.getString(u"product", text))
-        return must(u"product", u"a text");
-    if (!alert.getString(u"source", text) || (text != u"client" && text != u"web"))
-        return must(u"source", u"\"client\" or \"web\"");
-    if (!alert.getBool(u"forcePreferredViewer", flag))
-        return must(u"forcePreferredViewer", u"true or false");
+    if (alert.find(BREVANT_DESCRIPTION_INSTANCE_ID) &&
+        !alert.getString(BREVANT_DESCRIPTION_INSTANCE_ID, text))
+        return must(BREVANT_DESCRIPTION_INSTANCE_ID, u"a text");
+    if (!alert.getString(BREVANT_DESCRIPTION_PRIORITY, text) ||
+        (text != u"P1" && text != u"P2" && text != u"P3"))
+        return must(BREVANT_DESCRIPTION_PRIORITY, u"\"P1\", \"P2\" or \"P3\"");
+    if (!alert.getString(BREVANT_DESCRIPTION_PRODUCT, text))
+        return must(BREVANT_DESCRIPTION_PRODUCT, u"a text");
+    if (!alert.getString(BREVANT_DESCRIPTION_SOURCE, text) ||
+        (text != BREVANT_SOURCE_CLIENT && text != BREVANT_SOURCE_WEB))
+        return must(BREVANT_DESCRIPTION_SOURCE, u"\"client\" or \"web\"");
+    if (!alert.getBool(BREVANT_DESCRIPTION_FORCE_PREFERRED_VIEWER, flag))
+        return must(BREVANT_DESCRIPTION_FORCE_PREFERRED_VIEWER, u"true or false");
     std::vector<std::u16string> viewers;
-    if (!alert.getStringArray(u"preferredViewer", viewers))
-        return must(u"preferredViewer", u"a list of texts");
+    if (!alert.getStringArray(BREVANT_DESCRIPTION_PREFERRED_VIEWER, viewers))
+        return must(BREVANT_DESCRIPTION_PREFERRED_VIEWER, u"a list of texts");
     JSONView context;
-    if (!alert.getObject(u"context", context))
-        return must(u"context", u"an object");
+    if (!alert.getObject(BREVANT_DESCRIPTION_CONTEXT, context))
+        return must(BREVANT_DESCRIPTION_CONTEXT, u"an object");
     return {};
 }
 
@@ -119,18 +124,18 @@ bool AlertFile::parse(std::string_view bytes, const std::u16string& name, std::u
     const JSONView alert = document_.view();
     if (const std::u16string wrong = memberError(alert); !wrong.empty())
         return refuse(wrong);
-    alert.getString(u"id", id_);
-    alert.getString(u"product", product_);
-    alert.getUInt32(u"sessionId", sessionId_);
+    alert.getString(BREVANT_DESCRIPTION_ID, id_);
+    alert.getString(BREVANT_DESCRIPTION_PRODUCT, product_);
+    alert.getUInt32(BREVANT_DESCRIPTION_SESSION_ID, sessionId_);
     uint32_t seconds = 0;
-    if (alert.getUInt32(u"timeout", seconds))
+    if (alert.getUInt32(BREVANT_DESCRIPTION_TIMEOUT, seconds))
         timeout_ = std::chrono::seconds(seconds);
     return true;
 }
 
 std::u16string AlertFile::description(const std::u16string& instance) const {
     Tavix::JSONFormatter copy(document_);
-    copy.setString(u"instanceId", instance);
+    copy.setString(BREVANT_DESCRIPTION_INSTANCE_ID, instance);
     return copy.toString();
 }
 

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include <brevant/cpp/alerts.h>
+
 #include "host/program/HostError.h"
 #include "host/program/SettingsRequests.h"
 
@@ -11,16 +13,7 @@ namespace Host {
 namespace {
 
 std::u16string property() {
-    return std::u16string(u"Brevant/Viewer/") + ConsoleViewer::id;
-}
-
-std::u16string lastWord(const std::u16string& name) {
-    return name.substr(name.rfind(u'.') + 1);
-}
-
-std::u16string outcome(const std::u16string& alert, const std::u16string& word,
-                       const std::u16string& instance) {
-    return u"Brevant.Alert." + alert + u"." + word + u"." + instance;
+    return Brevant::property(BREVANT_VIEWER_KEY, ConsoleViewer::id);
 }
 
 }  // namespace
@@ -28,11 +21,13 @@ std::u16string outcome(const std::u16string& alert, const std::u16string& word,
 ConsoleViewer::ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay& display,
                              ChoiceObserver onChoice)
     : display_(display), onChoice_(std::move(onChoice)), connection_(functions, u"ConsoleViewer") {
-    const std::u16string beginning = literalPattern(topic());
+    const auto requests = [](const char16_t* word) {
+        return literalPattern(Brevant::viewerMessage(id, word)) + u".+";
+    };
     const bool subscribed =
-        connection_.subscribePattern(beginning + u"Show\\..+",
+        connection_.subscribePattern(requests(BREVANT_VIEWER_SHOW),
                                      [this](const ReceivedMessage& m) { return onShow(m); }) &&
-        connection_.subscribePattern(beginning + u"Delete\\..+",
+        connection_.subscribePattern(requests(BREVANT_VIEWER_DELETE),
                                      [this](const ReceivedMessage& m) { return onDelete(m); });
     if (!subscribed)
         throw HostError("the message bus refuses the viewer's subscriptions");
@@ -61,10 +56,10 @@ void ConsoleViewer::close() {
 }
 
 uint32_t ConsoleViewer::onShow(const ReceivedMessage& request) {
-    Item item{request, lastWord(request.name), {}};
+    Item item{request, Brevant::instanceOf(request.name), {}};
     auto alert = DisplayedAlert::parse(request.payload);
     if (!alert) {
-        connection_.reply(request, outcome({}, u"Failed", item.instance));
+        connection_.reply(request, Brevant::alertMessage({}, BREVANT_ALERT_FAILED, item.instance));
         return MODULE_STATUS_DATA_ERROR;
     }
     item.alert = std::move(*alert);
@@ -77,12 +72,12 @@ uint32_t ConsoleViewer::onShow(const ReceivedMessage& request) {
             return MODULE_STATUS_SUCCESS;
         }
     }
-    connection_.reply(request, outcome(item.alert.id, u"Failed", item.instance));
+    connection_.reply(request, Brevant::alertMessage(item.alert.id, BREVANT_ALERT_FAILED, item.instance));
     return MODULE_STATUS_UNSUCCESSFUL;
 }
 
 uint32_t ConsoleViewer::onDelete(const ReceivedMessage& request) {
-    const std::u16string instance = lastWord(request.name);
+    const std::u16string instance = Brevant::instanceOf(request.name);
     std::u16string alert;
     std::vector<Item> dropped;
     {
@@ -100,10 +95,10 @@ uint32_t ConsoleViewer::onDelete(const ReceivedMessage& request) {
         }
     }
     for (const Item& item : dropped)
-        connection_.reply(item.request, outcome(item.alert.id, u"Failed", instance));
+        connection_.reply(item.request, Brevant::alertMessage(item.alert.id, BREVANT_ALERT_FAILED, instance));
     // An instance that was never here gets an answer too, if one that the broker does not expect: it then
     // need not wait for its time limit.
-    return connection_.reply(request, outcome(alert, u"Dismissed", instance));
+    return connection_.reply(request, Brevant::alertMessage(alert, BREVANT_ALERT_DISMISSED, instance));
 }
 
 void ConsoleViewer::remember(const Item& item) {
@@ -130,7 +125,8 @@ void ConsoleViewer::run() {
         const bool refuse = closing_;
         lock.unlock();
         if (refuse)
-            connection_.reply(item.request, outcome(item.alert.id, u"Failed", item.instance));
+            connection_.reply(item.request,
+                              Brevant::alertMessage(item.alert.id, BREVANT_ALERT_FAILED, item.instance));
         else
             present(item);
         lock.lock();
@@ -146,7 +142,7 @@ void ConsoleViewer::present(const Item& item) {
         if (closing_ || deleted_)
             showing_->takeDown();
     }
-    connection_.reply(item.request, outcome(item.alert.id, u"Shown", item.instance));
+    connection_.reply(item.request, Brevant::alertMessage(item.alert.id, BREVANT_ALERT_SHOWN, item.instance));
     const Showing::End end = showing->wait();
     bool deleted = false;
     {
@@ -158,7 +154,7 @@ void ConsoleViewer::present(const Item& item) {
     if (deleted)
         return;
     if (end.ending == Showing::Ending::takenDown) {
-        connection_.publish(outcome(item.alert.id, u"Failed", item.instance));
+        connection_.publish(Brevant::alertMessage(item.alert.id, BREVANT_ALERT_FAILED, item.instance));
         return;
     }
     if (end.ending == Showing::Ending::timedOut)
@@ -167,7 +163,7 @@ void ConsoleViewer::present(const Item& item) {
         publishAll({item.alert.actions[*end.action].message});
     else
         publishAll(item.alert.dismissalMessages);
-    connection_.publish(outcome(item.alert.id, u"Dismissed", item.instance));
+    connection_.publish(Brevant::alertMessage(item.alert.id, BREVANT_ALERT_DISMISSED, item.instance));
 }
 
 void ConsoleViewer::publishAll(const std::vector<DisplayedAlert::Message>& messages) {

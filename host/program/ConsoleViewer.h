@@ -21,8 +21,6 @@ namespace Host {
 class ConsoleViewer {
 public:
     static constexpr const char16_t* id = u"console";
-    // What the names of messages to it, and of those about it, begin with.
-    static std::u16string topic() { return std::u16string(u"Brevant.Viewer.") + id + u"."; }
 
     // Hears the name of each message that a choice has published, on the viewer's thread.
     using ChoiceObserver = std::function<void(const std::u16string& name)>;

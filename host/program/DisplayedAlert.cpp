@@ -1,5 +1,7 @@
 #include "host/program/DisplayedAlert.h"
 
+#include <brevant/alerts.h>
+
 #include "json/JSONFormatter.h"
 
 namespace Host {
@@ -11,8 +13,8 @@ constexpr size_t mostOfAKind = 64;
 
 DisplayedAlert::Message messageOf(const JSONView& item) {
     DisplayedAlert::Message message;
-    item.getString(u"messagename", message.name);
-    item.getString(u"payload", message.payload);
+    item.getString(BREVANT_CHOICE_MESSAGE_NAME, message.name);
+    item.getString(BREVANT_CHOICE_PAYLOAD, message.payload);
     return message;
 }
 
@@ -45,40 +47,41 @@ std::u16string contentText(const std::u16string& content) {
 std::optional<DisplayedAlert> DisplayedAlert::parse(const std::u16string& description) {
     Tavix::JSONFormatter document;
     DisplayedAlert alert;
-    if (!document.parse(description) || !document.getString(u"id", alert.id))
+    if (!document.parse(description) || !document.getString(BREVANT_DESCRIPTION_ID, alert.id))
         return std::nullopt;
     uint32_t seconds = 0;
-    if (document.getUInt32(u"timeout", seconds))
+    if (document.getUInt32(BREVANT_DESCRIPTION_TIMEOUT, seconds))
         alert.timeout = std::chrono::seconds(seconds);
 
     JSONView context;
-    document.view().getObject(u"context", context);
-    context.getString(u"title", alert.title);
-    for (const std::u16string_view name : {u"shortdescription", u"longdescription"}) {
+    document.view().getObject(BREVANT_DESCRIPTION_CONTEXT, context);
+    context.getString(BREVANT_CONTEXT_TITLE, alert.title);
+    for (const std::u16string_view name :
+         {BREVANT_CONTEXT_SHORT_DESCRIPTION, BREVANT_CONTEXT_LONG_DESCRIPTION}) {
         std::u16string text;
         if (context.getString(name, text) && !text.empty())
             alert.texts.push_back(std::move(text));
     }
     std::u16string content;
-    document.getString(u"content", content);
+    document.getString(BREVANT_DESCRIPTION_CONTENT, content);
     if (std::u16string text = contentText(content); !text.empty())
         alert.texts.push_back(std::move(text));
 
-    for (const JSONView& item : listOf(context, u"actions")) {
+    for (const JSONView& item : listOf(context, BREVANT_CONTEXT_ACTIONS)) {
         Action action;
-        item.getString(u"text", action.text);
-        if (JSONView message; item.getObject(u"defaultmessage", message))
+        item.getString(BREVANT_ACTION_TEXT, action.text);
+        if (JSONView message; item.getObject(BREVANT_ACTION_DEFAULT_MESSAGE, message))
             action.message = messageOf(message);
         alert.actions.push_back(std::move(action));
     }
-    for (const JSONView& item : listOf(context, u"options")) {
+    for (const JSONView& item : listOf(context, BREVANT_CONTEXT_OPTIONS)) {
         Option option;
-        item.getString(u"text", option.text);
-        item.getBool(u"selected", option.selected);
+        item.getString(BREVANT_OPTION_TEXT, option.text);
+        item.getBool(BREVANT_OPTION_SELECTED, option.selected);
         alert.options.push_back(std::move(option));
     }
-    alert.timeoutMessages = messagesOf(context, u"timeoutactions");
-    alert.dismissalMessages = messagesOf(context, u"dismissalactions");
+    alert.timeoutMessages = messagesOf(context, BREVANT_CONTEXT_TIMEOUT_ACTIONS);
+    alert.dismissalMessages = messagesOf(context, BREVANT_CONTEXT_DISMISSAL_ACTIONS);
     return alert;
 }
 

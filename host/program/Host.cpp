@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <brevant/cpp/alerts.h>
+
 #include "host/program/HostError.h"
 #include "platform/Folders.h"
 #include "platform/UserSessions.h"
@@ -27,7 +29,7 @@ Host::Host(SettingsStore& store, Console& console, AlertDisplay& display, bool h
       handsOverBus_(handsOverBus),
       bus_(besideProgram(busFile)),
       settings_(bus_.functions(), store),
-      road_(bus_.functions(), console, ConsoleViewer::topic()),
+      road_(bus_.functions(), console, ConsoleViewer::id),
       viewer_(bus_.functions(), display, [this](const auto& choice) { road_.printOther(choice); }),
       sessionsBus_(bus_.functions(), u"SystemMonitor"),
       product_(bus_.functions()) {
@@ -40,7 +42,8 @@ Host::Host(SettingsStore& store, Console& console, AlertDisplay& display, bool h
     if (!viewer_.registerViewer())
         throw HostError("the settings manager refuses the viewer's registration");
     // An alert that came before the broker knows its viewer would be suppressed.
-    if (!road_.waitFor(ConsoleViewer::topic() + u"Registered", registrationPatience))
+    if (!road_.waitFor(Brevant::viewerMessage(ConsoleViewer::id, BREVANT_VIEWER_REGISTERED),
+                       registrationPatience))
         console_.error(u"the broker does not take notice of the viewer");
     sessions_.emplace(Platform::enumerateUserSessions,
                       [this](const auto& name, const auto& payload) { sessionsBus_.publish(name, payload); });
@@ -86,7 +89,7 @@ bool Host::play(const AlertFile& alert) {
     }
     const Product::Outcome outcome = product_.show(alert, *instance);
     if (outcome == Product::Outcome::dismissed || outcome == Product::Outcome::failed)
-        road_.waitFor(u"Brevant.Alert." + alert.id() + u".Queued." + *instance, roadPatience);
+        road_.waitFor(Brevant::alertMessage(alert.id(), BREVANT_ALERT_QUEUED, *instance), roadPatience);
     if (const std::u16string message = product_.outcomeMessage(); !message.empty())
         road_.waitFor(message, roadPatience);
     const std::u16string name = u"alert \"" + alert.id() + u"\", instance " + *instance + u": ";

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <brevant/cpp/alerts.h>
+
 #include "host/program/SettingsRequests.h"
 #include "json/JSONFormatter.h"
 #include "platform/Clock.h"
@@ -21,17 +23,17 @@ constexpr auto outcomePatience = std::chrono::seconds(240);
 Product::Product(const BrevantBusFunctions& functions) : connection_(functions, u"brevant-host") {}
 
 bool Product::definePlugin(const std::u16string& product, const std::u16string& pluginFile) {
-    const std::u16string property = u"Brevant/Product/" + product;
+    const std::u16string property = Brevant::property(BREVANT_PRODUCT_KEY, product);
     if (hasProperty(connection_, property))
         return true;
     Tavix::JSONFormatter definition;
-    definition.setString(u"pluginFile", pluginFile);
-    definition.setString(u"pluginPath", u"$(App.Folder)");
+    definition.setString(BREVANT_PLUGIN_FILE, pluginFile);
+    definition.setString(BREVANT_PLUGIN_PATH, u"$(App.Folder)");
     return setVolatileProperty(connection_, property, definition.toString());
 }
 
 std::optional<std::u16string> Product::instanceId() {
-    BusAnswer answer = connection_.request(u"Brevant.Alert.GetId", {}, idTimeout);
+    BusAnswer answer = connection_.request(BREVANT_ALERT_GET_ID, {}, idTimeout);
     if (answer.status != MODULE_STATUS_SUCCESS)
         return std::nullopt;
     return std::move(answer.message.payload);
@@ -39,13 +41,13 @@ std::optional<std::u16string> Product::instanceId() {
 
 // Subscribes to what may become of the alert.
 bool Product::follow(const std::u16string& alert, const std::u16string& instance) {
-    const std::pair<const char16_t*, std::optional<Outcome>> words[] = {{u"Queued", std::nullopt},
-                                                                        {u"Suppressed", Outcome::suppressed},
-                                                                        {u"Dismissed", Outcome::dismissed},
-                                                                        {u"Failed", Outcome::failed}};
+    const std::pair<const char16_t*, std::optional<Outcome>> words[] = {
+        {BREVANT_ALERT_QUEUED, std::nullopt},
+        {BREVANT_ALERT_SUPPRESSED, Outcome::suppressed},
+        {BREVANT_ALERT_DISMISSED, Outcome::dismissed},
+        {BREVANT_ALERT_FAILED, Outcome::failed}};
     for (const auto& [word, outcome] : words) {
-        std::u16string name = u"Brevant.Alert.";
-        name.append(alert).append(u".").append(word).append(u".").append(instance);
+        const std::u16string name = Brevant::alertMessage(alert, word, instance);
         const auto handler = [this, instance, name, outcome = outcome](const ReceivedMessage&) {
             return onStatus(instance, name, outcome);
         };
@@ -65,7 +67,7 @@ Product::Outcome Product::show(const AlertFile& alert, const std::u16string& ins
     }
     if (!follow(alert.id(), instance))
         return Outcome::unanswered;
-    if (connection_.publish(u"Brevant.Alert.Show." + instance, alert.description(instance)) !=
+    if (connection_.publish(BREVANT_ALERT_SHOW + instance, alert.description(instance)) !=
         MODULE_STATUS_SUCCESS)
         return Outcome::unanswered;
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <brevant/cpp/alerts.h>
+
 #include "host/program/HostError.h"
 #include "host/program/TerminalText.h"
 #include "platform/Clock.h"
@@ -11,19 +13,17 @@ namespace {
 
 constexpr size_t nameColumns = 200;
 constexpr auto causePatience = std::chrono::seconds(2);
-constexpr std::u16string_view responseEnding = u".Response";
-constexpr const char16_t* alertTopic = u"Brevant.Alert.";
-constexpr std::u16string_view showTopic = u"Brevant.Alert.Show.";
-constexpr std::u16string_view idRequest = u"Brevant.Alert.GetId";
-constexpr std::u16string_view idAnswer = u"Brevant.Alert.GetId.Response";
 
 }  // namespace
 
 RoadPrinter::RoadPrinter(const BrevantBusFunctions& functions, Console& console,
-                         const std::u16string& viewerTopic)
-    : console_(console), viewerTopic_(viewerTopic), connection_(functions, u"RoadPrinter") {
+                         const std::u16string& viewerId)
+    : console_(console),
+      viewerTopic_(Brevant::viewerMessage(viewerId, u".")),
+      viewerShow_(Brevant::viewerMessage(viewerId, BREVANT_VIEWER_SHOW)),
+      connection_(functions, u"RoadPrinter") {
     const std::u16string pattern =
-        u"(" + literalPattern(alertTopic) + u"|" + literalPattern(viewerTopic_) + u").+";
+        u"(" + literalPattern(BREVANT_ALERT_PREFIX) + u"|" + literalPattern(viewerTopic_) + u").+";
     if (!connection_.subscribePattern(pattern,
                                       [this](const ReceivedMessage& message) { return onMessage(message); }))
         throw HostError("the message bus refuses the printer's subscription");
@@ -31,23 +31,24 @@ RoadPrinter::RoadPrinter(const BrevantBusFunctions& functions, Console& console,
 
 // The message that must have gone before; empty when none is known.
 std::u16string RoadPrinter::causeOf(const std::u16string& name) const {
-    if (name.ends_with(responseEnding))
-        return name.substr(0, name.size() - responseEnding.size());
-    if (name.starts_with(showTopic)) {
+    if (name == BREVANT_ALERT_GET_ID_RESPONSE)
+        return BREVANT_ALERT_GET_ID;
+    if (name.starts_with(BREVANT_ALERT_SHOW)) {
         // An alert may be shown under an instance that nobody asked for.
         Platform::MutexLock lock(mutex_);
-        return std::u16string(hasPrinted(idRequest) ? idAnswer : std::u16string_view());
+        return hasPrinted(BREVANT_ALERT_GET_ID) ? BREVANT_ALERT_GET_ID_RESPONSE : u"";
     }
     const size_t instance = name.rfind(u'.');
     const size_t word = instance == 0 || instance == name.npos ? name.npos : name.rfind(u'.', instance - 1);
     if (word == name.npos)
         return {};
-    const std::u16string_view status = std::u16string_view(name).substr(word, instance - word);
-    if (name.starts_with(viewerTopic_ + u"Show"))
-        return u".Queued" + name.substr(instance);
-    if (status == u".Queued" || status == u".Suppressed")
-        return std::u16string(showTopic) + name.substr(instance + 1);
-    return status == u".Shown" ? viewerTopic_ + u"Show" + name.substr(instance) : std::u16string();
+    const std::u16string_view status = std::u16string_view(name).substr(word, instance + 1 - word);
+    const std::u16string number = name.substr(instance + 1);
+    if (name.starts_with(viewerShow_))
+        return BREVANT_ALERT_QUEUED + number;
+    if (status == BREVANT_ALERT_QUEUED || status == BREVANT_ALERT_SUPPRESSED)
+        return BREVANT_ALERT_SHOW + number;
+    return status == BREVANT_ALERT_SHOWN ? viewerShow_ + number : std::u16string();
 }
 
 uint32_t RoadPrinter::onMessage(const ReceivedMessage& message) {
@@ -59,7 +60,7 @@ uint32_t RoadPrinter::onMessage(const ReceivedMessage& message) {
 }
 
 void RoadPrinter::printOther(const std::u16string& name) {
-    if (!name.starts_with(alertTopic) && !name.starts_with(viewerTopic_))
+    if (!name.starts_with(BREVANT_ALERT_PREFIX) && !name.starts_with(viewerTopic_))
         print(name);
 }
 

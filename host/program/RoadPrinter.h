@@ -19,7 +19,7 @@ namespace Host {
 class RoadPrinter {
 public:
     // Table and console outlive the printer. Throws HostError.
-    RoadPrinter(const BrevantBusFunctions& functions, Console& console, const std::u16string& viewerTopic);
+    RoadPrinter(const BrevantBusFunctions& functions, Console& console, const std::u16string& viewerId);
     ~RoadPrinter() { connection_.close(); }
 
     // Prints the name of a message, unless it hears of it itself. Any thread.
@@ -37,7 +37,8 @@ private:
     static constexpr size_t mostRemembered = 256;
 
     Console& console_;
-    const std::u16string viewerTopic_;
+    const std::u16string viewerTopic_;  // what the names of all its messages begin with
+    const std::u16string viewerShow_;
     // Guards printed_. A leaf.
     mutable Platform::Mutex mutex_;
     Platform::ConditionVariable changed_;

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <brevant/alerts.h>
+
 #include "json/JSONFormatter.h"
 #include "platform/Clock.h"
 
@@ -10,13 +12,9 @@ namespace {
 
 constexpr auto lookInterval = std::chrono::seconds(1);
 
-constexpr const char16_t* logon = u"SystemMonitor.UserSession.Logon";
-constexpr const char16_t* consoleConnect = u"SystemMonitor.UserSession.Console.Connect";
-constexpr const char16_t* logoff = u"SystemMonitor.UserSession.Logoff";
-
 std::u16string payloadOf(uint32_t session) {
     Tavix::JSONFormatter payload;
-    payload.setUInt32(u"sessionId", session);
+    payload.setUInt32(BREVANT_SESSION_ID, session);
     return payload.toString();
 }
 
@@ -68,15 +66,15 @@ void SessionNotifier::look() {
     const auto& before = now;
     for (const auto& [id, state] : before) {
         if (sessions_.find(id) == sessions_.end())
-            publisher_(logoff, payloadOf(id));
+            publisher_(BREVANT_SESSION_LOGOFF, payloadOf(id));
     }
     for (const auto& [id, state] : sessions_) {
         const auto old = before.find(id);
         if (old == before.end())
-            publisher_(logon, payloadOf(id));
+            publisher_(BREVANT_SESSION_LOGON, payloadOf(id));
         if (state == Platform::UserSessionState::active &&
             (old == before.end() || old->second != Platform::UserSessionState::active))
-            publisher_(consoleConnect, payloadOf(id));
+            publisher_(BREVANT_SESSION_CONSOLE_CONNECT, payloadOf(id));
     }
 }
 

@@ -1,5 +1,7 @@
 #include "module/BrevantImpl.h"
 
+#include <brevant/cpp/alerts.h>
+
 #include "alerts/sessions/LockHolder.h"
 #include "json/JSONFormatter.h"
 #include "logging/Log.h"
@@ -11,16 +13,8 @@ namespace Vok {
 namespace {
 
 constexpr std::u16string_view logSource = u"BrevantImpl";
-constexpr std::u16string_view alertTopic = u"Brevant.Alert.";
 // Of a payload that makes no sense, this much is logged.
 constexpr size_t loggedPayload = 100;
-
-// "Brevant.Alert." + id + status word + instance id; the word brings its dots.
-std::u16string statusName(std::u16string_view id, std::u16string_view word, std::u16string_view instanceId) {
-    std::u16string name;
-    name.reserve(alertTopic.size() + id.size() + word.size() + instanceId.size());
-    return name.append(alertTopic).append(id).append(word).append(instanceId);
-}
 
 std::u16string_view payloadHead(const Tavix::Message& message) {
     return std::u16string_view(message.payload()).substr(0, loggedPayload);
@@ -70,10 +64,10 @@ uint32_t BrevantImpl::uninitialize() {
 }
 
 void BrevantImpl::setupHandlers() {
-    handlers_[u"Brevant.Alert.Show..+"] = lockingCallback(&BrevantImpl::showAlertHandler);
-    handlers_[u"Brevant.Alert.Delete..+"] = lockingCallback(&BrevantImpl::deleteAlertHandler);
-    handlers_[u"Brevant.Alert.GetId"] = callback(&BrevantImpl::getIdHandler);
-    handlers_[u"SystemMonitor.UserSession.Logoff"] = lockingCallback(&BrevantImpl::handleSessionLogoff);
+    handlers_[BREVANT_ALERT_SHOW u".+"] = lockingCallback(&BrevantImpl::showAlertHandler);
+    handlers_[BREVANT_ALERT_DELETE u".+"] = lockingCallback(&BrevantImpl::deleteAlertHandler);
+    handlers_[BREVANT_ALERT_GET_ID] = callback(&BrevantImpl::getIdHandler);
+    handlers_[BREVANT_SESSION_LOGOFF] = lockingCallback(&BrevantImpl::handleSessionLogoff);
     for (const auto& [pattern, handler] : handlers_) {
         const uint32_t status = subscribeFilter(pattern, pattern, handler);
         if (status != MODULE_STATUS_SUCCESS) {
@@ -129,7 +123,7 @@ bool BrevantImpl::parseInstanceId(const std::u16string& messageName, std::u16str
 }
 
 uint32_t BrevantImpl::getIdHandler(const Tavix::Message& request) {
-    return answer(request, u"Brevant.Alert.GetId.Response", u"Brevant", Ferrow::decimal(nextInstanceId_++));
+    return answer(request, BREVANT_ALERT_GET_ID_RESPONSE, BREVANT_SENDER, Ferrow::decimal(nextInstanceId_++));
 }
 
 uint32_t BrevantImpl::showAlertHandler(const Tavix::Message& request) {
@@ -159,7 +153,8 @@ uint32_t BrevantImpl::showAlertHandler(const Tavix::Message& request) {
         Platform::MutexLock lock(sessionsMutex_);
         queueAlert(std::move(alert), suppressed);
     }
-    return answer(request, statusName(id, suppressed ? u".Suppressed." : u".Queued.", instanceId));
+    return answer(request, Brevant::alertMessage(
+                               id, suppressed ? BREVANT_ALERT_SUPPRESSED : BREVANT_ALERT_QUEUED, instanceId));
 }
 
 void BrevantImpl::queueAlert(std::shared_ptr<Alert> alert, bool& suppressed) {
@@ -202,11 +197,11 @@ uint32_t BrevantImpl::deleteAlertHandler(const Tavix::Message& request) {
     // No alert id is known here, which leaves two dots in a row in the names.
     if (deleteAlert(instanceId)) {
         LOG_FORMATTED(ETWLogging::levelInformation, function, u"Alert instance %ls deleted.", instanceId);
-        return answer(request, statusName({}, u".Deleted.", instanceId));
+        return answer(request, Brevant::alertMessage({}, BREVANT_ALERT_DELETED, instanceId));
     }
     LOG_FORMATTED(ETWLogging::levelInformation, function,
                   u"Alert instance %ls not found and not being shown - can't delete it", instanceId);
-    return answer(request, statusName({}, u".NotFound.", instanceId));
+    return answer(request, Brevant::alertMessage({}, BREVANT_ALERT_NOT_FOUND, instanceId));
 }
 
 bool BrevantImpl::deleteAlert(const std::u16string& instanceId) {
@@ -235,7 +230,7 @@ uint32_t BrevantImpl::handleSessionLogoff(const Tavix::Message& message) {
         return MODULE_STATUS_INVALID_PARAMETER;
     }
     uint32_t sessionId = 0;
-    if (!payload.getUInt32(u"sessionId", sessionId)) {
+    if (!payload.getUInt32(BREVANT_SESSION_ID, sessionId)) {
         LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to parse session id. Payload: %ls.",
                       payloadHead(message));
         return MODULE_STATUS_INVALID_PARAMETER;

@@ -13,9 +13,11 @@
 #include <string.h>
 #include <time.h>
 
+#include <brevant/alerts.h>
 #include <brevant/event_sink.h>
 #include <brevant/module.h>
 #include <brevant/plugin.h>
+#include <brevant/settings.h>
 
 #include "interface/Loader.h"
 
@@ -105,18 +107,19 @@ static uint32_t onAnything(void* context, const MessageHeader* header, const cha
 static uint32_t onSettings(void* context, const MessageHeader* header, const char16_t* name,
                            const char16_t* sender, const char16_t* payload) {
     (void)context, (void)sender, (void)payload;
-    if (same(name, u"SettingsManager.GetProperties.Request"))
-        return answer(header, u"SettingsManager.GetProperties.Response",
-                      u"{\"responses\":[{\"name\":\"Brevant/Viewer/c\",\"status\":true,\"value\":\"\"}]}");
-    return answer(header, u"SETTINGS_MANAGER_GET_PROPERTY.Response",
-                  u"{\"name\":\"Brevant/Product/p\",\"status\":true,\"value\":\"{\\\"pluginFile\\\":"
+    if (same(name, BREVANT_SETTINGS_GET_BATCH))
+        return answer(
+            header, BREVANT_SETTINGS_GET_BATCH u".Response",
+            u"{\"responses\":[{\"name\":\"" BREVANT_VIEWER_KEY u"/c\",\"status\":true,\"value\":\"\"}]}");
+    return answer(header, BREVANT_SETTINGS_GET u".Response",
+                  u"{\"name\":\"" BREVANT_PRODUCT_KEY u"/p\",\"status\":true,\"value\":\"{\\\"pluginFile\\\":"
                   u"\\\"RoadPlugin.dll\\\",\\\"pluginPath\\\":\\\"$(App.Folder)\\\"}\"}");
 }
 
 static uint32_t onViewerShow(void* context, const MessageHeader* header, const char16_t* name,
                              const char16_t* sender, const char16_t* payload) {
     (void)context, (void)name, (void)sender, (void)payload;
-    return answer(header, u"Brevant.Alert.c-alert.Shown.1", u"");
+    return answer(header, BREVANT_ALERT_PREFIX u"c-alert" BREVANT_ALERT_SHOWN u"1", u"");
 }
 
 static void waitForSeen(const char16_t* name, const char* what) {
@@ -140,7 +143,7 @@ static uint32_t moduleManager(void* context, void* argument, uint32_t reserved) 
 
 int main(int count, char** arguments) {
     static const char16_t description[] =
-        u"{\"id\":\"c-alert\",\"instanceId\":\"1\",\"priority\":\"P1\",\"product\":\"p\","
+        u"{\"" BREVANT_DESCRIPTION_ID u"\":\"c-alert\",\"" BREVANT_DESCRIPTION_INSTANCE_ID u"\":\"1\",\"priority\":\"P1\",\"product\":\"p\","
         u"\"source\":\"client\",\"forcePreferredViewer\":false,\"preferredViewer\":[\"c\"],\"context\":{"
         u"\"title\":\"From C\"}}";
     void *module, *busLibrary;
@@ -179,9 +182,10 @@ int main(int count, char** arguments) {
 
     check(bus->acquireHandle(&peer) == 0 && bus->acquireHandle(&moduleBus) == 0, "the bus gives handles");
     ids[0] = bus->subscribePattern(peer, NULL, onAnything, u"Brevant\\..+");
-    ids[1] = bus->subscribe(peer, NULL, onSettings, u"SettingsManager.GetProperties.Request");
-    ids[2] = bus->subscribe(peer, NULL, onSettings, u"SETTINGS_MANAGER_GET_PROPERTY");
-    ids[3] = bus->subscribePattern(peer, NULL, onViewerShow, u"Brevant.Viewer.c.Show..+");
+    ids[1] = bus->subscribe(peer, NULL, onSettings, BREVANT_SETTINGS_GET_BATCH);
+    ids[2] = bus->subscribe(peer, NULL, onSettings, BREVANT_SETTINGS_GET);
+    ids[3] =
+        bus->subscribePattern(peer, NULL, onViewerShow, BREVANT_VIEWER_PREFIX u"c" BREVANT_VIEWER_SHOW u".+");
 
     check(functions->StartModule(NULL) == MODULE_STATUS_INVALID_PARAMETER, "a null handle is refused");
     check(functions->NewModule(NULL, NULL) == MODULE_STATUS_INVALID_PARAMETER,
@@ -192,20 +196,23 @@ int main(int count, char** arguments) {
           "InitializeModuleV2");
     check(hostSubscriptions == 4, "the module subscribes through the host's table");
     check(functions->StartModule(handle) == 0, "StartModule");
-    waitForSeen(u"Brevant.Viewer.c.Registered", "the viewer of the settings is announced");
+    waitForSeen(BREVANT_VIEWER_PREFIX u"c" BREVANT_VIEWER_REGISTERED,
+                "the viewer of the settings is announced");
 
-    check(say(u"Brevant.Alert.GetId", u"") == 0, "an id is asked for");
-    waitForSeen(u"Brevant.Alert.GetId.Response", "an id is handed out");
-    check(say(u"Brevant.Alert.Show.1", description) == 0, "an alert is published");
-    waitForSeen(u"Brevant.Alert.c-alert.Queued.1", "the alert is queued");
-    waitForSeen(u"Brevant.Viewer.c.Show.1", "the viewer is asked to show it");
-    check(say(u"Brevant.Alert.c-alert.Dismissed.1", u"") == 0, "the viewer reports the outcome");
+    check(say(BREVANT_ALERT_GET_ID, u"") == 0, "an id is asked for");
+    waitForSeen(BREVANT_ALERT_GET_ID_RESPONSE, "an id is handed out");
+    check(say(BREVANT_ALERT_SHOW u"1", description) == 0, "an alert is published");
+    waitForSeen(BREVANT_ALERT_PREFIX u"c-alert" BREVANT_ALERT_QUEUED u"1", "the alert is queued");
+    waitForSeen(BREVANT_VIEWER_PREFIX u"c" BREVANT_VIEWER_SHOW u"1", "the viewer is asked to show it");
+    check(say(BREVANT_ALERT_PREFIX u"c-alert" BREVANT_ALERT_DISMISSED u"1", u"") == 0,
+          "the viewer reports the outcome");
     {
         const MessageHeader header = brevantDefaultHeader();
-        check(functions->DirectMessage(handle, &header, u"Brevant.Alert.Delete.0", u"CHost", u"") == 0,
+        check(functions->DirectMessage(handle, &header, BREVANT_ALERT_DELETE u"0", u"CHost", u"") == 0,
               "a direct message is handled");
     }
-    waitForSeen(u"Brevant.Alert..NotFound.0", "a delete request for an alert that is gone is answered");
+    waitForSeen(BREVANT_ALERT_PREFIX BREVANT_ALERT_NOT_FOUND u"0",
+                "a delete request for an alert that is gone is answered");
     check(hostPublishes > 0, "the module publishes through the host's table");
 
     check(functions->StopModule(handle) == 0, "StopModule");

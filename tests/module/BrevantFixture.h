@@ -2,6 +2,8 @@
 // Alerts listen for their outcome on the bus library beside the program.
 #pragma once
 
+#include <brevant/cpp/alerts.h>
+
 #include "alerts/sessions/SessionFixture.h"
 #include "module/BrevantImpl.h"
 
@@ -41,7 +43,7 @@ protected:
 
     // Requests as the bus delivers them; the handler's status.
     uint32_t request(const std::u16string& topic, const std::u16string& payload = u"") {
-        return bus.deliver(u"Brevant.Alert." + topic, payload);
+        return bus.deliver(BREVANT_ALERT_PREFIX + topic, payload);
     }
     uint32_t showWith(const AlertWords& words, uint32_t session) {
         Vok::AlertInfo info = alertInfo(words);
@@ -53,7 +55,7 @@ protected:
     }
     uint32_t remove(const std::u16string& instance) { return request(u"Delete." + instance); }
     uint32_t logoffWith(const std::u16string& payload) {
-        return bus.deliver(u"SystemMonitor.UserSession.Logoff", payload);
+        return bus.deliver(BREVANT_SESSION_LOGOFF, payload);
     }
     uint32_t logoff(uint32_t session) {
         return logoffWith(u"{\"sessionId\":" + Ferrow::decimal(session) + u"}");
@@ -63,8 +65,8 @@ protected:
             EXPECT_EQ(request(u"GetId"), MODULE_STATUS_SUCCESS);
     }
     void dismissedByUser(const std::u16string& instance) {
-        Tavix::MessageBusClient().publish(
-            Tavix::makeMessage(u"Brevant.Alert.id.Dismissed." + instance, u"viewer", u""));
+        Tavix::MessageBusClient().publish(Tavix::makeMessage(
+            Brevant::alertMessage(u"id", BREVANT_ALERT_DISMISSED, instance), u"viewer", u""));
     }
     void expectShownAndDismiss(const std::u16string& instance) {
         EXPECT_EQ(screen->next(), instance);

@@ -15,10 +15,6 @@ using Support::BusMessage;
 
 namespace {
 
-std::u16string lastWord(const std::u16string& name) {
-    return name.substr(name.rfind(u'.') + 1);
-}
-
 // Where module and plugin stand: programs that bring a bus of their own stand in a folder below.
 std::u16string above() {
     return Platform::fileExists(beside(u"RoadPlugin.dll")) ? u"" : u"..";
@@ -86,22 +82,25 @@ void Settings::remove(const std::u16string& name) {
 }
 
 Viewer::Viewer(const std::u16string& id) {
-    peer_.onPattern(u"Brevant.Viewer." + id + u".Show..+", [this](const BusMessage& m) { return onShow(m); });
-    peer_.onPattern(u"Brevant.Viewer." + id + u".Delete..+", [this](const BusMessage& request) {
-        return peer_.reply(request, outcome(u"Dismissed", lastWord(request.name)));
-    });
+    peer_.onPattern(Brevant::viewerMessage(id, BREVANT_VIEWER_SHOW, u".+"),
+                    [this](const BusMessage& m) { return onShow(m); });
+    peer_.onPattern(
+        Brevant::viewerMessage(id, BREVANT_VIEWER_DELETE, u".+"), [this](const BusMessage& request) {
+            return peer_.reply(request, outcome(BREVANT_ALERT_DISMISSED, Brevant::instanceOf(request.name)));
+        });
 }
 
 uint32_t Viewer::onShow(const BusMessage& request) {
-    const std::u16string instance = lastWord(request.name);
+    const std::u16string instance = Brevant::instanceOf(request.name);
     const Manner now = manner;
     locked([&] { requests_[instance] = request; });
     if (now != Manner::isSilent)
-        peer_.reply(request, outcome(u"Shown", now == Manner::namesAnotherAlert ? u"another" : instance));
+        peer_.reply(request,
+                    outcome(BREVANT_ALERT_SHOWN, now == Manner::namesAnotherAlert ? u"another" : instance));
     if (now == Manner::dismissesAtOnce)
         dismiss(instance);
     if (now == Manner::publishesFailed)
-        peer_.publish(outcome(u"Failed", instance));
+        peer_.publish(outcome(BREVANT_ALERT_FAILED, instance));
     locked([&] {
         shown_.push_back(instance);
         if (now == Manner::isSilent)
@@ -116,12 +115,12 @@ std::u16string Viewer::waitForShow() {
 }
 
 void Viewer::dismiss(const std::u16string& instance) {
-    peer_.publish(outcome(u"Dismissed", instance));
+    peer_.publish(outcome(BREVANT_ALERT_DISMISSED, instance));
 }
 
 void Viewer::answerHeld() {
     for (const BusMessage& request : locked([&] { return std::exchange(held_, {}); }))
-        peer_.reply(request, outcome(u"Shown", lastWord(request.name)));
+        peer_.reply(request, outcome(BREVANT_ALERT_SHOWN, Brevant::instanceOf(request.name)));
 }
 
 std::u16string Viewer::payloadOf(const std::u16string& instance) const {
@@ -131,12 +130,12 @@ std::u16string Viewer::payloadOf(const std::u16string& instance) const {
     });
 }
 
-std::u16string Viewer::outcome(const std::u16string& word, const std::u16string& instance) const {
+std::u16string Viewer::outcome(std::u16string_view word, const std::u16string& instance) const {
     Tavix::JSONFormatter description;
     std::u16string id;
     description.parse(payloadOf(instance));
-    description.getString(u"id", id);
-    return u"Brevant.Alert." + id + u"." + word + u"." + instance;
+    description.getString(BREVANT_DESCRIPTION_ID, id);
+    return Brevant::alertMessage(id, word, instance);
 }
 
 std::u16string AlertText::json(const std::u16string& instance) const {
@@ -156,8 +155,8 @@ AlertText titled(const std::u16string& id) {
 void RoadTest::SetUp() {
     folder.writeSessions("1 active\n2 disconnected\n");
     settings.emplace(folder.portable() + u"\\settings.json");
-    settings->set(u"Brevant/Viewer/v", u"");
-    settings->set(u"Brevant/Product/p",
+    settings->set(Brevant::property(BREVANT_VIEWER_KEY, u"v"), u"");
+    settings->set(Brevant::property(BREVANT_PRODUCT_KEY, u"p"),
                   uR"({"pluginFile":"RoadPlugin.dll","pluginPath":"$(App.Folder))" + above() + u"\"}");
     viewer.emplace(u"v");
     log.emplace();
@@ -176,9 +175,9 @@ void RoadTest::TearDown() {
 
 std::u16string RoadTest::show(const AlertText& alert) {
     BusMessage id;
-    EXPECT_EQ(product->request(u"Brevant.Alert.GetId", u"", id), MODULE_STATUS_SUCCESS);
-    EXPECT_TRUE(seen(u"Brevant.Alert.GetId.Response"));
-    EXPECT_EQ(product->publish(u"Brevant.Alert.Show." + id.payload, alert.json(id.payload)),
+    EXPECT_EQ(product->request(BREVANT_ALERT_GET_ID, u"", id), MODULE_STATUS_SUCCESS);
+    EXPECT_TRUE(seen(BREVANT_ALERT_GET_ID_RESPONSE));
+    EXPECT_EQ(product->publish(BREVANT_ALERT_SHOW + id.payload, alert.json(id.payload)),
               MODULE_STATUS_SUCCESS);
     return id.payload;
 }
@@ -197,7 +196,7 @@ std::u16string RoadTest::occupy(const std::u16string& id) {
 }
 
 void RoadTest::deleteAlert(const std::u16string& instance) {
-    EXPECT_EQ(product->publish(u"Brevant.Alert.Delete." + instance), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(product->publish(BREVANT_ALERT_DELETE + instance), MODULE_STATUS_SUCCESS);
 }
 
 }  // namespace Road

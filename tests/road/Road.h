@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 
+#include <brevant/cpp/alerts.h>
 #include <brevant/module.h>
 
 #include "host/program/SettingsService.h"
@@ -69,8 +70,8 @@ public:
 
 private:
     uint32_t onShow(const Support::BusMessage& request);
-    // "Brevant.Alert.<alert id>.<word>.<instance>"
-    std::u16string outcome(const std::u16string& word, const std::u16string& instance) const;
+    // Of the alert that was asked for under that instance.
+    std::u16string outcome(std::u16string_view word, const std::u16string& instance) const;
 
     std::map<std::u16string, Support::BusMessage> requests_;  // by instance
     std::vector<std::u16string> shown_;
@@ -107,7 +108,7 @@ protected:
     void deleteAlert(const std::u16string& instance);
     std::u16string outcome(const std::u16string& id, const std::u16string& word,
                            const std::u16string& instance) {
-        return u"Brevant.Alert." + id + u"." + word + u"." + instance;
+        return Brevant::alertMessage(id, u"." + word + u".", instance);
     }
 
     Support::PlatformFolder folder;

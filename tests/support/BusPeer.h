@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include <brevant/alerts.h>
 #include <brevant/bus.h>
 
 #include "support/Monitor.h"
@@ -66,9 +67,11 @@ private:
 // alerts and viewers, but not the requests to viewers, for which it would count as a subscriber.
 class MessageLog : Monitor {
 public:
-    explicit MessageLog(const std::vector<std::u16string>& patterns =
-                            {u"Brevant.Alert..+", u"Brevant.Viewer..+.(Registered|Unregistered)"},
-                        const BrevantBusFunctions* functions = embeddedBus());
+    explicit MessageLog(
+        const std::vector<std::u16string>& patterns =
+            {BREVANT_ALERT_PREFIX u".+",
+             BREVANT_VIEWER_PREFIX u".+(" BREVANT_VIEWER_REGISTERED u"|" BREVANT_VIEWER_UNREGISTERED u")"},
+        const BrevantBusFunctions* functions = embeddedBus());
 
     // The first message of that name not yet waited for; nothing when it does not come in time.
     std::optional<BusMessage> waitFor(const std::u16string& name);

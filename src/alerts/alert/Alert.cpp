@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include <brevant/alerts.h>
 #include <brevant/status.h>
 
 #include "alerts/viewers/AlertViewer.h"
@@ -30,13 +31,13 @@ size_t hashOfTexts(const AlertContext& context) {
 // Identifiers are commonly GUIDs in braces, which a pattern would take for repetition counts. Nothing else is
 // escaped: viewers rely on the looser match.
 std::u16string outcomePatternOf(const AlertInfo& info) {
-    std::u16string pattern = u"Brevant.Alert.";
+    std::u16string pattern = BREVANT_ALERT_PREFIX;
     for (const char16_t unit : info.id) {
         if (unit == u'{' || unit == u'}')
             pattern += u'\\';
         pattern += unit;
     }
-    return pattern + u"(.Dismissed.|.Failed.)" + info.instanceId;
+    return pattern + u"(" BREVANT_ALERT_DISMISSED u"|" BREVANT_ALERT_FAILED u")" + info.instanceId;
 }
 
 }  // namespace

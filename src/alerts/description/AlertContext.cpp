@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <brevant/alerts.h>
+
 #include "json/JSONFormatter.h"
 
 namespace Vok {
@@ -12,8 +14,8 @@ using Tavix::JSONView;
 
 ActionMessage readMessage(const JSONView& json) {
     ActionMessage message;
-    json.getString(u"messagename", message.messagename);
-    json.getString(u"payload", message.payload);
+    json.getString(BREVANT_CHOICE_MESSAGE_NAME, message.messagename);
+    json.getString(BREVANT_CHOICE_PAYLOAD, message.payload);
     return message;
 }
 
@@ -30,28 +32,29 @@ void readMessages(const JSONView& json, std::u16string_view name, std::vector<Ac
 }
 
 bool readOption(const JSONView& json, AlertOption& option) {
-    return json.getString(u"id", option.id) && json.getString(u"text", option.text) &&
-           json.getBool(u"selected", option.selected);
+    return json.getString(BREVANT_OPTION_ID, option.id) && json.getString(BREVANT_OPTION_TEXT, option.text) &&
+           json.getBool(BREVANT_OPTION_SELECTED, option.selected);
 }
 
 ActionOption readActionOption(const JSONView& json) {
     ActionOption option;
     JSONView message;
-    json.getObject(u"message", message);
+    json.getObject(BREVANT_ACTION_OPTION_MESSAGE, message);
     option.message = readMessage(message);
-    json.getStringArray(u"idList", option.idList);
+    json.getStringArray(BREVANT_ACTION_OPTION_IDS, option.idList);
     return option;
 }
 
 bool readAction(const JSONView& json, AlertAction& action) {
     JSONView message;
-    if (!json.getString(u"text", action.text) || !json.getObject(u"defaultmessage", message))
+    if (!json.getString(BREVANT_ACTION_TEXT, action.text) ||
+        !json.getObject(BREVANT_ACTION_DEFAULT_MESSAGE, message))
         return false;
     action.defaultmessage = readMessage(message);
-    if (!json.getString(u"id", action.id))
+    if (!json.getString(BREVANT_ACTION_ID, action.id))
         return false;
-    json.getBool(u"default", action.isDefault);
-    for (const JSONView& element : objects(json, u"options"))
+    json.getBool(BREVANT_ACTION_DEFAULT, action.isDefault);
+    for (const JSONView& element : objects(json, BREVANT_ACTION_OPTIONS))
         action.options.push_back(readActionOption(element));
     return true;
 }
@@ -63,36 +66,36 @@ bool AlertContext::fromJson(const std::u16string& text) {
     if (!document.parse(text))
         return false;
     const JSONView json = document.view();
-    if (!json.getString(u"title", title))
+    if (!json.getString(BREVANT_CONTEXT_TITLE, title))
         return false;
-    json.getString(u"category", category);
-    json.getString(u"shortdescription", shortdescription);
-    json.getString(u"longdescription", longdescription);
-    json.getString(u"langid", langid);
-    json.getString(u"detailscontent", detailscontent);
-    json.getString(u"defaultcontent", defaultcontent);
-    json.getString(u"recommendedtext", recommendedtext);
-    json.getString(u"detaillinktext", detaillinktext);
-    json.getString(u"detaillinkcontext", detaillinkcontext);
-    json.getString(u"appid", appid);
-    json.getString(u"plugin", plugin);
-    json.getString(u"alertmarketdescription", alertmarketdescription);
-    json.getString(u"typedescription", typedescription);
-    json.getString(u"telemetry", telemetry);
-    json.getUInt32(u"width", width);
-    json.getUInt32(u"timeout", timeout);
-    json.getUInt32(u"detaillinktype", detaillinktype);
-    json.getUInt32(u"status", status);
-    json.getBool(u"legacy", legacy);
-    readMessages(json, u"timeoutactions", timeoutactions);
-    readMessages(json, u"dismissalactions", dismissalactions);
-    for (const JSONView& element : objects(json, u"options")) {
+    json.getString(BREVANT_CONTEXT_CATEGORY, category);
+    json.getString(BREVANT_CONTEXT_SHORT_DESCRIPTION, shortdescription);
+    json.getString(BREVANT_CONTEXT_LONG_DESCRIPTION, longdescription);
+    json.getString(BREVANT_CONTEXT_LANGUAGE_ID, langid);
+    json.getString(BREVANT_CONTEXT_DETAILS_CONTENT, detailscontent);
+    json.getString(BREVANT_CONTEXT_DEFAULT_CONTENT, defaultcontent);
+    json.getString(BREVANT_CONTEXT_RECOMMENDED_TEXT, recommendedtext);
+    json.getString(BREVANT_CONTEXT_DETAIL_LINK_TEXT, detaillinktext);
+    json.getString(BREVANT_CONTEXT_DETAIL_LINK_CONTEXT, detaillinkcontext);
+    json.getString(BREVANT_CONTEXT_APPLICATION_ID, appid);
+    json.getString(BREVANT_CONTEXT_PLUGIN, plugin);
+    json.getString(BREVANT_CONTEXT_MARKET_DESCRIPTION, alertmarketdescription);
+    json.getString(BREVANT_CONTEXT_TYPE_DESCRIPTION, typedescription);
+    json.getString(BREVANT_CONTEXT_TELEMETRY, telemetry);
+    json.getUInt32(BREVANT_CONTEXT_WIDTH, width);
+    json.getUInt32(BREVANT_CONTEXT_TIMEOUT, timeout);
+    json.getUInt32(BREVANT_CONTEXT_DETAIL_LINK_TYPE, detaillinktype);
+    json.getUInt32(BREVANT_CONTEXT_STATUS, status);
+    json.getBool(BREVANT_CONTEXT_LEGACY, legacy);
+    readMessages(json, BREVANT_CONTEXT_TIMEOUT_ACTIONS, timeoutactions);
+    readMessages(json, BREVANT_CONTEXT_DISMISSAL_ACTIONS, dismissalactions);
+    for (const JSONView& element : objects(json, BREVANT_CONTEXT_OPTIONS)) {
         AlertOption option;
         if (!readOption(element, option))
             return false;
         options.push_back(std::move(option));
     }
-    for (const JSONView& element : objects(json, u"actions")) {
+    for (const JSONView& element : objects(json, BREVANT_CONTEXT_ACTIONS)) {
         AlertAction action;
         if (!readAction(element, action))
             return false;

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <brevant/alerts.h>
+
 #include "json/JSONFormatter.h"
 #include "json/JSONTextWriter.h"
 #include "text/Number.h"
@@ -22,9 +24,9 @@ bool readPriority(const std::u16string& text, int32_t& priority) {
 }
 
 bool readSource(const std::u16string& text, AlertSource& source) {
-    if (text == u"client")
+    if (text == BREVANT_SOURCE_CLIENT)
         source = AlertSource::Client;
-    else if (text == u"web")
+    else if (text == BREVANT_SOURCE_WEB)
         source = AlertSource::Web;
     else
         return false;
@@ -34,9 +36,9 @@ bool readSource(const std::u16string& text, AlertSource& source) {
 std::u16string_view sourceText(AlertSource source) {
     switch (source) {
         case AlertSource::Client:
-            return u"client";
+            return BREVANT_SOURCE_CLIENT;
         case AlertSource::Web:
-            return u"web";
+            return BREVANT_SOURCE_WEB;
     }
     return u"unknown";
 }
@@ -71,17 +73,19 @@ bool AlertInfo::fromJson(const std::u16string& text) {
         return false;
     const Tavix::JSONView json = document.view();
     std::u16string word;
-    if (!json.getString(u"id", id) || !json.getString(u"instanceId", instanceId) ||
-        !json.getString(u"priority", word) || !readPriority(word, priority) ||
-        !json.getString(u"product", product))
+    if (!json.getString(BREVANT_DESCRIPTION_ID, id) ||
+        !json.getString(BREVANT_DESCRIPTION_INSTANCE_ID, instanceId) ||
+        !json.getString(BREVANT_DESCRIPTION_PRIORITY, word) || !readPriority(word, priority) ||
+        !json.getString(BREVANT_DESCRIPTION_PRODUCT, product))
         return false;
-    json.getString(u"content", content);
-    json.getUInt32(u"timeout", timeout);
-    json.getUInt32(u"sessionId", sessionId);
+    json.getString(BREVANT_DESCRIPTION_CONTENT, content);
+    json.getUInt32(BREVANT_DESCRIPTION_TIMEOUT, timeout);
+    json.getUInt32(BREVANT_DESCRIPTION_SESSION_ID, sessionId);
     Tavix::JSONView object;
-    if (!json.getString(u"source", word) || !readSource(word, source) ||
-        !json.getBool(u"forcePreferredViewer", forcePreferredViewer) ||
-        !json.getStringArray(u"preferredViewer", preferredViewer) || !json.getObject(u"context", object))
+    if (!json.getString(BREVANT_DESCRIPTION_SOURCE, word) || !readSource(word, source) ||
+        !json.getBool(BREVANT_DESCRIPTION_FORCE_PREFERRED_VIEWER, forcePreferredViewer) ||
+        !json.getStringArray(BREVANT_DESCRIPTION_PREFERRED_VIEWER, preferredViewer) ||
+        !json.getObject(BREVANT_DESCRIPTION_CONTEXT, object))
         return false;
     context = object.toString();
     return true;
@@ -93,32 +97,32 @@ std::u16string AlertInfo::toJson() const {
                              content.size() + content.size() / 8 + context.size());
     Tavix::JSONTextWriter json(sink);
     json.StartObject();
-    json.Key(u"id");
+    json.Key(BREVANT_DESCRIPTION_ID);
     json.String(id);
-    json.Key(u"instanceId");
+    json.Key(BREVANT_DESCRIPTION_INSTANCE_ID);
     json.String(instanceId);
-    json.Key(u"priority");
+    json.Key(BREVANT_DESCRIPTION_PRIORITY);
     json.String(u"P" + Ferrow::decimalSigned(priority));
-    json.Key(u"product");
+    json.Key(BREVANT_DESCRIPTION_PRODUCT);
     json.String(product);
-    json.Key(u"content");
+    json.Key(BREVANT_DESCRIPTION_CONTENT);
     json.String(content);
-    json.Key(u"timeout");
+    json.Key(BREVANT_DESCRIPTION_TIMEOUT);
     json.Uint(timeout);
-    json.Key(u"sessionId");
+    json.Key(BREVANT_DESCRIPTION_SESSION_ID);
     json.Uint(sessionId);
-    json.Key(u"source");
+    json.Key(BREVANT_DESCRIPTION_SOURCE);
     json.String(sourceText(source));
-    json.Key(u"forcePreferredViewer");
+    json.Key(BREVANT_DESCRIPTION_FORCE_PREFERRED_VIEWER);
     json.Bool(forcePreferredViewer);
     if (!preferredViewer.empty()) {
-        json.Key(u"preferredViewer");
+        json.Key(BREVANT_DESCRIPTION_PREFERRED_VIEWER);
         json.StartArray();
         for (const std::u16string& viewer : preferredViewer)
             json.String(viewer);
         json.EndArray();
     }
-    json.Key(u"context");
+    json.Key(BREVANT_DESCRIPTION_CONTEXT);
     json.ObjectText(context);
     json.EndObject();
     return sink.take();

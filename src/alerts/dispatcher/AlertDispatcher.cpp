@@ -4,12 +4,12 @@
 #include <string_view>
 #include <utility>
 
+#include <brevant/cpp/alerts.h>
 #include <brevant/status.h>
 
 #include "alerts/alert/Alert.h"
 #include "alerts/plugins/PluginRegistrar.h"
 #include "alerts/viewers/AlertEvent.h"
-#include "alerts/viewers/AlertTopic.h"
 #include "alerts/viewers/AlertViewer.h"
 #include "alerts/viewers/ViewerRegistrar.h"
 #include "bus/MessageBusClient.h"
@@ -111,7 +111,8 @@ bool AlertDispatcher::show(std::shared_ptr<Alert> alert) {
                       u"Failed to get alert content for alert %ls from plugin for product: %ls", info.id,
                       info.product);
         sendAlertEvent(failureEvent(info.id, u"getAlertContent", status, viewerId));
-        busClient_->publish(Tavix::makeMessage(alertTopic(info.id, u"Failed", info.instanceId), u"", u""));
+        busClient_->publish(Tavix::makeMessage(
+            Brevant::alertMessage(info.id, BREVANT_ALERT_FAILED, info.instanceId), u"", u""));
         return false;
     }
     currentAlert_->setContent(std::move(content));

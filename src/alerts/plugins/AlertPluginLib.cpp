@@ -5,7 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "alerts/plugins/PluginSettings.h"
+#include <brevant/cpp/alerts.h>
+
 #include "json/JSONFormatter.h"
 #include "library/SharedLibrary.h"
 #include "logging/Log.h"
@@ -89,7 +90,7 @@ uint32_t AlertPluginLib::getAlertContent(const std::u16string& alertText, const 
 
 uint32_t AlertPluginLib::load() {
     constexpr const char16_t* function = u"Vok::AlertPluginLib::load";
-    const std::u16string key = std::u16string(productKey) + u"/" + product_;
+    const std::u16string key = Brevant::property(BREVANT_PRODUCT_KEY, product_);
     std::u16string definition;
     if (!settings_ || !settings_->getProperty(key, definition, settingsTimeout)) {
         LOG_FORMATTED(ETWLogging::levelError, function,
@@ -103,12 +104,12 @@ uint32_t AlertPluginLib::load() {
         return MODULE_STATUS_UNSUCCESSFUL;
     }
     std::u16string file;
-    if (!json.getString(u"pluginFile", file)) {
+    if (!json.getString(BREVANT_PLUGIN_FILE, file)) {
         LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to parse pluginFile from: %ls", definition);
         return MODULE_STATUS_UNSUCCESSFUL;
     }
     std::u16string folder;
-    if (!json.getString(u"pluginPath", folder)) {
+    if (!json.getString(BREVANT_PLUGIN_PATH, folder)) {
         LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to parse pluginPath from: %ls", definition);
         return MODULE_STATUS_UNSUCCESSFUL;
     }

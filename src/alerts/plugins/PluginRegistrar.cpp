@@ -2,10 +2,10 @@
 
 #include <utility>
 
+#include <brevant/alerts.h>
 #include <brevant/status.h>
 
 #include "alerts/plugins/AlertPluginLib.h"
-#include "alerts/plugins/PluginSettings.h"
 #include "platform/Thread.h"
 #include "settings/SettingsManagerClient.h"
 
@@ -27,11 +27,11 @@ void PluginRegistrar::start() {
             if (const Tavix::CallbackGate::Pass pass(*gate); pass)
                 onProductDeleted(name);
         },
-        productKey);
+        BREVANT_PRODUCT_KEY);
 }
 
 void PluginRegistrar::stop() {
-    settings_->unsubscribeDelete(productKey);
+    settings_->unsubscribeDelete(BREVANT_PRODUCT_KEY);
 }
 
 uint32_t PluginRegistrar::processAlert(const std::u16string& product, const std::u16string& alertText,

@@ -1,5 +1,7 @@
 #include "alerts/sessions/AlertUserSession.h"
 
+#include <brevant/alerts.h>
+
 #include "alerts/sessions/Enqueue.h"
 #include "alerts/sessions/LockHolder.h"
 #include "logging/Log.h"
@@ -13,9 +15,9 @@ constexpr std::u16string_view dispatchFunction = u"Vok::AlertUserSession::dispat
 
 // After any of these another session may be the active one.
 constexpr const char16_t* sessionTopics[] = {
-    u"SystemMonitor.UserSession.Console.Connect",
-    u"SystemMonitor.UserSession.Remote.Connect",
-    u"SystemMonitor.UserSession.Logon",
+    BREVANT_SESSION_CONSOLE_CONNECT,
+    BREVANT_SESSION_REMOTE_CONNECT,
+    BREVANT_SESSION_LOGON,
 };
 
 }  // namespace

@@ -2,10 +2,10 @@
 
 #include <utility>
 
+#include <brevant/cpp/alerts.h>
 #include <brevant/status.h>
 
 #include "alerts/viewers/AlertEvent.h"
-#include "alerts/viewers/AlertTopic.h"
 #include "bus/MessageBusClient.h"
 #include "logging/Log.h"
 #include "status/ModuleStatus.h"
@@ -20,8 +20,8 @@ constexpr std::u16string_view logSource = u"AlertViewer";
 
 AlertViewer::AlertViewer(const std::u16string& id, std::shared_ptr<Tavix::MessageBusClient> busClient)
     : id_(id),
-      showTopic_(u"Brevant.Viewer." + id + u".Show."),
-      deleteTopic_(u"Brevant.Viewer." + id + u".Delete."),
+      showTopic_(Brevant::viewerMessage(id, BREVANT_VIEWER_SHOW)),
+      deleteTopic_(Brevant::viewerMessage(id, BREVANT_VIEWER_DELETE)),
       busClient_(busClient ? std::move(busClient) : std::make_shared<Tavix::MessageBusClient>()) {}
 
 AlertViewer::~AlertViewer() = default;
@@ -32,9 +32,9 @@ const std::u16string& AlertViewer::getId() const {
 
 bool AlertViewer::show(const std::u16string& payload, const std::u16string& alertId,
                        const std::u16string& instanceId) {
-    const uint32_t status =
-        exchange(u"Vok::AlertViewer::show", Tavix::makeMessage(showTopic_ + instanceId, u"Brevant", payload),
-                 alertTopic(alertId, u"Shown", instanceId));
+    const uint32_t status = exchange(u"Vok::AlertViewer::show",
+                                     Tavix::makeMessage(showTopic_ + instanceId, BREVANT_SENDER, payload),
+                                     Brevant::alertMessage(alertId, BREVANT_ALERT_SHOWN, instanceId));
     if (status != MODULE_STATUS_SUCCESS) {
         reportFailure(u"Show", status, alertId, instanceId);
         return false;
@@ -47,9 +47,9 @@ bool AlertViewer::show(const std::u16string& payload, const std::u16string& aler
 }
 
 bool AlertViewer::dismiss(const std::u16string& alertId, const std::u16string& instanceId) {
-    const uint32_t status =
-        exchange(u"Vok::AlertViewer::dismiss", Tavix::makeMessage(deleteTopic_ + instanceId, u"Brevant", u""),
-                 alertTopic(alertId, u"Dismissed", instanceId));
+    const uint32_t status = exchange(u"Vok::AlertViewer::dismiss",
+                                     Tavix::makeMessage(deleteTopic_ + instanceId, BREVANT_SENDER, u""),
+                                     Brevant::alertMessage(alertId, BREVANT_ALERT_DISMISSED, instanceId));
     if (status != MODULE_STATUS_SUCCESS) {
         reportFailure(u"Dismiss", status, alertId, instanceId);
         return false;
@@ -90,7 +90,8 @@ uint32_t AlertViewer::exchange(const char16_t* function, const std::shared_ptr<T
 void AlertViewer::reportFailure(const char16_t* label, uint32_t status, const std::u16string& alertId,
                                 const std::u16string& instanceId) {
     sendAlertEvent(failureEvent(alertId, label, status, id_));
-    busClient_->publish(Tavix::makeMessage(alertTopic(alertId, u"Failed", instanceId), u"", u""));
+    busClient_->publish(
+        Tavix::makeMessage(Brevant::alertMessage(alertId, BREVANT_ALERT_FAILED, instanceId), u"", u""));
 }
 
 }  // namespace Vok

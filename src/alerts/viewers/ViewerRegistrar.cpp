@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include <brevant/cpp/alerts.h>
+
 #include "alerts/viewers/AlertViewer.h"
 #include "bus/MessageBusClient.h"
 #include "logging/Log.h"
@@ -18,7 +20,7 @@ namespace {
 constexpr std::u16string_view logSource = u"ViewerRegistrar";
 constexpr std::chrono::milliseconds settingsTimeout{5000};
 
-constexpr const char16_t* viewerKey = u"Brevant/Viewer";
+constexpr const char16_t* viewerKey = BREVANT_VIEWER_KEY;
 
 // Nothing when the name does not begin with the key.
 std::optional<std::u16string> parseViewerId(const std::u16string& propertyName) {
@@ -101,7 +103,7 @@ void ViewerRegistrar::addViewer(const std::u16string& propertyName) {
         viewers_.try_emplace(viewerId, viewer);
     }
     LOG_FORMATTED(ETWLogging::levelNormal, function, u"Viewer registered: %s", viewerId);
-    announce(viewerId, u"Registered");
+    announce(viewerId, BREVANT_VIEWER_REGISTERED);
 }
 
 void ViewerRegistrar::removeViewer(const std::u16string& propertyName) {
@@ -118,7 +120,7 @@ void ViewerRegistrar::removeViewer(const std::u16string& propertyName) {
         removed = viewers_.extract(viewerId);
     }
     LOG_FORMATTED(ETWLogging::levelNormal, function, u"Viewer unregistered: %s", viewerId);
-    announce(viewerId, u"Unregistered");
+    announce(viewerId, BREVANT_VIEWER_UNREGISTERED);
 }
 
 std::shared_ptr<AlertViewer> ViewerRegistrar::findViewer(const std::u16string& viewerId) const {
@@ -128,7 +130,7 @@ std::shared_ptr<AlertViewer> ViewerRegistrar::findViewer(const std::u16string& v
 }
 
 void ViewerRegistrar::announce(const std::u16string& viewerId, const char16_t* change) {
-    busClient_->publish(Tavix::makeMessage(u"Brevant.Viewer." + viewerId + u"." + change, u"Brevant", u""));
+    busClient_->publish(Tavix::makeMessage(Brevant::viewerMessage(viewerId, change), BREVANT_SENDER, u""));
 }
 
 }  // namespace Vok
