@@ -1,7 +1,5 @@
 #include "host/program/Host.h"
 
-#include <algorithm>
-
 #include <brevant/cpp/alerts.h>
 
 #include "host/program/HostError.h"
@@ -66,12 +64,10 @@ std::u16string Host::waitingReason(uint32_t session) {
     std::vector<Platform::UserSession> sessions;
     if (!Platform::enumerateUserSessions(sessions))
         return u"the user sessions cannot be listed, and the alert waits until they can be";
-    const auto active =
-        std::ranges::find(sessions, Platform::UserSessionState::active, &Platform::UserSession::state);
-    // Session 0 is no user's.
-    if (active == sessions.end() || active->id == 0)
+    const std::optional<uint32_t> active = Platform::activeUserSession(sessions);
+    if (!active)
         return u"no user session is active, and the alert waits until one is";
-    return session == 0 || session == active->id
+    return session == 0 || session == *active
                ? std::u16string()
                : u"session " + Ferrow::decimal(session) +
                      u" is not the active one, and the alert waits until it is";

@@ -1,7 +1,5 @@
 #include "alerts/sessions/ActiveSession.h"
 
-#include <algorithm>
-
 #include "logging/Log.h"
 #include "platform/Process.h"
 
@@ -16,14 +14,11 @@ std::optional<uint32_t> findActiveSession(const SessionEnumerator& enumerate, st
                                  u"Failed to EnumerateSessions. Error: %lu.", error);
         return std::nullopt;
     }
-    const auto active =
-        std::ranges::find(sessions, Platform::UserSessionState::active, &Platform::UserSession::state);
-    if (active == sessions.end() || active->id == 0) {
+    const std::optional<uint32_t> active = Platform::activeUserSession(sessions);
+    if (!active)
         ETWLogging::logMessage(ETWLogging::levelWarning, source, function, __LINE__,
                                u"No active session was found.");
-        return std::nullopt;
-    }
-    return active->id;
+    return active;
 }
 
 }  // namespace Vok

@@ -14,8 +14,8 @@ namespace Vok {
 // Lists the sessions in the system's order; false with Platform::lastError() on failure.
 using SessionEnumerator = std::function<bool(std::vector<Platform::UserSession>&)>;
 
-// The id of the first active session. None when the list cannot be read, when no session is active or the
-// active one is session 0, which belongs to services; all are logged under the caller's source and function.
+// The id of the active session. None when the list cannot be read or no session is active; both are logged
+// under the caller's source and function.
 std::optional<uint32_t> findActiveSession(const SessionEnumerator& enumerate, std::u16string_view source,
                                           std::u16string_view function);
 
