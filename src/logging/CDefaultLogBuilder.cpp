@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "logging/CETWConfigurationListener.h"
 #include "logging/CLogging.h"
 #include "logging/ETWAppProperties.h"
+#include "logging/LoggingConfig.h"
 #include "platform/Folders.h"
 #include "platform/Process.h"
 

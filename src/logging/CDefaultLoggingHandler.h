@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "logging/CLogger.h"
+#include "logging/CLoggingHandlerIf.h"
 
 namespace Ferrow {
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
 
 #include "logging/LoggingConfigListenerIf.h"
 #include "platform/Registry.h"
@@ -29,10 +28,5 @@ private:
     const std::unique_ptr<Platform::RegistryWatch> watch_;
     Platform::Thread thread_;  // last: it uses what stands above
 };
-
-// Reads "Enable" and "Severity" of the logging key; what is missing stays empty.
-LoggingConfig readLoggingConfig(const Platform::Registry& registry);
-
-constexpr std::u16string_view loggingKey = u"SOFTWARE\\Corvane\\Logging";
 
 }  // namespace ETWLogging

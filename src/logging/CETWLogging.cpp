@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "logging/CETWConfigurationListener.h"
+#include "logging/LoggingConfig.h"
 #include "platform/Thread.h"
 
 namespace ETWLogging {

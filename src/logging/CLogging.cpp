@@ -4,8 +4,6 @@
 
 #include "logging/LogFileSettings.h"
 #include "logging/LogLine.h"
-#include "platform/DynamicLibrary.h"
-#include "platform/Process.h"
 #include "platform/Thread.h"
 #include "text/Format.h"
 #include "text/Utf.h"
@@ -35,24 +33,7 @@ private:
     Platform::NamedMutex* const held_;
 };
 
-std::u16string_view fileNameOf(std::u16string_view path) {
-    return path.substr(path.rfind(u'\\') + 1);
-}
-
 }  // namespace
-
-FileLogIdentity processFileLogIdentity(std::u16string group) {
-    const std::u16string executable = Platform::executablePath();
-    const std::u16string library =
-        Platform::libraryPathOf(reinterpret_cast<const void*>(&processFileLogIdentity));
-    const std::u16string_view host = fileNameOf(executable);
-    FileLogIdentity identity;
-    identity.name = host.substr(0, host.rfind(u'.'));
-    identity.logName = library.empty() ? host : fileNameOf(library);
-    identity.group = std::move(group);
-    identity.processId = Platform::currentProcessId();
-    return identity;
-}
 
 std::u16string CLogging::mutexName(const std::u16string& name) {
     return Ferrow::formatText(u"%s_%s", name, mutexSuffix);

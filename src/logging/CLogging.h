@@ -6,6 +6,7 @@
 #include <string>
 
 #include "logging/CLoggingIf.h"
+#include "logging/FileLogIdentity.h"
 #include "logging/LogFiles.h"
 #include "platform/Clock.h"
 #include "platform/IniFile.h"
@@ -13,18 +14,6 @@
 #include "platform/Sync.h"
 
 namespace ETWLogging {
-
-// Who writes a file log.
-struct FileLogIdentity {
-    std::u16string name;     // folder and stem of the files
-    std::u16string logName;  // field of the lines
-    std::u16string group;    // folder above the log's; empty for none
-    std::u16string suffix;   // behind the stem; empty for none
-    uint32_t processId = 0;
-};
-
-// The host executable's file name without extension, and the file name of the library that this code is in.
-FileLogIdentity processFileLogIdentity(std::u16string group);
 
 // Writes rotating text files below the common data folder, in UTF-8. Settings are read once, here.
 class CLogging : public CLoggingIf_ex {

@@ -3,19 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 
+#include "logging/LogRecord.h"
 #include "logging/LoggingConfigListenerIf.h"
 
 namespace ETWLogging {
-
-struct LogRecord {
-    uint32_t level = 0;
-    std::u16string_view sourceFile;  // as in the call; may carry a folder ("dll\SharedLibrary")
-    std::u16string_view function;
-    uint32_t line = 0;
-    std::u16string_view message;  // no data at all (not merely no characters) is a missing message
-};
 
 // Every function may be called by any thread, none throws, and failures stay inside.
 class CLoggingIf {

@@ -1,6 +1,6 @@
 #include "logging/ETWAppProperties.h"
 
-#include "logging/CETWConfigurationListener.h"
+#include "logging/LoggingConfig.h"
 
 namespace ETWLogging::internal {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "logging/CLoggingIf.h"
+#include "logging/LogRecord.h"
 #include "platform/Clock.h"
 
 namespace ETWLogging::internal {

@@ -1,16 +1,8 @@
 #pragma once
 
-#include <cstdint>
-#include <optional>
+#include "logging/LoggingConfig.h"
 
 namespace ETWLogging {
-
-// The values of the logging configuration that can change while the process runs, as far as they could be
-// read.
-struct LoggingConfig {
-    std::optional<bool> enable;
-    std::optional<uint32_t> severity;  // the lowest level that is written
-};
 
 class LoggingConfigListenerIf {
 public:

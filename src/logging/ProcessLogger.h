@@ -8,6 +8,14 @@
 
 namespace ETWLogging::internal {
 
+// Built on the first call. Null while this thread builds it, and when none can be built. Throws when memory
+// is short.
+std::shared_ptr<CLoggingIf_ex> processLogger();
+
+// Whether this thread is building the logger; what it logs meanwhile may be kept for the logger to write.
+bool buildsLoggerHere();
+void keepEarlyRecord(const LogRecord& record);
+
 // Puts a logger in the place of the process's, begins or ends its use as useLogger said last, and returns the
 // one that was there as it is. Null means that none has been built: the next record builds it. Records being
 // written elsewhere hold on to the logger they began with.

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "logging/CLoggingIf.h"
+#include "logging/LogRecord.h"
 #include "platform/Guid.h"
 
 namespace ETWLogging::internal {

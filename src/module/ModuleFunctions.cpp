@@ -3,6 +3,7 @@
 #include "bus/MessageBusClient.h"
 #include "bus/MessageBusShimImpl.h"
 #include "logging/Log.h"
+#include "logging/LogUse.h"
 #include "logging/LoggingIdentity.h"
 #include "module/BaseModule.h"
 #include "module/ModuleFactory.h"

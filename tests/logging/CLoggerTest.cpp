@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "logging/CDefaultLoggingHandler.h"
+#include "logging/CLogger.h"
 #include "text/Format.h"
 
 namespace {

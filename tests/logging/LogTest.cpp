@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "logging/Log.h"
+#include "logging/LogUse.h"
 #include "logging/LoggingIdentity.h"
 #include "logging/ProcessLogger.h"
 #include "platform/Diagnostics.h"
