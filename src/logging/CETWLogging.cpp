@@ -10,7 +10,6 @@ namespace {
 
 constexpr uint32_t initialThreshold = 3;
 constexpr uint32_t informationLevel = 3;
-constexpr uint32_t maskedLevels = 31;  // of the log call interface
 
 }  // namespace
 
@@ -65,7 +64,7 @@ bool CETWLogging::passes(uint32_t level) const {
 uint32_t CETWLogging::enabledLevels() const noexcept {
     Platform::MutexLock lock(mutex_);
     uint32_t levels = 0;
-    for (uint32_t level = 0; level < maskedLevels; ++level) {
+    for (uint32_t level = 0; level < levelLimit; ++level) {
         if (passes(level))
             levels |= 1u << level;
     }

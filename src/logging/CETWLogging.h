@@ -51,7 +51,7 @@ private:
     mutable Platform::Mutex mutex_;
     bool session_ GUARDED_BY(mutex_) = false;
     bool enabled_ GUARDED_BY(mutex_) = true;
-    uint32_t threshold_ GUARDED_BY(mutex_) = 3;
+    uint32_t threshold_ GUARDED_BY(mutex_) = 0;
     // Last, so that the system's callbacks end before what they use. Set once, before the logger is handed
     // out.
     std::unique_ptr<Platform::TraceProvider> provider_;

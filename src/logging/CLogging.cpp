@@ -4,6 +4,7 @@
 
 #include "logging/LogFileSettings.h"
 #include "logging/LogLine.h"
+#include "logging/LogsFolder.h"
 #include "platform/Thread.h"
 #include "text/Format.h"
 #include "text/Utf.h"
@@ -11,7 +12,6 @@
 namespace ETWLogging {
 namespace {
 
-constexpr std::u16string_view logsFolder = u"\\Corvane\\CVLOGS\\";
 constexpr std::u16string_view configurationFile = u"log.ini";
 constexpr std::u16string_view mutexSuffix = u"9F1B3C7D5E2A4068B1D3F5A7C9E0B2D4";
 
@@ -41,7 +41,7 @@ std::u16string CLogging::mutexName(const std::u16string& name) {
 
 CLogging::CLogging(FileLogIdentity identity, Services services)
     : identity_(std::move(identity)), localTime_(services.localTime), writers_(std::move(services.mutex)) {
-    const std::u16string base = services.commonDataFolder.append(logsFolder);
+    const std::u16string base = services.commonDataFolder.append(logsFolder) += u'\\';
     std::u16string folder = base;
     if (!identity_.group.empty())
         (folder += identity_.group) += u'\\';
@@ -69,7 +69,7 @@ uint32_t CLogging::enabledLevels() const noexcept {
 }
 
 void CLogging::write(const LogRecord& record) noexcept {
-    if (record.level >= 31 || !(enabledLevels() >> record.level & 1u))
+    if (record.level >= levelLimit || !(enabledLevels() >> record.level & 1u))
         return;
     try {
         std::u16string line;

@@ -13,7 +13,7 @@ namespace ETWLogging {
 class CLoggingIf {
 public:
     virtual ~CLoggingIf() = default;
-    // Bit n is set when a record of level n (below 31) would be written now.
+    // Bit n is set when a record of level n (below levelLimit) would be written now.
     virtual uint32_t enabledLevels() const noexcept = 0;
     // Formatted messages are cut to this many units.
     virtual size_t maximumMessageLength() const noexcept = 0;

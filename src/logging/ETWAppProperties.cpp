@@ -1,12 +1,12 @@
 #include "logging/ETWAppProperties.h"
 
 #include "logging/LoggingConfig.h"
+#include "logging/LogsFolder.h"
 
 namespace ETWLogging::internal {
 namespace {
 
-constexpr std::u16string_view defaultLogPath = u"\\Corvane\\CVLOGS";
-constexpr std::u16string_view defaultEtlPath = u"\\Corvane\\CVLOGS\\ETW";
+constexpr std::u16string_view etlFolder = u"\\ETW";
 constexpr std::u16string_view traceFileName = u"cvlogs.etl";
 constexpr std::u16string_view defaultSessionName = u"Corvane.{3B9D2C41-7A5E-4f08-9C1D-52E8A0B7F6C3}";
 constexpr std::u16string_view defaultOwnerMutexName =
@@ -37,8 +37,8 @@ void readGuid(const Platform::RegistryKey* key, std::u16string_view name, Platfo
 ETWAppProperties ETWAppProperties::read(const Platform::Registry& registry,
                                         const std::u16string& commonDataFolder) {
     ETWAppProperties properties;
-    properties.logPath = std::u16string(commonDataFolder).append(defaultLogPath);
-    properties.etlPath = std::u16string(commonDataFolder).append(defaultEtlPath);
+    properties.logPath = std::u16string(commonDataFolder).append(logsFolder);
+    properties.etlPath = properties.logPath + std::u16string(etlFolder);
     properties.sessionId = defaultSessionId;
     properties.sessionName = defaultSessionName;
     properties.provider = defaultProvider;

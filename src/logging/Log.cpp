@@ -1,5 +1,6 @@
 #include "logging/Log.h"
 
+#include "logging/CLogging.h"
 #include "logging/ProcessLogger.h"
 #include "platform/Process.h"
 
@@ -37,7 +38,7 @@ bool buildAndTest(uint32_t level) noexcept {
         if (buildsLoggerHere())
             return true;
         const auto logger = processLogger();
-        return logger && level < 31 && (logger->enabledLevels() >> level & 1u) != 0;
+        return logger && level < levelLimit && (logger->enabledLevels() >> level & 1u) != 0;
     } catch (...) {
         return false;
     }
@@ -50,7 +51,7 @@ void writeFormatted(uint32_t level, std::u16string_view sourceFile, std::u16stri
     try {
         const auto logger = processLogger();
         const std::u16string message = Ferrow::formatTextArguments(
-            format, arguments, count, logger ? logger->maximumMessageLength() : 4159);
+            format, arguments, count, logger ? logger->maximumMessageLength() : CLogging::longestMessage);
         write(logger.get(), {level, sourceFile, function, line, message});
     } catch (...) {
         // A record that cannot be formatted is dropped.

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "logging/LogRecord.h"
 #include "text/Format.h"
 
 namespace ETWLogging {
@@ -20,13 +21,13 @@ enum Level : uint32_t {
 };
 
 namespace internal {
-// Bit n is set when records of level n are written. Bit 31 is set until the logger has been built.
+// Bit n is set when records of level n are written; loggerUnbuilt until the logger has been built.
 extern constinit std::atomic<uint32_t> enabledLevels;
 bool buildAndTest(uint32_t level) noexcept;
 void writeFormatted(uint32_t level, std::u16string_view sourceFile, std::u16string_view function,
                     uint32_t line, std::u16string_view format, const Ferrow::FormatArgument* arguments,
                     size_t count) noexcept;
-constexpr uint32_t loggerUnbuilt = 1u << 31;
+constexpr uint32_t loggerUnbuilt = 1u << levelLimit;
 }  // namespace internal
 
 // Whether a record of that level would be written: a load and a compare.
@@ -34,7 +35,7 @@ inline bool isLogEnabled(uint32_t level) noexcept {
     const uint32_t levels = internal::enabledLevels.load(std::memory_order_relaxed);
     if (levels & internal::loggerUnbuilt) [[unlikely]]
         return internal::buildAndTest(level);
-    return level < 31 && (levels >> level & 1u) != 0;
+    return level < levelLimit && (levels >> level & 1u) != 0;
 }
 
 void logMessage(uint32_t level, std::u16string_view sourceFile, std::u16string_view function, uint32_t line,

@@ -5,6 +5,9 @@
 
 namespace ETWLogging {
 
+// Levels from here on are never enabled.
+constexpr uint32_t levelLimit = 31;
+
 struct LogRecord {
     uint32_t level = 0;
     std::u16string_view sourceFile;  // as in the call; may carry a folder ("dll\SharedLibrary")
