@@ -3,6 +3,7 @@
 #include <new>
 
 #include "text/Format.h"
+#include "text/Utf.h"
 
 namespace ETWLogging::internal {
 namespace {
@@ -13,7 +14,7 @@ constexpr int functionWidth = 40;
 
 std::u16string padded(std::u16string_view text, int width) {
     return Ferrow::formatText(Ferrow::formatText(u"%%%ds", width),
-                              text.substr(0, static_cast<size_t>(width)));
+                              Ferrow::cutText(text, static_cast<size_t>(width)));
 }
 
 std::u16string timeText(const Platform::CalendarTime& time) {

@@ -3,6 +3,8 @@
 #include <iterator>
 #include <utility>
 
+#include "text/Utf.h"
+
 namespace ETWLogging::internal {
 namespace {
 
@@ -26,7 +28,7 @@ public:
         put(value, sizeof value);
     }
     void text(uint32_t id, std::u16string_view value) {
-        value = value.substr(0, longestTraceText);
+        value = Ferrow::cutText(value, longestTraceText);
         field(id, fieldText, value.size() * sizeof(char16_t));
         for (const char16_t unit : value)
             put(unit, sizeof unit);

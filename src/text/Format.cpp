@@ -194,17 +194,6 @@ void appendReal(std::u16string& out, double value, const Conversion& conversion)
                  conversion.zero && isDigit(digits[0]));
 }
 
-// The first units of a text, one fewer where the cut would part a pair of surrogates.
-std::u16string_view cutText(std::u16string_view text, size_t length) {
-    if (text.size() <= length)
-        return text;
-    const auto isHigh = [](char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; };
-    const auto isLow = [](char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
-    if (length > 0 && isHigh(text[length - 1]) && isLow(text[length]))
-        --length;
-    return text.substr(0, length);
-}
-
 // As far as a text goes for who takes its end to be its NUL.
 template <class Text>
 Text upToNul(Text text) {

@@ -163,6 +163,14 @@ std::wstring toWideUnits(std::u16string_view text) {
     return {text.begin(), text.end()};
 }
 
+std::u16string_view cutText(std::u16string_view text, size_t length) noexcept {
+    if (text.size() <= length)
+        return text;
+    if (length > 0 && isHighSurrogate(text[length - 1]) && isLowSurrogate(text[length]))
+        --length;
+    return text.substr(0, length);
+}
+
 std::u16string toLowerAscii(std::u16string_view text) {
     std::u16string out(text);
     for (char16_t& unit : out)

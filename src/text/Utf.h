@@ -21,6 +21,9 @@ std::string toLittleEndian(std::u16string_view text);
 // have no char16_t form. A pair of surrogates stays two units on every system.
 std::wstring toWideUnits(std::u16string_view text);
 
+// The first units of a text, one fewer where the cut would part a pair of surrogates.
+std::u16string_view cutText(std::u16string_view text, size_t length) noexcept;
+
 // Lower case of A to Z only; every other unit stays as it is.
 std::u16string toLowerAscii(std::u16string_view text);
 bool equalsIgnoringAsciiCase(std::u16string_view left, std::u16string_view right) noexcept;

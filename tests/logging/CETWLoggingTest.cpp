@@ -59,6 +59,10 @@ TEST(TraceEvent, WritesItsFieldsInOrder) {
 
     const std::u16string huge(100'000, u'x');
     EXPECT_LT(traceEventPayload({}, {4, huge, huge, 1, huge}, 9).size(), 65536u - 64);
+    const std::u16string kept(longestTraceText - 1, u'x');
+    EXPECT_EQ(traceEventPayload({}, {4, u"", u"", 1, kept + u"\U0001F514"}, 9),
+              traceEventPayload({}, {4, u"", u"", 1, kept}, 9))
+        << "no half of a pair";
 }
 
 // A trace session that the test plays.

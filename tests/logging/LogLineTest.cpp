@@ -31,6 +31,16 @@ TEST(LogLine, CarriesTheFieldsThatTheOptionsAskForCutToTheirWidth) {
               u"[0123456789012345678901234567890123456789()]$ m\r\n");
 }
 
+TEST(LogLine, CutsNoFieldInsideAPairOfSurrogates) {
+    const auto ending = [](size_t units) { return std::u16string(units - 1, u'x') + u"\U0001F514"; };
+    std::u16string line;
+    const std::u16string logName = ending(15), source = ending(20), function = ending(40);
+    ASSERT_EQ(buildLogLine({logName, 8 | 16 | 32, 1}, {1, source, function, 1, u"m"}, 1, evening, line),
+              lineSuccess);
+    EXPECT_EQ(line.substr(line.find(u'[')), u"[ " + logName.substr(0, 14) + u"]$ [ " + source.substr(0, 19) +
+                                                u":    1]$ [ " + function.substr(0, 39) + u"()]$ m\r\n");
+}
+
 TEST(LogLine, EndsOnceWhateverTheMessageEndsWith) {
     for (const auto& [message, end] : {std::pair(u"a\n", u"$ a\n"), {u"a\r", u"$ a\r\r\n"}, {u"", u"$ \r\n"}})
         EXPECT_TRUE(lineOf(0, {3, u"", u"", 0, message}).ends_with(end));
