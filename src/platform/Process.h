@@ -15,7 +15,8 @@ bool processIdToSessionId(uint32_t processId, uint32_t& sessionId) noexcept;
 uint32_t lastError() noexcept;
 void setLastError(uint32_t error) noexcept;
 
-// Full path of the process's executable, in Windows form; empty when it cannot be read.
+// Full path of the process's executable, in Windows form, also after another took its place; empty when it
+// cannot be read.
 std::u16string executablePath();
 
 // The system's functions for processes and their tokens, under the system's rules. A handle is whatever the

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -16,6 +17,22 @@ namespace Platform {
 namespace {
 
 constinit thread_local uint32_t threadsLastError = 0;
+
+constexpr const char* executable = "/proc/self/exe";
+
+// The system says so behind the name of a program that has been removed or replaced since it was started.
+std::string withoutDeleted(std::string path) {
+    constexpr std::string_view deleted = " (deleted)";
+    struct stat running {};
+    struct stat named {};
+    if (!path.ends_with(deleted))
+        return path;
+    // A program may have such a name of its own.
+    if (stat(executable, &running) != 0 || stat(path.c_str(), &named) != 0 ||
+        running.st_dev != named.st_dev || running.st_ino != named.st_ino)
+        path.resize(path.size() - deleted.size());
+    return path;
+}
 
 bool notHere() noexcept {
     setLastError(errorNotImplemented);
@@ -57,13 +74,13 @@ void setLastError(uint32_t error) noexcept {
 std::u16string executablePath() {
     std::vector<char> buffer(256);
     for (;;) {
-        const ssize_t length = readlink("/proc/self/exe", buffer.data(), buffer.size());
+        const ssize_t length = readlink(executable, buffer.data(), buffer.size());
         if (length < 0) {
             setLastSystemError(errno);
             return {};
         }
         if (static_cast<size_t>(length) < buffer.size())
-            return portablePath({buffer.data(), static_cast<size_t>(length)});
+            return portablePath(withoutDeleted({buffer.data(), static_cast<size_t>(length)}));
         buffer.resize(buffer.size() * 2);
     }
 }
