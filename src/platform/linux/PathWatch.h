@@ -1,0 +1,50 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+#include "platform/linux/FileDescriptor.h"
+
+namespace Platform {
+
+// Notices changes of the file that a path leads to, whoever makes them by whatever name of the file, and of
+// what leads there: folders that come and go, links that are pointed elsewhere, file systems that are
+// mounted.
+class PathWatch {
+public:
+    // Watching begins here.
+    explicit PathWatch(std::string path);
+
+    // Blocks until something may have changed (true) or the descriptor can be read (false). One thread at a
+    // time.
+    bool wait(int cancelled);
+
+private:
+    // One thing on the way along the path.
+    struct Step {
+        std::string watched;  // a folder, or the file
+        std::string entry;    // what counts in that folder; empty: only that it is itself moved or gone
+        bool file;
+        dev_t device;  // of what is there: the entry, or what is watched; 0 for nothing
+        ino_t inode;
+
+        bool operator==(const Step&) const = default;
+    };
+    using Entries = std::map<int, std::set<std::string>>;  // by watch
+
+    std::vector<Step> steps() const;
+    Entries watch(const std::vector<Step>& steps);
+    void arm();
+    bool takeNotifications();
+
+    const std::string path_;
+    const FileDescriptor notifications_;
+    const FileDescriptor mounts_;
+    Entries watches_;
+    bool toldOfAll_ = false;  // each change gives a notification
+};
+
+}  // namespace Platform
