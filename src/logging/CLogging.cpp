@@ -17,22 +17,6 @@ constexpr std::u16string_view mutexSuffix = u"9F1B3C7D5E2A4068B1D3F5A7C9E0B2D4";
 
 constexpr uint32_t highestLevel = 6;
 
-// Holds the mutex of all writers; whoever does not get it in time writes anyway.
-class WriterTurn {
-public:
-    explicit WriterTurn(Platform::NamedMutex* mutex)
-        : held_(mutex && mutex->acquire(CLogging::longestMutexWait) ? mutex : nullptr) {}
-    ~WriterTurn() {
-        if (held_)
-            held_->release();
-    }
-    WriterTurn(const WriterTurn&) = delete;
-    WriterTurn& operator=(const WriterTurn&) = delete;
-
-private:
-    Platform::NamedMutex* const held_;
-};
-
 }  // namespace
 
 std::u16string CLogging::mutexName(const std::u16string& name) {
@@ -47,8 +31,8 @@ CLogging::CLogging(FileLogIdentity identity, Services services)
         (folder += identity_.group) += u'\\';
     folder += identity_.name;
     const std::u16string ownFile = (folder + u'\\').append(configurationFile);
-    const internal::LogFileSettings settings = internal::readLogFileSettings(
-        services.settings, ownFile, std::u16string(base).append(configurationFile));
+    const internal::LogFileSettings settings =
+        readSettings(services.settings, ownFile, std::u16string(base).append(configurationFile));
     enabled_ = settings.enable;
     severity_ = settings.severity;
     options_ = settings.options;
@@ -57,6 +41,19 @@ CLogging::CLogging(FileLogIdentity identity, Services services)
         (stem += u'_') += identity_.suffix;
     files_ = std::make_unique<internal::LogFiles>(services.settings, std::move(folder), std::move(stem),
                                                   ownFile, settings.maximumSize, settings.maximumFiles);
+}
+
+// What is wrong is replaced in the writers' turn, since the index of the current file stands beside it. While
+// others are at work it waits for a later start.
+internal::LogFileSettings CLogging::readSettings(const Platform::IniFiles& files,
+                                                 const std::u16string& ownFile,
+                                                 const std::u16string& sharedFile) {
+    const internal::LogFileSettings settings = internal::readLogFileSettings(files, ownFile, sharedFile);
+    if (settings.valid)
+        return settings;
+    Platform::MutexLock lock(mutex_);
+    const internal::WritersMutex::Turn turn(writers_);
+    return turn.isHeld() ? internal::correctLogFileSettings(files, ownFile, sharedFile) : settings;
 }
 
 uint32_t CLogging::enabledLevels() const noexcept {
@@ -78,8 +75,8 @@ void CLogging::write(const LogRecord& record) noexcept {
             internal::lineSuccess)
             return;
         const std::string text = Ferrow::toUtf8(line);
-        const WriterTurn turn(writers_.get());
         Platform::MutexLock lock(mutex_);
+        const internal::WritersMutex::Turn turn(writers_);
         files_->append(text);
     } catch (...) {
         // A record that cannot be written is dropped.

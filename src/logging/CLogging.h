@@ -1,16 +1,16 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <memory>
 #include <string>
 
 #include "logging/CLoggingIf.h"
 #include "logging/FileLogIdentity.h"
+#include "logging/LogFileSettings.h"
 #include "logging/LogFiles.h"
+#include "logging/WritersMutex.h"
 #include "platform/Clock.h"
 #include "platform/IniFile.h"
-#include "platform/NamedMutex.h"
 #include "platform/Sync.h"
 
 namespace ETWLogging {
@@ -19,7 +19,6 @@ namespace ETWLogging {
 class CLogging : public CLoggingIf_ex {
 public:
     static constexpr size_t longestMessage = 4159;
-    static constexpr std::chrono::milliseconds longestMutexWait{7000};
 
     // What the logger asks of the system.
     struct Services {
@@ -43,15 +42,18 @@ public:
     static std::u16string mutexName(const std::u16string& name);
 
 private:
+    internal::LogFileSettings readSettings(const Platform::IniFiles& files, const std::u16string& ownFile,
+                                           const std::u16string& sharedFile) EXCLUDES(mutex_);
+
     const FileLogIdentity identity_;
     Platform::CalendarTime (*const localTime_)();
-    const std::unique_ptr<Platform::NamedMutex> writers_;
     uint32_t options_ = 0;
     std::atomic<bool> enabled_{true};
     std::atomic<uint32_t> severity_{0};
-    // Guards the files, also when the mutex of all processes could not be had in time, and is taken after it.
-    // Nothing that is called under either logs.
+    // Serialises the writers of this process, also when the mutex of all could not be had in time, which is
+    // waited for under it: by one, then, in the place of all. Nothing that is called under either logs.
     Platform::Mutex mutex_;
+    internal::WritersMutex writers_ GUARDED_BY(mutex_);
     std::unique_ptr<internal::LogFiles> files_ GUARDED_BY(mutex_);
 };
 

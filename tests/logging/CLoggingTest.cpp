@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <future>
 #include <gtest/gtest.h>
 
@@ -172,16 +173,65 @@ TEST_F(FileLog, OfTwoProcessesLosesAndTearsNoLine) {
     }
 }
 
-TEST_F(FileLog, WritesAnywayWhenTheOtherWritersDoNotFinishInTime) {
-    struct Busy : Platform::NamedMutex {
-        bool acquire(std::chrono::milliseconds timeout) override {
-            EXPECT_EQ(timeout, std::chrono::milliseconds(7000));
-            return false;
+// The mutex of all writers, as the test plays the others.
+struct PlayedMutex : Platform::NamedMutex {
+    explicit PlayedMutex(std::function<bool(std::chrono::milliseconds)> play) : others(std::move(play)) {}
+    bool acquire(std::chrono::milliseconds timeout) override {
+        EXPECT_FALSE(held);
+        return held = others(timeout);
+    }
+    void release() override {
+        EXPECT_TRUE(held);
+        held = false;
+    }
+    const std::function<bool(std::chrono::milliseconds)> others;
+    static inline bool held = false;
+};
+
+TEST_F(FileLog, WaitsOnceForWritersThatDoNotFinishAndWritesAnyway) {
+    std::vector<std::chrono::milliseconds::rep> waits;
+    bool busy = true;
+    const auto logger = start(std::make_unique<PlayedMutex>([&](std::chrono::milliseconds timeout) {
+        waits.push_back(timeout.count());
+        return !busy;
+    }));
+    for (const bool others : {true, true, true, false, false, true, true}) {
+        busy = others;
+        log(*logger, 4, u"m");
+    }
+    EXPECT_EQ(waits, (std::vector<std::chrono::milliseconds::rep>{7000, 0, 0, 0, 7000, 7000, 0}));
+    const std::string text = textOf(file(0));
+    EXPECT_EQ(std::ranges::count(text, '\n'), 7);
+}
+
+TEST_F(FileLog, ChangesItsSettingsWhileItHoldsTheMutexOfAllWriters) {
+    struct Watched final : Platform::IniFiles {
+        std::optional<std::u16string> read(const std::u16string& file, std::u16string_view section,
+                                           std::u16string_view key) const override {
+            return protectedReader().read(file, section, key);
         }
-        void release() override { ADD_FAILURE() << "was never held"; }
+        bool write(const std::u16string& file, std::u16string_view section, std::u16string_view key,
+                   std::u16string_view value) const override {
+            EXPECT_TRUE(PlayedMutex::held) << "for another writer may store the index now";
+            return protectedReader().write(file, section, key, value);
+        }
     };
-    log(*start(std::make_unique<Busy>()), 4, u"m");
-    EXPECT_TRUE(textOf(file(0)).ends_with("$ m\r\n"));
+    static const Watched watched;
+    putOwnSettings("MaxEntries=1\r\nSeverity=9");
+    const auto another = [this](std::chrono::milliseconds) {
+        putOwnSettings("MaxEntries=5\r\nSeverity=9\r\nLastLogIdx=2");
+        return true;
+    };
+    const CLogging logger({u"app", u"", u"", u"", 42}, {.commonDataFolder = machine_.portable(),
+                                                        .settings = watched,
+                                                        .mutex = std::make_unique<PlayedMutex>(another)});
+    EXPECT_EQ(textOf(base() / "app" / "log.ini"),
+              "[Config]\r\nMaxEntries=5\r\nSeverity=3\r\nLastLogIdx=2\r\n");
+    EXPECT_FALSE(PlayedMutex::held);
+
+    putOwnSettings("Severity=9");
+    EXPECT_EQ(start(std::make_unique<PlayedMutex>([](auto) { return false; }))->enabledLevels(), 0b1111000u);
+    EXPECT_TRUE(ownSettingsHave("Severity=9")) << "a later start corrects it";
 }
 
 TEST_F(FileLog, DropsRecordsWhileItsFolderCannotBeMade) {
