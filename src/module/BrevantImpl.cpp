@@ -2,7 +2,7 @@
 
 #include <brevant/cpp/alerts.h>
 
-#include "alerts/sessions/LockHolder.h"
+#include "alerts/dispatcher/LockHolder.h"
 #include "json/JSONFormatter.h"
 #include "logging/Log.h"
 #include "text/Number.h"

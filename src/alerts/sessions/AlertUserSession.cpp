@@ -2,8 +2,8 @@
 
 #include <brevant/alerts.h>
 
+#include "alerts/dispatcher/LockHolder.h"
 #include "alerts/sessions/Enqueue.h"
-#include "alerts/sessions/LockHolder.h"
 #include "logging/Log.h"
 
 namespace Vok {

@@ -1,4 +1,4 @@
-#include "alerts/sessions/LockHolder.h"
+#include "alerts/dispatcher/LockHolder.h"
 
 #include "platform/Sync.h"
 
