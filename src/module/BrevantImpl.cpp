@@ -2,7 +2,7 @@
 
 #include <brevant/cpp/alerts.h>
 
-#include "alerts/dispatcher/LockHolder.h"
+#include "alerts/dispatcher/MarkedMutex.h"
 #include "json/JSONFormatter.h"
 #include "logging/Log.h"
 #include "text/Number.h"
@@ -37,7 +37,7 @@ BrevantImpl::~BrevantImpl() {
     gate_->close();
     deferred_.end();
     decltype(userSessions_) ending;  // destroyed outside the lock: their alerts may be on screen
-    Platform::MutexLock lock(sessionsMutex_);
+    MarkedLock lock(sessionsMutex_);
     ending.swap(userSessions_);
 }
 
@@ -95,7 +95,7 @@ Tavix::MessageCallback BrevantImpl::callback(Handler handler) {
 
 Tavix::MessageCallback BrevantImpl::lockingCallback(Handler handler) {
     return Tavix::gated(gate_, [this, handler](const std::shared_ptr<Tavix::Message>& message) {
-        if (!LockHolder::isCurrentThread())
+        if (!MarkedMutex::isHeldByCurrentThread())
             return (this->*handler)(*message);
         // A bus that delivers from inside a request of a session: the handler would wait for its own thread.
         if (deferred_.add([this, handler, message] { (this->*handler)(*message); }))
@@ -149,8 +149,7 @@ uint32_t BrevantImpl::showAlertHandler(const Tavix::Message& request) {
     auto alert = std::make_shared<Alert>(std::move(info));
     bool suppressed = false;
     {
-        const LockHolder holder;
-        Platform::MutexLock lock(sessionsMutex_);
+        MarkedLock lock(sessionsMutex_);
         queueAlert(std::move(alert), suppressed);
     }
     return answer(request, Brevant::alertMessage(
@@ -210,8 +209,7 @@ bool BrevantImpl::deleteAlert(const std::u16string& instanceId) {
         LOG_MESSAGE(ETWLogging::levelInformation, function, u"Alert removed from global queue.");
         return true;
     }
-    const LockHolder holder;
-    Platform::MutexLock lock(sessionsMutex_);
+    MarkedLock lock(sessionsMutex_);
     for (const auto& [id, session] : userSessions_) {
         if (session->deleteAlert(instanceId)) {
             LOG_MESSAGE(ETWLogging::levelInformation, function, u"Alert removed from user session.");
@@ -236,7 +234,7 @@ uint32_t BrevantImpl::handleSessionLogoff(const Tavix::Message& message) {
         return MODULE_STATUS_INVALID_PARAMETER;
     }
     std::shared_ptr<AlertUserSession> leaving;  // destroyed outside the lock: its alert may be on screen
-    Platform::MutexLock lock(sessionsMutex_);
+    MarkedLock lock(sessionsMutex_);
     if (const auto found = userSessions_.find(sessionId); found != userSessions_.end()) {
         LOG_FORMATTED(ETWLogging::levelInformation, function,
                       u"Clearing alert session after logout. Session id: %lu.", sessionId);

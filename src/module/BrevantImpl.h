@@ -5,6 +5,7 @@
 #include <optional>
 #include <unordered_map>
 
+#include "alerts/dispatcher/MarkedMutex.h"
 #include "alerts/sessions/ActiveSession.h"
 #include "bus/CallbackGate.h"
 #include "module/AlertSessionFactory.h"
@@ -68,7 +69,7 @@ private:
 
     // Held while an alert is queued or deleted in the sessions, the plugin's and the viewer's answers
     // included. Before every other lock. A session is destroyed outside it.
-    Platform::Mutex sessionsMutex_;
+    MarkedMutex sessionsMutex_;
     std::unordered_map<uint32_t, std::shared_ptr<AlertUserSession>> userSessions_ GUARDED_BY(sessionsMutex_);
     std::atomic<uint32_t> nextInstanceId_{1};
 

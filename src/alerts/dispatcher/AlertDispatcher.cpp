@@ -94,7 +94,7 @@ bool AlertDispatcher::show(std::shared_ptr<Alert> alert) {
         return false;
     dismissCurrent();
 
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     currentAlert_ = std::move(alert);
     const AlertInfo& info = currentAlert_->getInfo();
     std::u16string viewerId = defaultViewerId;
@@ -125,7 +125,7 @@ bool AlertDispatcher::show(std::shared_ptr<Alert> alert) {
 bool AlertDispatcher::waitForCurrent() {
     std::shared_ptr<Alert> alert;
     {
-        Platform::MutexLock lock(mutex_);
+        MarkedLock lock(mutex_);
         alert = currentAlert_;
     }
     if (!alert)
@@ -140,17 +140,17 @@ bool AlertDispatcher::waitForCurrent() {
 }
 
 bool AlertDispatcher::isCurrent(const std::shared_ptr<Alert>& alert) {
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     return currentAlert_ == alert;
 }
 
 bool AlertDispatcher::dismissCurrent() {
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     return dismissLocked();
 }
 
 bool AlertDispatcher::dismissCurrentIf(const std::u16string& instanceId) {
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     return currentAlert_ && currentAlert_->getInfo().instanceId == instanceId && dismissLocked();
 }
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/Sync.h"
+#include "alerts/dispatcher/MarkedMutex.h"
 
 namespace Tavix {
 class MessageBusClient;
@@ -59,7 +59,7 @@ private:
 
     // Guards the current alert. Held while content is fetched and while the viewer is asked to show or
     // dismiss, never while an outcome is waited for by waitForCurrent.
-    Platform::Mutex mutex_;
+    MarkedMutex mutex_;
     std::shared_ptr<Alert> currentAlert_ GUARDED_BY(mutex_);
 };
 

@@ -22,7 +22,7 @@ void AlertGlobalSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppress
         return;
     std::vector<std::function<void()>> wakeUps;  // those registered now; later ones look at the queue first
     {
-        Platform::MutexLock lock(mutex_);
+        MarkedLock lock(mutex_);
         for (const auto& [id, wakeUp] : wakeUps_)
             wakeUps.push_back(wakeUp);
     }
@@ -32,14 +32,14 @@ void AlertGlobalSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppress
 
 bool AlertGlobalSession::deleteAlert(const std::u16string& key) {
     std::shared_ptr<Alert> removed;  // let go of outside the lock
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     removed = queue_.takeById(key);
     return removed != nullptr;
 }
 
 bool AlertGlobalSession::preferGlobal(const Alert& userFront) {
     std::shared_ptr<Alert> globalFront;
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     globalFront = queue_.front();
     if (!globalFront)
         return false;
@@ -51,22 +51,22 @@ bool AlertGlobalSession::preferGlobal(const Alert& userFront) {
 }
 
 std::shared_ptr<Alert> AlertGlobalSession::popAlert() {
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     return queue_.pop();
 }
 
 bool AlertGlobalSession::isEmpty() {
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     return queue_.size() == 0;
 }
 
 void AlertGlobalSession::registerSession(uint32_t sessionId, std::function<void()> wakeUp) {
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     wakeUps_.try_emplace(sessionId, std::move(wakeUp));
 }
 
 void AlertGlobalSession::unregisterSession(uint32_t sessionId) {
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     wakeUps_.erase(sessionId);
 }
 

@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "alerts/dispatcher/AlertDispatcher.h"
+#include "alerts/dispatcher/MarkedMutex.h"
 #include "alerts/plugins/PluginRegistrar.h"
 #include "alerts/sessions/AlertQueue.h"
 #include "alerts/sessions/AlertSession.h"
@@ -46,7 +47,7 @@ private:
 
     // Guards each operation as a whole; taken after a user session's mutex, never before. Only the queue's
     // own mutex is taken under it, and the refusal of a duplicate reported.
-    Platform::Mutex mutex_;
+    MarkedMutex mutex_;
     AlertQueue queue_;
     std::unordered_map<uint32_t, std::function<void()>> wakeUps_ GUARDED_BY(mutex_);
 };

@@ -84,7 +84,7 @@ bool AlertUserSession::deleteAlert(const std::u16string& key) {
     constexpr std::u16string_view function = u"Vok::AlertUserSession::deleteAlert";
     std::shared_ptr<Alert> removed;  // let go of outside the lock
     {
-        Platform::MutexLock lock(mutex_);
+        MarkedLock lock(mutex_);
         removed = queue_.takeById(key);
         if (removed) {
             LOG_FORMATTED(ETWLogging::levelInformation, function,
@@ -106,11 +106,10 @@ bool AlertUserSession::isActiveSession() const {
 }
 
 void AlertUserSession::dispatchThread() {
-    const LockHolder holder;
     // What the dispatcher holds is held here too, so that it ends outside every lock: the end of an alert's
     // bus handle may wait for callbacks.
     std::shared_ptr<Alert> current;
-    Platform::MutexLock lock(mutex_);
+    MarkedLock lock(mutex_);
     for (;;) {
         // Noted before the look at the queues and at the wish to stop: what comes later ends the sleep at
         // once.

@@ -56,7 +56,7 @@ private:
 
     // Held by the dispatch thread but for its sleep and its wait for an outcome, and by queueAlert and
     // deleteAlert around the queue. Before the global session's mutex and the queue's, never after.
-    Platform::Mutex mutex_;
+    MarkedMutex mutex_;
     AlertQueue queue_;
     std::atomic<bool> stopRequested_{false};
     bool registered_ = false;  // the owner's alone

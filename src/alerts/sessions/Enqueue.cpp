@@ -8,8 +8,8 @@
 
 namespace Vok {
 
-bool enqueue(std::shared_ptr<Alert> alert, AlertDispatcher& dispatcher, Platform::Mutex& mutex,
-             AlertQueue& queue, std::u16string_view source, std::u16string_view function) {
+bool enqueue(std::shared_ptr<Alert> alert, AlertDispatcher& dispatcher, MarkedMutex& mutex, AlertQueue& queue,
+             std::u16string_view source, std::u16string_view function) {
     const AlertInfo& info = alert->getInfo();
     if (!dispatcher.process(alert)) {
         ETWLogging::logFormatted(ETWLogging::levelInformation, source, function, __LINE__,
@@ -17,7 +17,7 @@ bool enqueue(std::shared_ptr<Alert> alert, AlertDispatcher& dispatcher, Platform
                                  info.instanceId);
         return false;
     }
-    Platform::MutexLock lock(mutex);
+    MarkedLock lock(mutex);
     if (queue.insert(std::move(alert)))
         return true;
     // A refused alert stays here, and with it its info.

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string_view>
 
+#include "alerts/dispatcher/MarkedMutex.h"
 #include "alerts/sessions/AlertQueue.h"
-#include "platform/Sync.h"
 
 namespace Vok {
 
@@ -13,7 +13,7 @@ class AlertDispatcher;
 
 // Asks the dispatcher about the alert and inserts it under the session's mutex. False when it is suppressed
 // or a duplicate, which is logged under the caller's source and function; a duplicate is also an event.
-bool enqueue(std::shared_ptr<Alert> alert, AlertDispatcher& dispatcher, Platform::Mutex& mutex,
-             AlertQueue& queue, std::u16string_view source, std::u16string_view function);
+bool enqueue(std::shared_ptr<Alert> alert, AlertDispatcher& dispatcher, MarkedMutex& mutex, AlertQueue& queue,
+             std::u16string_view source, std::u16string_view function);
 
 }  // namespace Vok
