@@ -88,17 +88,18 @@ bool AlertDispatcher::process(const std::shared_ptr<Alert>& alert) {
     return false;
 }
 
-bool AlertDispatcher::show(std::shared_ptr<Alert> alert) {
+bool AlertDispatcher::show(std::shared_ptr<Alert>& alert) {
     constexpr const char16_t* function = u"Vok::AlertDispatcher::show";
     if (!alert)
         return false;
     dismissCurrent();
 
     MarkedLock lock(mutex_);
-    currentAlert_ = std::move(alert);
-    const AlertInfo& info = currentAlert_->getInfo();
+    alert_.swap(alert);
+    isCurrent_ = true;
+    const AlertInfo& info = alert_->getInfo();
     std::u16string viewerId = defaultViewerId;
-    if (const std::shared_ptr<AlertViewer>& viewer = currentAlert_->getViewer())
+    if (const std::shared_ptr<AlertViewer>& viewer = alert_->getViewer())
         viewerId = viewer->getId();
     else
         LOG_FORMATTED(ETWLogging::levelWarning, function,
@@ -115,21 +116,19 @@ bool AlertDispatcher::show(std::shared_ptr<Alert> alert) {
             Brevant::alertMessage(info.id, BREVANT_ALERT_FAILED, info.instanceId), u"", u""));
         return false;
     }
-    currentAlert_->setContent(std::move(content));
-    const bool shown = currentAlert_->show();
-    if (!shown)
-        currentAlert_.reset();
-    return shown;
+    alert_->setContent(std::move(content));
+    isCurrent_ = alert_->show();
+    return isCurrent_;
 }
 
 bool AlertDispatcher::waitForCurrent() {
     std::shared_ptr<Alert> alert;
     {
         MarkedLock lock(mutex_);
-        alert = currentAlert_;
+        if (!isCurrent_)
+            return false;
+        alert = alert_;
     }
-    if (!alert)
-        return false;
     if (alert->waitForOutcome(outcomeTimeout(alert->getInfo().timeout)))
         return true;
     AlertEvent event{u"Brevant.Alert.TimeOut", u"Time Out", u"TimeOut", alert->getInfo().id};
@@ -139,9 +138,11 @@ bool AlertDispatcher::waitForCurrent() {
     return false;
 }
 
-bool AlertDispatcher::isCurrent(const std::shared_ptr<Alert>& alert) {
+void AlertDispatcher::releaseEnded() {
+    std::shared_ptr<Alert> ended;
     MarkedLock lock(mutex_);
-    return currentAlert_ == alert;
+    if (!isCurrent_)
+        ended.swap(alert_);
 }
 
 bool AlertDispatcher::dismissCurrent() {
@@ -151,12 +152,11 @@ bool AlertDispatcher::dismissCurrent() {
 
 bool AlertDispatcher::dismissCurrentIf(const std::u16string& instanceId) {
     MarkedLock lock(mutex_);
-    return currentAlert_ && currentAlert_->getInfo().instanceId == instanceId && dismissLocked();
+    return isCurrent_ && alert_->getInfo().instanceId == instanceId && dismissLocked();
 }
 
 bool AlertDispatcher::dismissLocked() {
-    const std::shared_ptr<Alert> alert = std::move(currentAlert_);
-    return alert && alert->dismiss();
+    return std::exchange(isCurrent_, false) && alert_->dismiss();
 }
 
 }  // namespace Vok

@@ -16,9 +16,12 @@ class Alert;
 class PluginRegistrar;
 class ViewerRegistrar;
 
-// Holds at most one alert, the one being shown. process may run on any thread, also while another alert is
-// shown; show and waitForCurrent belong to the session's dispatch thread; both dismissals may come from any
-// thread and end a wait.
+// The one holder of the alert that is shown. process may run on any thread, also while another alert is
+// shown; show, waitForCurrent and releaseEnded belong to the session's dispatch thread; both dismissals may
+// come from any thread and end a wait.
+//
+// An alert that has been shown ends with the end of its bus handle, which may wait for callbacks: the
+// dispatch thread lets go of it, outside its locks, and no dismissal does.
 class AlertDispatcher {
 public:
     // An empty bus client is replaced by one of its own, whose constructor throws ModuleException.
@@ -37,13 +40,15 @@ public:
 
     // Dismisses the alert being shown and makes this one the current one. True when its viewer shows it.
     // False without a current alert when the viewer refused, with the given one still current when its plugin
-    // supplied no content. A null alert changes nothing: false.
-    bool show(std::shared_ptr<Alert> alert);
+    // supplied no content. The caller gets in exchange what was held before, if anything. A null alert
+    // changes nothing: false.
+    bool show(std::shared_ptr<Alert>& alert);
 
     // Whether the current alert's outcome arrived within its display time and 30 s more; false without one.
     bool waitForCurrent();
 
-    bool isCurrent(const std::shared_ptr<Alert>& alert);
+    // Lets go of an alert that is not current any more.
+    void releaseEnded();
 
     // Whether the current alert could be dismissed; it is not current afterwards. False without one.
     bool dismissCurrent();
@@ -57,10 +62,11 @@ private:
     const std::shared_ptr<PluginRegistrar> pluginRegistrar_;
     const std::shared_ptr<Tavix::MessageBusClient> busClient_;
 
-    // Guards the current alert. Held while content is fetched and while the viewer is asked to show or
-    // dismiss, never while an outcome is waited for by waitForCurrent.
+    // Held while content is fetched and while the viewer is asked to show or dismiss, never while an outcome
+    // is waited for by waitForCurrent.
     MarkedMutex mutex_;
-    std::shared_ptr<Alert> currentAlert_ GUARDED_BY(mutex_);
+    std::shared_ptr<Alert> alert_ GUARDED_BY(mutex_);
+    bool isCurrent_ GUARDED_BY(mutex_) = false;  // never without an alert
 };
 
 }  // namespace Vok

@@ -106,9 +106,6 @@ bool AlertUserSession::isActiveSession() const {
 }
 
 void AlertUserSession::dispatchThread() {
-    // What the dispatcher holds is held here too, so that it ends outside every lock: the end of an alert's
-    // bus handle may wait for callbacks.
-    std::shared_ptr<Alert> current;
     MarkedLock lock(mutex_);
     for (;;) {
         // Noted before the look at the queues and at the wish to stop: what comes later ends the sleep at
@@ -125,13 +122,10 @@ void AlertUserSession::dispatchThread() {
             std::shared_ptr<Alert> alert = takeNext();
             const bool shown = show(alert);
             lock.unlock();
-            if (alert)
-                current.reset();  // dismissed for this one
+            alert.reset();  // the one before
             if (shown)
                 awaitOutcome();
-            if (dispatcher_->isCurrent(alert))
-                current = std::move(alert);
-            alert.reset();
+            dispatcher_->releaseEnded();
             lock.lock();
         }
     }
@@ -142,7 +136,7 @@ std::shared_ptr<Alert> AlertUserSession::takeNext() {
     return !front || globalSession_->preferGlobal(*front) ? globalSession_->popAlert() : queue_.pop();
 }
 
-bool AlertUserSession::show(const std::shared_ptr<Alert>& alert) {
+bool AlertUserSession::show(std::shared_ptr<Alert>& alert) {
     if (dispatcher_->show(alert))
         return true;
     LOG_MESSAGE(ETWLogging::levelError, dispatchFunction, u"Failed to show alert.");

@@ -42,7 +42,7 @@ public:
 private:
     void dispatchThread();
     std::shared_ptr<Alert> takeNext() REQUIRES(mutex_);
-    bool show(const std::shared_ptr<Alert>& alert) REQUIRES(mutex_);
+    bool show(std::shared_ptr<Alert>& alert) REQUIRES(mutex_);
     void awaitOutcome();
 
     const uint32_t sessionId_;

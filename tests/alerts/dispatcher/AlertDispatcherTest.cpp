@@ -55,6 +55,7 @@ protected:
             alert->setViewer(viewers->findViewer(u"A"));
         return alert;
     }
+    bool show(std::shared_ptr<Vok::Alert> alert) { return dispatcher->show(alert); }
     // The latest event, in eventRow's form.
     std::u16string event() const {
         const auto events = telemetry.events();
@@ -111,19 +112,19 @@ TEST_F(AlertDispatcherTest, LetsThePluginSuppressTheAlertOrChooseAmongTheRegiste
 TEST_F(AlertDispatcherTest, ShowsWithThePluginsContentAndDismissesWhatWasShownBefore) {
     const auto first = makeAlert(), second = makeAlert(30, false), refused = makeAlert();
     const std::u16string text = first->getInfo().toJson();
-    EXPECT_TRUE(dispatcher->show(first));
+    EXPECT_TRUE(show(first));
     EXPECT_EQ(plugins->asked(), u"P " + text + u" A");
-    EXPECT_FALSE(dispatcher->show(nullptr));
+    EXPECT_FALSE(show(nullptr));
     EXPECT_EQ(first->dismissals, 0);
-    EXPECT_TRUE(dispatcher->show(second));
+    EXPECT_TRUE(show(second));
     EXPECT_EQ(first->dismissals, 1);
     EXPECT_EQ(plugins->asked(), u"P " + text + u" KOV");
     EXPECT_TRUE(log.has(2, u"No viewer assinged for alertId : a1. Defaulting to KOV"));
     refused->accepts = false;
-    EXPECT_FALSE(dispatcher->show(refused));
+    EXPECT_FALSE(show(refused));
     EXPECT_FALSE(dispatcher->waitForCurrent());
     EXPECT_FALSE(dispatcher->dismissCurrent());
-    dispatcher->show(first);
+    show(first);
     dispatcher.reset();
     EXPECT_EQ(first->dismissals, 2);
 }
@@ -132,7 +133,7 @@ TEST_F(AlertDispatcherTest, WaitsForTheDisplayTimeAndHalfAMinuteAndReportsATimeO
     for (const auto& [timeout, seconds] : std::initializer_list<std::pair<uint32_t, int64_t>>{
              {0, 30}, {0xFFFFFFE0, 0xFFFFFFFE}, {0xFFFFFFE1, 0xFFFFFFE1}, {0xFFFFFFFF, 0xFFFFFFFF}}) {
         const auto alert = makeAlert(timeout);
-        dispatcher->show(alert);
+        show(alert);
         EXPECT_FALSE(dispatcher->waitForCurrent());
         EXPECT_EQ(alert->waited, seconds);
         EXPECT_EQ(alert->dismissals, 0);
@@ -143,7 +144,7 @@ TEST_F(AlertDispatcherTest, WaitsForTheDisplayTimeAndHalfAMinuteAndReportsATimeO
 TEST_F(AlertDispatcherTest, ADeleteRequestForItsShowingEndsTheWait) {
     const auto alert = makeAlert();
     alert->outcome.emplace();
-    dispatcher->show(alert);
+    show(alert);
     std::future<bool> wait = std::async(std::launch::async, [&] { return dispatcher->waitForCurrent(); });
     EXPECT_FALSE(dispatcher->dismissCurrentIf(u"a1"));
     EXPECT_TRUE(dispatcher->dismissCurrentIf(u"i1"));

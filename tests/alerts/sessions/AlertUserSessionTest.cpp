@@ -132,11 +132,12 @@ TEST_F(AlertUserSessionTest, LetsGoOfItsAlertsOutsideEveryLock) {
     screen->refuses = false;
     EXPECT_TRUE(queue(*session, watched(u"shown")));
     expectShown({u"refused", u"shown"});
-    EXPECT_TRUE(queue(*session, alert(u"on screen")));
+    EXPECT_TRUE(queue(*session, watched(u"deleted")));
     screen->end(u"shown");
     EXPECT_TRUE(eventually([&] { return ended == 2; }));
-    expectShown({u"on screen"});
-    endWhatIsLeft();
+    expectShown({u"deleted"});
+    EXPECT_TRUE(session->deleteAlert(u"deleted"));
+    EXPECT_TRUE(eventually([&] { return ended == 3; }));
 }
 
 TEST_F(AlertUserSessionTest, EndsWithTheAlertOnScreenAndDropsWhatIsQueued) {
