@@ -1,5 +1,8 @@
 #include "module/BrevantImpl.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include <brevant/cpp/alerts.h>
 
 #include "alerts/dispatcher/MarkedMutex.h"
@@ -36,9 +39,12 @@ BrevantImpl::BrevantImpl(std::shared_ptr<ViewerRegistrar> viewerRegistrar,
 BrevantImpl::~BrevantImpl() {
     gate_->close();
     deferred_.end();
-    decltype(userSessions_) ending;  // destroyed outside the lock: their alerts may be on screen
+    // Destroyed outside the lock: their alerts may be on screen.
+    decltype(userSessions_) ending;
+    Sessions left;
     MarkedLock lock(sessionsMutex_);
     ending.swap(userSessions_);
+    left.swap(leftSessions_);
 }
 
 uint32_t BrevantImpl::initialize() {
@@ -149,7 +155,9 @@ uint32_t BrevantImpl::showAlertHandler(const Tavix::Message& request) {
     auto alert = std::make_shared<Alert>(std::move(info));
     bool suppressed = false;
     {
+        Sessions ended;
         MarkedLock lock(sessionsMutex_);
+        ended = takeEndedSessions();
         queueAlert(std::move(alert), suppressed);
     }
     return answer(request, Brevant::alertMessage(
@@ -233,17 +241,25 @@ uint32_t BrevantImpl::handleSessionLogoff(const Tavix::Message& message) {
                       payloadHead(message));
         return MODULE_STATUS_INVALID_PARAMETER;
     }
-    std::shared_ptr<AlertUserSession> leaving;  // destroyed outside the lock: its alert may be on screen
+    Sessions ended;
     MarkedLock lock(sessionsMutex_);
+    ended = takeEndedSessions();
     if (const auto found = userSessions_.find(sessionId); found != userSessions_.end()) {
         LOG_FORMATTED(ETWLogging::levelInformation, function,
                       u"Clearing alert session after logout. Session id: %lu.", sessionId);
-        leaving = std::move(found->second);
+        leftSessions_.push_back(found->second);
         userSessions_.erase(found);
-        // Before anybody can make a successor of the same id, whose registration would be refused.
-        leaving->leaveGlobalSession();
+        leftSessions_.back()->stop();
     }
     return MODULE_STATUS_SUCCESS;
+}
+
+BrevantImpl::Sessions BrevantImpl::takeEndedSessions() {
+    const auto ended = std::partition(leftSessions_.begin(), leftSessions_.end(),
+                                      [](const auto& session) { return !session->hasEnded(); });
+    Sessions taken(std::make_move_iterator(ended), std::make_move_iterator(leftSessions_.end()));
+    leftSessions_.erase(ended, leftSessions_.end());
+    return taken;
 }
 
 }  // namespace Vok

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <optional>
 #include <unordered_map>
+#include <vector>
 
 #include "alerts/dispatcher/MarkedMutex.h"
 #include "alerts/sessions/ActiveSession.h"
@@ -37,6 +38,7 @@ public:
 
 private:
     using Handler = uint32_t (BrevantImpl::*)(const Tavix::Message&);
+    using Sessions = std::vector<std::shared_ptr<AlertUserSession>>;
 
     uint32_t showAlertHandler(const Tavix::Message& request);
     uint32_t deleteAlertHandler(const Tavix::Message& request);
@@ -59,6 +61,8 @@ private:
     AlertUserSession& userSession(uint32_t sessionId) REQUIRES(sessionsMutex_);
     // Sees to it that the user at the console has a session, which can show global alerts.
     void startActiveSession() REQUIRES(sessionsMutex_);
+    // Those left sessions that can be destroyed without waiting, to be so outside the lock.
+    Sessions takeEndedSessions() REQUIRES(sessionsMutex_);
 
     const std::shared_ptr<ViewerRegistrar> viewerRegistrar_;
     const std::shared_ptr<PluginRegistrar> pluginRegistrar_;
@@ -71,6 +75,9 @@ private:
     // included. Before every other lock. A session is destroyed outside it.
     MarkedMutex sessionsMutex_;
     std::unordered_map<uint32_t, std::shared_ptr<AlertUserSession>> userSessions_ GUARDED_BY(sessionsMutex_);
+    // After a logoff, until their alert has gone: who asks for something does not wait for it. Looked through
+    // by the requests that could make them more.
+    Sessions leftSessions_ GUARDED_BY(sessionsMutex_);
     std::atomic<uint32_t> nextInstanceId_{1};
 
     DeferredCalls deferred_;

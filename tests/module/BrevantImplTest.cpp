@@ -84,7 +84,7 @@ TEST_F(BrevantImplTest, DeletesFromTheGlobalQueueAndThenFromTheSessions) {
     }
 }
 
-TEST_F(BrevantImplTest, EndsASessionAtLogoffWhileOthersAndItsSuccessorGoOn) {
+TEST_F(BrevantImplTest, LeavesASessionAtLogoffWithoutWaitingAndItsScreenToOneAlertAtATime) {
     const std::u16string longPayload = u"{\"sessionId\":\"1\",\"a\":\"" + std::u16string(200, u'x') + u"\"}";
     EXPECT_EQ(logoffWith(u"no object"), refused);
     EXPECT_TRUE(log.has(4, u"Failed to parse SystemMonitor.UserSession.Logoff payload: no object."));
@@ -94,17 +94,28 @@ TEST_F(BrevantImplTest, EndsASessionAtLogoffWhileOthersAndItsSuccessorGoOn) {
     EXPECT_EQ(logoff(1), done);
     EXPECT_TRUE(log.records().empty());
 
+    std::atomic<int> looks{0};
+    sessions.whenListed = [&] { ++looks; };
     EXPECT_EQ(show(u"1"), done);
     EXPECT_EQ(screen->next(), u"1");
-    std::thread busThread([&] { EXPECT_EQ(logoff(1), done); });
-    waitForLog(3, u"Clearing alert session after logout. Session id: 1.");
-    // The old session waits for its alert; nobody waits with it.
-    EXPECT_EQ(show(u"0"), done);
-    expectShownAndDismiss(u"0");
+    std::thread busThread([&] {
+        EXPECT_EQ(logoff(1), done);
+        EXPECT_EQ(show(u"0"), done);
+        EXPECT_EQ(remove(u"1"), done);
+        EXPECT_EQ(lastPublished(), u"Brevant.Alert..NotFound.1");
+        EXPECT_EQ(logoff(1), done);
+        EXPECT_EQ(show(u"1x", 0), done);
+    });
+    EXPECT_TRUE(bus.waitForPublished(u"Brevant.Alert.id.Queued.1x"));
+    // The third look shows that the second has led to nothing.
+    const int before = looks;
+    EXPECT_TRUE(eventually([&] {
+        bus.deliver(u"SystemMonitor.UserSession.Logon", u"");
+        return looks >= before + 3;
+    }));
+    EXPECT_FALSE(screen->shownBefore(u"0") || screen->shownBefore(u"1x"));
     dismissedByUser(u"1");
     busThread.join();
-    // Its end has not taken the new one off the global session's list.
-    EXPECT_EQ(show(u"1x", 0), done);
     expectShownAndDismiss(u"1x");
 }
 

@@ -109,14 +109,16 @@ TEST_F(RoadTest, TheGreaterPriorityValueWinsBetweenTheGlobalAndTheUserQueue) {
     }
 }
 
-TEST_F(RoadTest, ALogoffWhileAnAlertIsShownEndsWithTheAlert) {
+TEST_F(RoadTest, AfterALogoffTheNextAlertOfTheSessionWaitsForTheOneOnScreen) {
     const auto shown = occupy(u"on screen");
-    product->publish(u"SystemMonitor.UserSession.Logoff", u"{\"sessionId\":1}");
-    // A new session takes the place of the old one before the old one has ended.
-    BusMessage id;
-    product->request(u"Brevant.Alert.GetId", u"", id);
+    EXPECT_EQ(module->direct(u"SystemMonitor.UserSession.Logoff", u"{\"sessionId\":1}"),
+              MODULE_STATUS_SUCCESS);
+    const auto next = showAndExpect(titled(u"after logon"), u"Queued");
+    deleteAlert(shown);
+    EXPECT_TRUE(seen(u"Brevant.Alert..NotFound." + shown));
     viewer->dismiss(shown);
-    viewer->dismiss(occupy(u"after logon"));
+    EXPECT_EQ(viewer->waitForShow(), next);
+    viewer->dismiss(next);
 }
 
 TEST_F(RoadTest, ADeleteRequestRemovesAQueuedAlertAndDismissesTheShownOne) {

@@ -70,4 +70,21 @@ void AlertGlobalSession::unregisterSession(uint32_t sessionId) {
     wakeUps_.erase(sessionId);
 }
 
+bool AlertGlobalSession::takeScreen(uint32_t sessionId) {
+    MarkedLock lock(mutex_);
+    return takenScreens_.insert(sessionId).second;
+}
+
+void AlertGlobalSession::freeScreen(uint32_t sessionId) {
+    std::function<void()> wakeUp;
+    {
+        MarkedLock lock(mutex_);
+        takenScreens_.erase(sessionId);
+        if (const auto registered = wakeUps_.find(sessionId); registered != wakeUps_.end())
+            wakeUp = registered->second;
+    }
+    if (wakeUp)
+        wakeUp();
+}
+
 }  // namespace Vok

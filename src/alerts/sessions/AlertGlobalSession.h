@@ -1,8 +1,9 @@
-// The queue of alerts that name no user session.
+// The queue of alerts that name no user session, and what the user sessions share.
 #pragma once
 
 #include <functional>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "alerts/dispatcher/AlertDispatcher.h"
 #include "alerts/dispatcher/MarkedMutex.h"
@@ -40,6 +41,13 @@ public:
     void registerSession(uint32_t sessionId, std::function<void()> wakeUp);
     void unregisterSession(uint32_t sessionId);
 
+    // For a dispatch thread, around each alert that it shows: of the sessions of one id, one at a time has
+    // its screen. One that has been left may still have an alert there when its successor wants to show the
+    // next. False while the screen is taken.
+    bool takeScreen(uint32_t sessionId);
+    // Wakes the session that is registered under the id.
+    void freeScreen(uint32_t sessionId);
+
 private:
     const std::shared_ptr<ViewerRegistrar> viewerRegistrar_;
     const std::shared_ptr<PluginRegistrar> pluginRegistrar_;
@@ -50,6 +58,7 @@ private:
     MarkedMutex mutex_;
     AlertQueue queue_;
     std::unordered_map<uint32_t, std::function<void()>> wakeUps_ GUARDED_BY(mutex_);
+    std::unordered_set<uint32_t> takenScreens_ GUARDED_BY(mutex_);
 };
 
 }  // namespace Vok

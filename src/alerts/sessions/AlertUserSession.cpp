@@ -1,5 +1,7 @@
 #include "alerts/sessions/AlertUserSession.h"
 
+#include <utility>
+
 #include <brevant/alerts.h>
 
 #include "alerts/dispatcher/LockHolder.h"
@@ -47,9 +49,14 @@ AlertUserSession::AlertUserSession(uint32_t sessionId, std::shared_ptr<ViewerReg
     globalSession_->registerSession(sessionId_, [wakeUp = wakeUp_] { wakeUp->wake(); });
     registered_ = true;
     try {
-        thread_ = Platform::Thread([this] { dispatchThread(); });
+        thread_ = Platform::Thread([this] {
+            dispatchThread();
+            while (queue_.pop()) {
+            }
+            ended_ = true;
+        });
     } catch (...) {
-        leaveGlobalSession();
+        stop();
         throw;
     }
 }
@@ -61,16 +68,15 @@ AlertUserSession::~AlertUserSession() {
     } catch (...) {
         // Without memory for the names it is left to the client's own end.
     }
-    leaveGlobalSession();
-    stopRequested_ = true;
-    wakeUp_->wake();
+    stop();
     thread_.join();
 }
 
-void AlertUserSession::leaveGlobalSession() {
-    if (registered_)
+void AlertUserSession::stop() {
+    if (std::exchange(registered_, false))
         globalSession_->unregisterSession(sessionId_);
-    registered_ = false;
+    stopRequested_ = true;
+    wakeUp_->wake();
 }
 
 void AlertUserSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppressed) {
@@ -114,20 +120,22 @@ void AlertUserSession::dispatchThread() {
         if (stopRequested_)
             return;
         const bool work = queue_.size() != 0 || !globalSession_->isEmpty();
-        if (!isActiveSession() || !work) {
+        // Listing the sessions takes its time: a wish to stop may have come meanwhile.
+        if (!isActiveSession() || !work || stopRequested_ || !globalSession_->takeScreen(sessionId_)) {
             lock.unlock();
             wakeUp_->waitWhile(wakeUps);
             lock.lock();
-        } else if (!stopRequested_) {  // listing the sessions takes its time
-            std::shared_ptr<Alert> alert = takeNext();
-            const bool shown = show(alert);
-            lock.unlock();
-            alert.reset();  // the one before
-            if (shown)
-                awaitOutcome();
-            dispatcher_->releaseEnded();
-            lock.lock();
+            continue;
         }
+        std::shared_ptr<Alert> alert = takeNext();
+        const bool shown = show(alert);
+        lock.unlock();
+        alert.reset();  // the one before
+        if (shown)
+            awaitOutcome();
+        dispatcher_->releaseEnded();
+        globalSession_->freeScreen(sessionId_);
+        lock.lock();
     }
 }
 

@@ -12,8 +12,14 @@
 namespace Vok {
 
 // Owns a thread that takes the next alert, its own or a global one, hands it to the dispatcher and waits for
-// the outcome. It does so only while its session is the first active one of the machine, and otherwise sleeps
-// until an alert is queued or the host tells of a change among the sessions.
+// the outcome. It does so only while its session is the first active one of the machine and its screen is
+// free, and otherwise sleeps until an alert is queued, the screen is freed or the host tells of a change
+// among the sessions.
+//
+//               | shows alerts | stopping: its last alert is on screen | ended
+//   stop        | stopping     | nothing                               | nothing
+//   hasEnded    | false        | false                                 | true
+//   destruction | stops, waits | waits                                 | does not wait
 class AlertUserSession : public AlertSession {
 public:
     // An empty dispatcher is replaced by one over the two registrars, an empty bus client by a default one.
@@ -24,8 +30,7 @@ public:
                      std::shared_ptr<AlertDispatcher> dispatcher = nullptr,
                      std::shared_ptr<Tavix::MessageBusClient> busClient = nullptr,
                      SessionEnumerator enumerateSessions = Platform::enumerateUserSessions);
-    // Joins the dispatch thread, and so waits for an alert on screen to end its wait; alerts that are queued
-    // are dropped in silence. Must not run on the dispatch thread.
+    // Stops, and waits for an alert on screen to end its wait. Must not run on the dispatch thread.
     ~AlertUserSession() override;
 
     // Waits while the dispatch thread asks a viewer to show an alert.
@@ -35,9 +40,11 @@ public:
     bool deleteAlert(const std::u16string& key) override;
     bool isActiveSession() const;
 
-    // For an owner that gives the session up: from now on a successor may register under the same id. Called
-    // by one thread at a time.
-    void leaveGlobalSession();
+    // For an owner that gives the session up and does not want to wait: no further alert is shown, those that
+    // are queued are dropped in silence, and a successor may be made under the same id. One thread at a time.
+    void stop();
+    // Whether the dispatch thread is through with the last alert, so that destruction does not wait.
+    bool hasEnded() const noexcept { return ended_; }
 
 private:
     void dispatchThread();
@@ -59,6 +66,7 @@ private:
     MarkedMutex mutex_;
     AlertQueue queue_;
     std::atomic<bool> stopRequested_{false};
+    std::atomic<bool> ended_{false};
     bool registered_ = false;  // the owner's alone
     Platform::Thread thread_;  // last: it uses everything above
 };

@@ -163,21 +163,6 @@ TEST_F(AlertUserSessionTest, EndsWithTheAlertOnScreenAndDropsWhatIsQueued) {
     EXPECT_EQ(bus.published().size(), published);
 }
 
-TEST_F(AlertUserSessionTest, ASuccessorOfTheSameIdIsWokenWhileItsPredecessorStillEnds) {
-    auto predecessor = userSession();
-    occupy(*predecessor);
-    predecessor->leaveGlobalSession();
-    const auto successor = userSession();
-    std::thread owner([&] { predecessor.reset(); });
-    EXPECT_TRUE(queue(*global, alert(u"global")));
-    expectShown({u"global"});
-    endWhatIsLeft();
-    screen->end(u"global");
-    owner.join();
-    EXPECT_TRUE(queue(*global, alert(u"later")));
-    expectShown({u"later"});
-}
-
 TEST_F(AlertUserSessionTest, LosesNoWakeUpThatComesBetweenItsLookForWorkAndItsSleep) {
     screen->fleeting = true;
     // The thread has found both queues empty when it asks for the first time, and another session active when
