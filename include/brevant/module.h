@@ -50,10 +50,11 @@ typedef struct BrevantModuleFunctions {
     uint32_t (*NewModule)(ModuleHandle** handle, const char16_t* logGroup);
 
     /*
-     * Destroys the module and its handle, in any state: it stops what still runs, and drops queued alerts in
-     * silence. Waits for the module's callbacks that are running and for an alert on screen: for up to its
-     * timeout and 60 s, and 90 s for each request that a viewer leaves unanswered. When it has returned, the
-     * module has no thread left and, if it was the last one, the library may be freed.
+     * Destroys the module and its handle, in any state: it stops what still runs, shows no further alert, and
+     * drops queued alerts in silence. Waits for the module's callbacks that are running and for the alerts on
+     * screen, of all user sessions at the same time: for the slowest of them, which takes up to its timeout
+     * and 60 s, and 90 s for each request that a viewer leaves unanswered. When it has returned, the module
+     * has no thread left and, if it was the last one, the library may be freed.
      * [host thread & created]
      */
     uint32_t (*DestroyModule)(ModuleHandle* handle);

@@ -37,9 +37,11 @@ BrevantImpl::BrevantImpl(std::shared_ptr<ViewerRegistrar> viewerRegistrar,
       gate_(std::make_shared<Tavix::CallbackGate>()) {}
 
 BrevantImpl::~BrevantImpl() {
+    // Callbacks that run, and alerts on screen, may keep this waiting for minutes.
+    globalSession_->closeScreens();
     gate_->close();
     deferred_.end();
-    // Destroyed outside the lock: their alerts may be on screen.
+    // Destroyed outside the lock, one after the other while all their alerts' waits go on.
     decltype(userSessions_) ending;
     Sessions left;
     MarkedLock lock(sessionsMutex_);

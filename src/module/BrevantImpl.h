@@ -26,8 +26,8 @@ public:
                 std::shared_ptr<PluginRegistrar> pluginRegistrar,
                 std::shared_ptr<AlertSessionFactory> sessionFactory,
                 SessionEnumerator enumerateSessions = Platform::enumerateUserSessions);
-    // Turns callbacks away that come from now on, waits for those that run, and ends every session, which
-    // waits for its alert on screen.
+    // Shows nothing more and turns callbacks away that come from now on, waits for those that run, and ends
+    // every session, which waits for the alerts on screen: as long as the slowest of them takes.
     ~BrevantImpl() override;
 
     // Subscribes to the four patterns. Always succeeds; what cannot be subscribed is logged.

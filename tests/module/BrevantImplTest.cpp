@@ -1,3 +1,4 @@
+#include <future>
 #include <thread>
 
 #include "module/BrevantFixture.h"
@@ -117,6 +118,47 @@ TEST_F(BrevantImplTest, LeavesASessionAtLogoffWithoutWaitingAndItsScreenToOneAle
     dismissedByUser(u"1");
     busThread.join();
     expectShownAndDismiss(u"1x");
+}
+
+TEST_F(BrevantImplTest, ShowsNothingMoreFromWhenItsDestructionBegins) {
+    std::atomic<int> looks{0};
+    sessions.whenListed = [&] { ++looks; };
+    sessions.active = 9;
+    EXPECT_EQ(show(u"0", 9), done);
+    EXPECT_EQ(screen->next(), u"0");
+    for (const char16_t* waiting : {u"0x", u"0y"})
+        EXPECT_EQ(show(waiting, 9), done);
+    sessions.active = 1;
+    EXPECT_EQ(show(u"1", 1), done);
+    EXPECT_EQ(screen->next(), u"1");
+    sessions.active = 9;
+
+    // A delete request keeps the end waiting, and after it the other session's alert does.
+    std::promise<void> asked, answer;
+    viewer->whenDismissed = [&] {
+        asked.set_value();
+        answer.get_future().wait();
+    };
+    std::thread busThread([&] { EXPECT_EQ(remove(u"1"), done); });
+    asked.get_future().wait();
+    std::thread owner([&] { module.reset(); });
+    EXPECT_TRUE(eventually([&] {
+        const size_t answers = bus.published().size();
+        takeIds(1);
+        return bus.published().size() == answers;
+    }));
+    dismissedByUser(u"0");
+    const int before = looks;
+    EXPECT_TRUE(eventually([&] {
+        bus.deliver(u"SystemMonitor.UserSession.Logon", u"");
+        return looks >= before + 3;
+    }));
+    EXPECT_FALSE(screen->shownBefore(u"0x"));
+    answer.set_value();
+    busThread.join();
+    dismissedByUser(u"1");
+    owner.join();
+    EXPECT_FALSE(screen->shownBefore(u"0x") || screen->shownBefore(u"0y"));
 }
 
 TEST_F(BrevantImplTest, HandsOutIdsAndDeletesGlobalAlertsWhileTheSessionMapIsHeld) {

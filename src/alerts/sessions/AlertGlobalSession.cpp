@@ -72,7 +72,7 @@ void AlertGlobalSession::unregisterSession(uint32_t sessionId) {
 
 bool AlertGlobalSession::takeScreen(uint32_t sessionId) {
     MarkedLock lock(mutex_);
-    return takenScreens_.insert(sessionId).second;
+    return !screensClosed_ && takenScreens_.insert(sessionId).second;
 }
 
 void AlertGlobalSession::freeScreen(uint32_t sessionId) {
@@ -85,6 +85,11 @@ void AlertGlobalSession::freeScreen(uint32_t sessionId) {
     }
     if (wakeUp)
         wakeUp();
+}
+
+void AlertGlobalSession::closeScreens() {
+    MarkedLock lock(mutex_);
+    screensClosed_ = true;
 }
 
 }  // namespace Vok

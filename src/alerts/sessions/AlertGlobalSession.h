@@ -43,10 +43,12 @@ public:
 
     // For a dispatch thread, around each alert that it shows: of the sessions of one id, one at a time has
     // its screen. One that has been left may still have an alert there when its successor wants to show the
-    // next. False while the screen is taken.
+    // next. False while the screen is taken, and always once screens are closed.
     bool takeScreen(uint32_t sessionId);
     // Wakes the session that is registered under the id.
     void freeScreen(uint32_t sessionId);
+    // For who ends every session, before the first wait: nothing that is queued comes on screen meanwhile.
+    void closeScreens();
 
 private:
     const std::shared_ptr<ViewerRegistrar> viewerRegistrar_;
@@ -59,6 +61,7 @@ private:
     AlertQueue queue_;
     std::unordered_map<uint32_t, std::function<void()>> wakeUps_ GUARDED_BY(mutex_);
     std::unordered_set<uint32_t> takenScreens_ GUARDED_BY(mutex_);
+    bool screensClosed_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace Vok
