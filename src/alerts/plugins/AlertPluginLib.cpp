@@ -46,18 +46,18 @@ uint32_t AlertPluginLib::processAlert(const std::u16string& alertText, std::u16s
         return unusable;
     const char16_t* processedText = nullptr;
     const char16_t* extraText = nullptr;
-    const uint32_t status = callPlugin(function, [&] {
-        if (!api_ || !api_->processAlert)
+    const uint32_t status = callPlugin(function, [&, api = api_, instance = instance_] {
+        if (!api || !api->processAlert)
             return MODULE_STATUS_NOT_SUPPORTED;
-        return api_->processAlert(instance_, alertText.c_str(), &processedText, suppress, &extraText);
+        return api->processAlert(instance, alertText.c_str(), &processedText, suppress, &extraText);
     });
     if (status != MODULE_STATUS_SUCCESS)
         return status;
     processed = textOrEmpty(processedText);
     extra = textOrEmpty(extraText);
-    callPlugin(function, [&] {
-        if (api_->releaseProcessed)
-            api_->releaseProcessed(processedText, extraText);
+    callPlugin(function, [&, api = api_] {
+        if (api->releaseProcessed)
+            api->releaseProcessed(processedText, extraText);
         return MODULE_STATUS_SUCCESS;
     });
     return status;
@@ -72,17 +72,17 @@ uint32_t AlertPluginLib::getAlertContent(const std::u16string& alertText, const 
     if (const uint32_t unusable = verifyState(function); unusable != MODULE_STATUS_SUCCESS)
         return unusable;
     const char16_t* contentText = nullptr;
-    const uint32_t status = callPlugin(function, [&] {
-        if (!api_ || !api_->getAlertContent)
+    const uint32_t status = callPlugin(function, [&, api = api_, instance = instance_] {
+        if (!api || !api->getAlertContent)
             return MODULE_STATUS_NOT_SUPPORTED;
-        return api_->getAlertContent(instance_, alertText.c_str(), viewerId.c_str(), &contentText);
+        return api->getAlertContent(instance, alertText.c_str(), viewerId.c_str(), &contentText);
     });
     if (status != MODULE_STATUS_SUCCESS)
         return status;
     content = textOrEmpty(contentText);
-    callPlugin(function, [&] {
-        if (api_->releaseContent)
-            api_->releaseContent(contentText);
+    callPlugin(function, [&, api = api_] {
+        if (api->releaseContent)
+            api->releaseContent(contentText);
         return MODULE_STATUS_SUCCESS;
     });
     return status;
@@ -173,24 +173,27 @@ uint32_t AlertPluginLib::verifyState(const char16_t* function) {
 
 uint32_t AlertPluginLib::createInstance() {
     constexpr const char16_t* function = u"Vok::AlertPluginLib::createInstance";
-    const uint32_t thrown = callPlugin(function, [this] {
-        api_ = static_cast<const AlertPluginApi*>(
-            library_->getFunctions()->createObject(BREVANT_PLUGIN_VERSION));
+    const AlertPluginApi* api = nullptr;
+    const uint32_t thrown = callPlugin(function, [&api, &library = *library_] {
+        api =
+            static_cast<const AlertPluginApi*>(library.getFunctions()->createObject(BREVANT_PLUGIN_VERSION));
         return MODULE_STATUS_SUCCESS;
     });
-    if (!api_) {
+    if (!api) {
         LOG_MESSAGE(ETWLogging::levelError, function, u"Failed to create object");
         return thrown != MODULE_STATUS_SUCCESS ? thrown : MODULE_STATUS_NOT_SUPPORTED;
     }
-    const uint32_t status = callPlugin(function, [this] {
-        return api_->create ? api_->create(&instance_, u"AlertPlugin") : MODULE_STATUS_NOT_SUPPORTED;
+    void* instance = nullptr;
+    const uint32_t status = callPlugin(function, [&] {
+        return api->create ? api->create(&instance, u"AlertPlugin") : MODULE_STATUS_NOT_SUPPORTED;
     });
     if (status != MODULE_STATUS_SUCCESS) {
         LOG_FORMATTED(ETWLogging::levelError, function,
                       u"Failed to create instance of Alert Plugin. Error code: %lu", status);
-        instance_ = nullptr;
-        api_ = nullptr;
+        return status;
     }
+    api_ = api;
+    instance_ = instance;
     return status;
 }
 

@@ -52,15 +52,15 @@ public:
 
     // Waits up to 5 s for the settings manager. A failure leaves the state as it was. load and unload take no
     // lock: call them before the object is shared; the calls above make them under theirs.
-    virtual uint32_t load();
-    virtual void unload();
+    virtual uint32_t load() NO_THREAD_SAFETY_ANALYSIS;
+    virtual void unload() NO_THREAD_SAFETY_ANALYSIS;
     virtual void setState(PluginState state);
 
 private:
     // Loads the plugin unless it is loaded; function is the caller's, for its log record.
-    uint32_t verifyState(const char16_t* function);
-    uint32_t createInstance();
-    uint32_t destroyInstance();
+    uint32_t verifyState(const char16_t* function) REQUIRES(mutex_);
+    uint32_t createInstance() REQUIRES(mutex_);
+    uint32_t destroyInstance() REQUIRES(mutex_);
     // Whatever an entry of the plugin throws ends here.
     template <class Call>
     uint32_t callPlugin(const char16_t* function, Call&& call);
@@ -70,12 +70,12 @@ private:
     const LibraryLoader loadLibrary_;
 
     // Serialises the plugin's calls and setState; held through each call, a reload included. Taken after the
-    // registry's mutex. The members below are its, save while the object is not yet shared.
+    // registry's mutex.
     Platform::Mutex mutex_;
-    std::shared_ptr<Tavix::SharedLibrary> library_;
-    void* instance_ = nullptr;
-    const AlertPluginApi* api_ = nullptr;  // the library's own
-    PluginState state_ = PluginState::unloaded;
+    std::shared_ptr<Tavix::SharedLibrary> library_ GUARDED_BY(mutex_);
+    void* instance_ GUARDED_BY(mutex_) = nullptr;
+    const AlertPluginApi* api_ GUARDED_BY(mutex_) = nullptr;  // the library's own
+    PluginState state_ GUARDED_BY(mutex_) = PluginState::unloaded;
 };
 
 }  // namespace Vok
