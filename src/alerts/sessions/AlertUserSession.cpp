@@ -4,7 +4,6 @@
 
 #include <brevant/alerts.h>
 
-#include "alerts/dispatcher/LockHolder.h"
 #include "alerts/sessions/Enqueue.h"
 #include "logging/Log.h"
 
