@@ -4,8 +4,12 @@
  * registered under HKEY_LOCAL_MACHINE\SOFTWARE\Classes\CLSID\{class id}\InprocServer32 (default value: its
  * full path). On Windows it is an ordinary COM class; elsewhere the same binary convention is used.
  *
- * The broker creates the component for each event, calls SubmitEvent once and releases it, on whatever
- * thread the event arose; it keeps no reference.
+ * The broker creates the component twice for each event, once to see whether that can be done and once to
+ * send: it calls SubmitEvent and releases the component, on whatever thread the event arose; it keeps no
+ * reference. Any number of threads may be in SubmitEvent, one at a time sees whether it can be done. What the
+ * component throws, from its factory too, only loses the event. An event that arises inside the component's
+ * creation, on the same thread, is dropped: a sink that publishes there would have itself created without
+ * end.
  */
 #ifndef BREVANT_EVENT_SINK_H
 #define BREVANT_EVENT_SINK_H

@@ -31,6 +31,7 @@ private:
 // Class context 23: in-process server and handler, local and remote server.
 // Both store an interface pointer that the caller releases, or null.
 // The trusted form creates the object only when the library that implements it passes the trust check.
+// What the component throws becomes a failure.
 ComponentResult createTrustedComponent(const Guid& classId, const Guid& interfaceId, void** object);
 ComponentResult createComponent(const Guid& classId, const Guid& interfaceId, void** object);
 

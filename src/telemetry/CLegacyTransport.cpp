@@ -19,7 +19,13 @@ constexpr Platform::Guid eventSinkInterfaceId{
     0xB4D17E29, 0x0C6A, 0x4F83, {0x9E, 0x5D, 0x1A, 0x7C, 0x3B, 0x8F, 0x2E, 0x64}};
 
 struct ReleaseSink {
-    void operator()(ILegacyEventSink* sink) const { sink->functions->Release(sink); }
+    void operator()(ILegacyEventSink* sink) const noexcept {
+        try {
+            sink->functions->Release(sink);
+        } catch (...) {
+            // Gone or not, there is nothing more to do with it.
+        }
+    }
 };
 using EventSink = std::unique_ptr<ILegacyEventSink, ReleaseSink>;
 

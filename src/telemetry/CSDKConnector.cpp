@@ -1,8 +1,10 @@
 #include "telemetry/CSDKConnector.h"
 
+#include <atomic>
 #include <string>
 
 #include "library/CommonReplacements.h"
+#include "platform/Thread.h"
 #include "telemetry/CNullTransport.h"
 #include "telemetry/TransportLists.h"
 #include "text/Utf.h"
@@ -24,6 +26,20 @@ std::u16string callerName() {
     }
     return escaped;
 }
+
+// The calling thread's turn to select a transport.
+class Selection {
+public:
+    explicit Selection(std::atomic<uint32_t>& thread) : thread_(thread) {
+        thread_ = Platform::currentThreadId();
+    }
+    ~Selection() { thread_ = 0; }
+    Selection(const Selection&) = delete;
+    Selection& operator=(const Selection&) = delete;
+
+private:
+    std::atomic<uint32_t>& thread_;
+};
 
 std::shared_ptr<internal::ITransport> firstThatOpens(
     const std::vector<std::shared_ptr<internal::ITransport>>& transports) {
@@ -59,7 +75,12 @@ void CSDKConnector::Disconnect() {
 
 std::shared_ptr<internal::ITransport> CSDKConnector::SelectTransport() {
     internal::TransportLists& lists = internal::transportLists();
+    // A sink that publishes in its factory, over a bus that delivers in place, brings about an event in
+    // there. Its own selection would wait for this thread, and then create the sink again, and so on.
+    if (lists.selecting == Platform::currentThreadId())
+        return std::make_shared<CNullTransport>();
     Platform::MutexLock lock(lists.mutex);
+    const Selection selection(lists.selecting);
     if (auto transport = firstThatOpens(lists.primary))
         return transport;
     if (auto transport = firstThatOpens(lists.fallback))

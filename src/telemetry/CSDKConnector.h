@@ -20,7 +20,8 @@ public:
     // Adds the caller's and the transport's name to the dimensions and sends them. False without a transport.
     virtual bool Send(DimensionMap& dimensions);
     virtual void Disconnect();
-    // The first transport of the process that opens, else a null transport of its own.
+    // The first transport of the process that opens, else a null transport of its own; that too for an event
+    // that arises while the calling thread opens a transport.
     virtual std::shared_ptr<internal::ITransport> SelectTransport();
 
 private:

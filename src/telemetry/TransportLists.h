@@ -1,6 +1,8 @@
 // The transports of the process.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -15,6 +17,7 @@ struct TransportLists {
 
     // Serialises selection: held while transports are opened, never while they send.
     Platform::Mutex mutex;
+    std::atomic<uint32_t> selecting{0};  // the thread that holds it, 0 for none
     // Tried first. Empty unless somebody adds to it.
     std::vector<std::shared_ptr<ITransport>> primary GUARDED_BY(mutex);
     std::vector<std::shared_ptr<ITransport>> fallback GUARDED_BY(mutex);

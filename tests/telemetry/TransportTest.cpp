@@ -10,6 +10,7 @@
 #include "telemetry/CLegacyTransport.h"
 #include "telemetry/CSDKConnector.h"
 #include "telemetry/TransportLists.h"
+#include "text/Utf.h"
 
 namespace {
 
@@ -19,9 +20,15 @@ class ScriptedTransport : public internal::CBaseTransport {
 public:
     ScriptedTransport(std::u16string name, bool opens, std::vector<std::u16string>& calls)
         : CBaseTransport(std::move(name), 1), opens_(opens), calls_(calls) {}
-    bool Open() override { return told(u"open ", opens_); }
+    bool Open() override {
+        if (whileOpening)
+            whileOpening();
+        return told(u"open ", opens_);
+    }
     bool Send(const DimensionMap&) override { return told(u"send ", true); }
     void Close() override { told(u"close ", true); }
+
+    std::function<void()> whileOpening;
 
 private:
     bool told(const std::u16string& call, bool result) {
@@ -32,7 +39,7 @@ private:
     std::vector<std::u16string>& calls_;
 };
 
-TEST(Transports, AreTriedInOrderAndClosedWhenTheyDoNotOpen) {
+TEST(Transports, AreTriedInOrderOneSelectionAtATimeAndClosedWhenTheyDoNotOpen) {
     internal::TransportLists& lists = internal::transportLists();
     std::vector<std::u16string> calls;
     const auto scripted = [&](const char16_t* name, bool opens) {
@@ -45,6 +52,8 @@ TEST(Transports, AreTriedInOrderAndClosedWhenTheyDoNotOpen) {
         lists.primary.swap(primary);
         lists.fallback.swap(fallback);
     };
+    // A sink that publishes in its factory, on a bus that delivers in place, brings about an event in there.
+    static_cast<ScriptedTransport&>(*fallback[0]).whileOpening = [] { v2::CEvent(u"in there").Send(); };
     swap();
     v2::CEvent(u"E").Send();
     swap();
@@ -99,6 +108,19 @@ TEST_F(EventSink, GetsTheEventBetweenEmptyTextsAndMayFail) {
     EXPECT_FALSE(transport.Send({{u"a", u"refuse"}}));
     EXPECT_FALSE(transport.Send({{u"a", u"throw"}}));
     EXPECT_TRUE(transport.Send({{u"a", u"b"}})) << "each call lets go of its sink";
+}
+
+TEST_F(EventSink, MayThrowFromWhateverItIsAskedFor) {
+    auto id = Platform::parseGuid(u"" BREVANT_EVENT_SINK_CLASS_ID_TEXT).value();
+    for (const bool sends : {false, false, true, true}) {
+        ++id.data1;
+        machine_.registerComponent(Ferrow::toUtf8(Platform::guidText(id)), beside(u"test_component.dll"));
+        CLegacyTransport transport(id);
+        EXPECT_EQ(transport.Open(), sends);
+        EXPECT_EQ(transport.Send({{u"a", u"b"}}), sends);
+    }
+    registerSink(u"test_component.dll");
+    EXPECT_TRUE(CLegacyTransport().Send({{u"a", u"b"}})) << "no reference is left behind";
 }
 
 }  // namespace

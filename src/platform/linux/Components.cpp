@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <memory>
 
 #include "platform/DynamicLibrary.h"
 #include "platform/Process.h"
@@ -29,6 +30,16 @@ struct ClassFactory {
         ComponentResult (*lockServer)(ClassFactory*, int32_t);
     };
     const Functions* functions;
+};
+
+struct ReleaseFactory {
+    void operator()(ClassFactory* factory) const noexcept {
+        try {
+            factory->functions->release(factory);
+        } catch (...) {
+            // Gone or not, there is nothing more to do with it.
+        }
+    }
 };
 
 using GetClassObject = ComponentResult (*)(const Guid* classId, const Guid* interfaceId, void** object);
@@ -107,9 +118,8 @@ ComponentResult create(const Guid& classId, const Guid& interfaceId, void** obje
         ComponentResult result = getClassObject(&classId, &classFactoryId, &found);
         if (result < 0 || !found)
             return result < 0 ? result : noSuchClass;
-        auto* factory = static_cast<ClassFactory*>(found);
-        result = factory->functions->createInstance(factory, nullptr, &interfaceId, object);
-        factory->functions->release(factory);
+        const std::unique_ptr<ClassFactory, ReleaseFactory> factory(static_cast<ClassFactory*>(found));
+        result = factory->functions->createInstance(factory.get(), nullptr, &interfaceId, object);
         if (result < 0)
             *object = nullptr;
         return result;

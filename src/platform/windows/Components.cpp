@@ -3,6 +3,7 @@
 #include <windows.h>
 // The component headers need the base types above.
 #include <cstring>
+#include <memory>
 #include <objbase.h>
 #include <oleauto.h>
 #include <unknwn.h>
@@ -22,6 +23,22 @@ GUID native(const Guid& guid) {
     std::memcpy(&copy, &guid, sizeof copy);
     return copy;
 }
+
+// What a component throws ends here, also where it has come through the system's own functions.
+template <class Call>
+HRESULT contained(Call call) noexcept {
+    try {
+        return call();
+    } catch (...) {
+        return E_UNEXPECTED;
+    }
+}
+
+struct ReleaseFactory {
+    void operator()(IClassFactory* factory) const noexcept {
+        contained([&] { return factory->Release(), S_OK; });
+    }
+};
 
 // The library that implements an object: the one that its functions lie in.
 std::u16string implementingLibrary(IUnknown* object) {
@@ -46,17 +63,16 @@ ComponentResult createTrustedComponent(const Guid& classId, const Guid& interfac
     const GUID wantedInterface = native(interfaceId);
     const GUID factoryInterface{1, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
     void* found = nullptr;
-    HRESULT result = CoGetClassObject(wantedClass, classContext, nullptr, factoryInterface, &found);
+    HRESULT result = contained(
+        [&] { return CoGetClassObject(wantedClass, classContext, nullptr, factoryInterface, &found); });
     if (FAILED(result))
         return result;
-    auto* factory = static_cast<IClassFactory*>(found);
+    const std::unique_ptr<IClassFactory, ReleaseFactory> factory(static_cast<IClassFactory*>(found));
     if (!factory)
         return E_UNEXPECTED;
-    if (verifyLibraryTrust(implementingLibrary(factory)))
-        result = factory->CreateInstance(nullptr, wantedInterface, object);
-    else
-        result = componentAccessDenied;
-    factory->Release();
+    if (!verifyLibraryTrust(implementingLibrary(factory.get())))
+        return componentAccessDenied;
+    result = contained([&] { return factory->CreateInstance(nullptr, wantedInterface, object); });
     if (FAILED(result))
         *object = nullptr;
     return result;
@@ -66,8 +82,9 @@ ComponentResult createComponent(const Guid& classId, const Guid& interfaceId, vo
     if (!object)
         return E_POINTER;
     *object = nullptr;
-    const HRESULT result =
-        CoCreateInstance(native(classId), nullptr, classContext, native(interfaceId), object);
+    const HRESULT result = contained([&] {
+        return CoCreateInstance(native(classId), nullptr, classContext, native(interfaceId), object);
+    });
     if (FAILED(result))
         *object = nullptr;
     return result;
