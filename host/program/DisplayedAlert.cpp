@@ -1,5 +1,7 @@
 #include "host/program/DisplayedAlert.h"
 
+#include <utility>
+
 #include <brevant/alerts.h>
 
 #include "json/JSONFormatter.h"
@@ -11,9 +13,18 @@ using Tavix::JSONView;
 
 constexpr size_t mostOfAKind = 64;
 
+// What stands in a message's name: a zero would end it there.
+bool getName(const JSONView& item, std::u16string_view member, std::u16string& name) {
+    std::u16string text;
+    if (!item.getString(member, text) || text.find(u'\0') != text.npos)
+        return false;
+    name = std::move(text);
+    return true;
+}
+
 DisplayedAlert::Message messageOf(const JSONView& item) {
     DisplayedAlert::Message message;
-    item.getString(BREVANT_CHOICE_MESSAGE_NAME, message.name);
+    getName(item, BREVANT_CHOICE_MESSAGE_NAME, message.name);
     item.getString(BREVANT_CHOICE_PAYLOAD, message.payload);
     return message;
 }
@@ -47,7 +58,7 @@ std::u16string contentText(const std::u16string& content) {
 std::optional<DisplayedAlert> DisplayedAlert::parse(const std::u16string& description) {
     Tavix::JSONFormatter document;
     DisplayedAlert alert;
-    if (!document.parse(description) || !document.getString(BREVANT_DESCRIPTION_ID, alert.id))
+    if (!document.parse(description) || !getName(document.view(), BREVANT_DESCRIPTION_ID, alert.id))
         return std::nullopt;
     uint32_t seconds = 0;
     if (document.getUInt32(BREVANT_DESCRIPTION_TIMEOUT, seconds))

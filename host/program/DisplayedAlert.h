@@ -33,7 +33,8 @@ struct DisplayedAlert {
     std::chrono::seconds timeout{30};
 
     // Reads an alert description. Whatever its context lacks is empty; of what an alert may hold without
-    // limit only the first 64 are kept. Nothing when the text is no JSON object or names no id.
+    // limit only the first 64 are kept. Nothing when the text is no JSON object or names no id that can be
+    // part of a message's name.
     static std::optional<DisplayedAlert> parse(const std::u16string& description);
 };
 

@@ -47,8 +47,10 @@ bool isWellFormed(const std::u16string& text) {
     return Ferrow::toUtf16(Ferrow::toUtf8(text)) == text;
 }
 
+// A name with a zero in it could not be told of on the bus, where it would end there.
 bool isAcceptable(const Property& property) {
-    if (property.name.empty() || property.name.size() > SettingsStore::maximumName ||
+    if (property.name.empty() || property.name.find(u'\0') != std::u16string::npos ||
+        property.name.size() > SettingsStore::maximumName ||
         property.value.size() > SettingsStore::maximumValue)
         return false;
     return property.isVolatile || (isWellFormed(property.name) && isWellFormed(property.value));

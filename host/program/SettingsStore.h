@@ -55,9 +55,10 @@ public:
     // In the order of their names.
     std::vector<Property> withPrefix(std::u16string_view prefix) const;
 
-    // One outcome for each, in their order. False when the name is empty or too long, when the value is too
-    // long, when a value to be kept is no well-formed text, when the store is full, or when the file could
-    // not be written; then nothing has changed for that property. When a name is set twice, the last counts.
+    // One outcome for each, in their order. False when the name is empty, too long or holds a zero, when the
+    // value is too long, when a value to be kept is no well-formed text, when the store is full, or when the
+    // file could not be written; then nothing has changed for that property. When a name is set twice, the
+    // last counts.
     std::vector<bool> set(const std::vector<Property>& properties);
     // False: there was none of that name, or the file could not be written.
     std::vector<bool> remove(const std::vector<std::u16string>& names);

@@ -16,6 +16,8 @@ namespace Tavix {
 // its subscription or client is gone finds nothing instead of freed memory.
 using BusContext = void*;
 
+// A name or pattern that holds a zero, at which it ends for the bus, is refused: no message goes out under a
+// part of its name.
 class MessageBusShim {
 public:
     virtual ~MessageBusShim() = default;

@@ -9,6 +9,11 @@ namespace {
 
 constexpr std::u16string_view logSource = u"MessageBusShimImpl";
 
+// To the bus a name ends at its first zero, and would be another.
+bool canBeName(const std::u16string& text) noexcept {
+    return text.find(u'\0') == std::u16string::npos;
+}
+
 }  // namespace
 
 MessageBusShimImpl::MessageBusShimImpl(BrevantBusHandle handle, const BrevantBusFunctions* functions)
@@ -27,7 +32,7 @@ MessageBusShimImpl::MessageBusShimImpl(BrevantBusHandle handle, const BrevantBus
 }
 
 uint32_t MessageBusShimImpl::publish(const std::shared_ptr<Message>& message, bool alternate) {
-    if (!message)
+    if (!message || !canBeName(message->name()))
         return MODULE_STATUS_INVALID_PARAMETER;
     const auto entry = alternate ? functions_->publishAlternate : functions_->publish;
     return entry ? entry(handle_, message->header(), message->name().c_str(), message->sender().c_str(),
@@ -37,7 +42,7 @@ uint32_t MessageBusShimImpl::publish(const std::shared_ptr<Message>& message, bo
 
 uint32_t MessageBusShimImpl::request(const std::shared_ptr<Message>& message, uint64_t replyIndex,
                                      BusContext replyContext, uint32_t timeoutMilliseconds, bool alternate) {
-    if (!message)
+    if (!message || !canBeName(message->name()))
         return MODULE_STATUS_INVALID_PARAMETER;
     const auto entry = alternate ? functions_->requestAlternate : functions_->request;
     return entry ? entry(handle_, replyIndex, replyContext, &brevantReplyFunction, message->header(),
@@ -52,13 +57,13 @@ uint32_t MessageBusShimImpl::releaseReplyFunction() {
 }
 
 uint32_t MessageBusShimImpl::subscribe(const std::u16string& name, BusContext context) {
-    return functions_->subscribe
+    return functions_->subscribe && canBeName(name)
                ? functions_->subscribe(handle_, context, &brevantMessageFunction, name.c_str())
                : 0;
 }
 
 uint32_t MessageBusShimImpl::subscribeFilter(const std::u16string& pattern, BusContext context) {
-    return functions_->subscribePattern
+    return functions_->subscribePattern && canBeName(pattern)
                ? functions_->subscribePattern(handle_, context, &brevantMessageFunction, pattern.c_str())
                : 0;
 }

@@ -143,7 +143,8 @@ uint32_t BrevantImpl::showAlertHandler(const Tavix::Message& request) {
         return MODULE_STATUS_INVALID_PARAMETER;
     }
     AlertInfo info;
-    if (!info.fromJson(request.payload())) {
+    // A zero would end the names of the alert's messages: nobody could follow such an alert.
+    if (!info.fromJson(request.payload()) || info.id.find(u'\0') != std::u16string::npos) {
         LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to parse message payload. Instance: %ls.",
                       instanceId);
         return MODULE_STATUS_INVALID_PARAMETER;

@@ -68,6 +68,18 @@ TEST_F(MessageBusClientTest, PublishesInTheFormAskedFor) {
     EXPECT_TRUE(log.has(4, u"Failed to publish message. Error code 2147483657."));
 }
 
+// To the bus a name ends there.
+TEST_F(MessageBusClientTest, SendsNothingUnderANameWithAZeroInIt) {
+    const std::u16string name(u"A\0B", 3);
+    bus.answer(u"A", [](const FakeBus::Sent&) { return std::nullopt; });
+    std::shared_ptr<Tavix::Reply> reply;
+    EXPECT_EQ(client->publish(messageOf(name)), MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(client->requestAlternate(messageOf(name), reply, {}), MODULE_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(client->subscribe(name, noting()), MODULE_STATUS_UNSUCCESSFUL);
+    EXPECT_EQ(client->subscribeFilter(name, noting()), MODULE_STATUS_UNSUCCESSFUL);
+    EXPECT_EQ(bus.published().size() + bus.requests().size() + bus.subscriptionCount(), 0u);
+}
+
 TEST_F(MessageBusClientTest, PublishesAReplyToEverybodyElseOnce) {
     const auto reply = messageOf(u"R", BREVANT_MESSAGE_REPLY | 0x100);
     EXPECT_EQ(client->publish(reply), MODULE_STATUS_SUCCESS);

@@ -37,11 +37,13 @@ TEST_F(BrevantImplTest, RefusesShowRequestsThatMakeNoSenseWithoutAStatusMessage)
     const std::u16string cases[][3] = {
         {u"2", readable, u"Failed to parse instance id from message name: Brevant.Alert.Show.2."},
         {u"1", u"{}", u"Failed to parse message payload. Instance: 1."},
+        {u"1", alertInfo({.instance = u"1", .id = std::u16string(u"a\0b", 3)}).toJson(),
+         u"Failed to parse message payload. Instance: 1."},
         {u"1", readable, u"Invalid input. Instance name and payload are mismatached."},
     };
     for (const auto& [instance, payload, reason] : cases) {
         EXPECT_EQ(request(u"Show." + instance, payload), refused);
-        EXPECT_TRUE(log.has(4, reason));
+        EXPECT_EQ(log.records().back().message, reason);
         EXPECT_EQ(log.records().back().function, u"Vok::BrevantImpl::showAlertHandler");
     }
     EXPECT_TRUE(bus.published().empty() && createdSessions.empty());

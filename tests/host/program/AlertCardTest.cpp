@@ -94,7 +94,7 @@ TEST(DisplayedAlertTest, ReadsWhatIsThereAndLeavesTheRestEmpty) {
         uR"({"id":"a","timeout":7,"content":"{\"title\":\"t\",\"text\":\"from the plugin\"}","context":{"title":"T",)"
         uR"("shortdescription":"","longdescription":"L","actions":[{"text":"Go","defaultmessage":)"
         uR"({"messagename":"N","payload":"P"}},{"text":5}],"dismissalactions":[{"payload":"nameless"},)"
-        uR"({"messagename":"D"}],"timeoutactions":"none"}})");
+        uR"({"messagename":"not\u0000sendable"},{"messagename":"D"}],"timeoutactions":"none"}})");
     ASSERT_TRUE(alert);
     EXPECT_EQ(alert->title, u"T");
     EXPECT_EQ(alert->texts, (std::vector<std::u16string>{u"L", u"from the plugin"}));
@@ -104,7 +104,8 @@ TEST(DisplayedAlertTest, ReadsWhatIsThereAndLeavesTheRestEmpty) {
     ASSERT_EQ(alert->dismissalMessages.size(), 1u);
     EXPECT_EQ(alert->dismissalMessages[0].name, u"D");
     EXPECT_TRUE(DisplayedAlert::parse(u"{\"id\":\"a\"}"));
-    EXPECT_FALSE(DisplayedAlert::parse(u"{}"));
+    for (const char16_t* nameless : {u"{}", uR"({"id":"a\u0000b"})"})
+        EXPECT_FALSE(DisplayedAlert::parse(nameless));
     EXPECT_FALSE(DisplayedAlert::parse(u"no JSON"));
 }
 

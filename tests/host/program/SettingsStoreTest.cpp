@@ -129,8 +129,14 @@ TEST_F(SettingsStoreTest, BoundsWhatItHolds) {
     const std::u16string longName(SettingsStore::maximumName + 1, u'n');
     const std::u16string longValue(SettingsStore::maximumValue + 1, u'v');
     const std::u16string lone(1, char16_t{0xD800});
-    EXPECT_EQ(store.set({{u"", u"1"}, {longName, u"1"}, {u"n", longValue}, {u"n", lone}, {u"v", lone, true}}),
-              (std::vector{false, false, false, false, true}));
+    const std::u16string zero(1, u'\0');
+    EXPECT_EQ(store.set({{u"", u"1"},
+                         {longName, u"1"},
+                         {u"n", longValue},
+                         {u"n", lone},
+                         {u"n" + zero, u"1", true},
+                         {u"v", lone + zero, true}}),
+              (std::vector{false, false, false, false, false, true}));
 
     const std::u16string largest(SettingsStore::maximumValue, u'v');
     size_t taken = 0;
