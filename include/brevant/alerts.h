@@ -101,11 +101,14 @@
 #define BREVANT_VIEWER_KEY u"Brevant/Viewer"
 #define BREVANT_PRODUCT_KEY u"Brevant/Product"
 #define BREVANT_PLUGIN_FILE u"pluginFile" /* file name */
-#define BREVANT_PLUGIN_PATH u"pluginPath" /* folder; may hold path macros */
+#define BREVANT_PLUGIN_PATH u"pluginPath" /* folder, a full path; may hold path macros */
 
 /* --- the alert description: one object ------------------------------------------------------------------ */
 
-/* Required unless said otherwise. A number is a whole one of 32 bits, not negative. */
+/*
+ * It nests at most 512 deep, itself counted. Members are required unless said otherwise. A number is a whole
+ * one of 32 bits, not negative.
+ */
 #define BREVANT_DESCRIPTION_ID u"id"                  /* text without a zero character */
 #define BREVANT_DESCRIPTION_INSTANCE_ID u"instanceId" /* text, as in the request's name */
 #define BREVANT_DESCRIPTION_PRIORITY u"priority"      /* text, "P1" (first) to "P3" */

@@ -3,10 +3,14 @@
  * of library.h; the broker calls CreateObject(BREVANT_PLUGIN_VERSION) and expects the table below, or null
  * when the plugin does not offer that version.
  *
- * The broker finds it through the settings property "Brevant/Product/<product>", a JSON object with
- * "pluginFile" (file name) and "pluginPath" (folder; may hold path macros such as "$(App.Folder)"), loads it
- * at the product's first alert and keeps it until the module ends. When that property is deleted, the next
- * alert ends the instance and loads the library again, which fails while the property stays deleted.
+ * The broker finds it through the settings property "Brevant/Product/<product>" (alerts.h), a JSON object
+ * with "pluginFile" (file name) and "pluginPath" (folder: a full path, macros such as "$(App.Folder)"
+ * replaced; nothing is loaded from a relative one), loads it at the product's first alert and keeps it until
+ * the module ends. When that property is deleted, the next alert ends the instance, looks the library up
+ * again and makes a new instance, which fails while the property stays deleted. The former library is let go
+ * of only once the new one is there: a file that was replaced under the same path is not read again, and the
+ * old code goes on, for as long as anything in the process uses it. To change a plugin under a running
+ * broker, put the new file beside the old one under another name, delete the property and set it anew.
  *
  * Every call to every plugin of the broker is made one after the other, never two at once, on threads of the
  * broker's choosing: be quick, and do not call back into the broker and wait for it.

@@ -14,8 +14,8 @@ using LibraryHandle = void*;
 // the file is not trusted; 161 when the path is relative: anybody may have put a file into the current
 // folder).
 LibraryHandle loadLibrary(const std::u16string& path);
-// The handle of a library that the process has loaded from that path, with a reference of its own; null when
-// it has not.
+// The handle of a library that the process has loaded from that full path, with a reference of its own; null
+// when it has not, and for a relative path (161).
 LibraryHandle loadedLibrary(const std::u16string& path);
 // The same for the library or executable that holds this address; null when none does.
 LibraryHandle libraryContaining(const void* address);

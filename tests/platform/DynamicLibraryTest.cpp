@@ -45,23 +45,24 @@ TEST(DynamicLibraries, StayLoadedForWhoeverHoldsThemByAnAddress) {
     EXPECT_TRUE(freeLibrary(libraryContaining(reinterpret_cast<const void*>(&inThisProgram))));
 }
 
-// Neither one whose name has the loader's own extension, nor what lies in the current folder.
+// Neither one whose name has the loader's own extension, nor what lies in the current folder, be it loaded
+// already or not.
 TEST(DynamicLibraries, AreLoadedFromExactlyTheFileThatIsNamed) {
     Support::PlatformFolder folder;
     std::filesystem::copy_file(nativePath(beside(u"test_component.dll")), folder.path() / "plain");
     folder.write("plain.dll", "no library");
     const std::u16string full = folder.portable() + u"\\plain";
-    {
-        const Support::LoadedLibrary library(full);
-        EXPECT_TRUE(library && library.function<void*>("DllCanUnloadNow"));
-    }
+    const Support::LoadedLibrary library(full);
+    EXPECT_TRUE(library && library.function<void*>("DllCanUnloadNow"));
 
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
     for (const std::u16string name : {u"plain", u".\\plain", u"..\\plain", u"$(Ostrel.InstallDir)\\plain"}) {
-        setLastError(0);
-        EXPECT_FALSE(loadLibrary(name)) << nativePath(name);
-        EXPECT_EQ(lastError(), 161u);
+        for (const auto load : {loadLibrary, loadedLibrary}) {
+            setLastError(0);
+            EXPECT_FALSE(load(name)) << nativePath(name);
+            EXPECT_EQ(lastError(), 161u);
+        }
     }
     std::filesystem::current_path(before);
 }

@@ -18,12 +18,24 @@
 namespace Platform {
 namespace {
 
-// The path as the loader takes it: with a separator, for it would look a bare name up elsewhere.
+// The path as the loader takes it: with a separator, for it would look a bare name up elsewhere. Empty for
+// what is no path.
 std::string loaderPath(const std::u16string& path) {
-    if (path.empty() || path.find(u'\0') != std::u16string::npos)
+    if (path.empty() || path.find(u'\0') != std::u16string::npos) {
+        setLastError(errorInvalidName);
         return {};
+    }
     std::string native = nativePath(path);
     return native.find('/') == std::string::npos ? "./" + native : native;
+}
+
+std::string fullLoaderPath(const std::u16string& path) {
+    std::string native = loaderPath(path);
+    if (!native.empty() && native.front() != '/') {
+        setLastError(errorBadPathName);
+        native.clear();
+    }
+    return native;
 }
 
 FileDescriptor openForTrust(const std::string& path) {
@@ -82,15 +94,9 @@ const char* loaderNameOf(const void* address) {
 }  // namespace
 
 LibraryHandle loadLibrary(const std::u16string& path) {
-    const std::string native = loaderPath(path);
-    if (native.empty()) {
-        setLastError(errorInvalidName);
+    const std::string native = fullLoaderPath(path);
+    if (native.empty())
         return nullptr;
-    }
-    if (native.front() != '/') {
-        setLastError(errorBadPathName);
-        return nullptr;
-    }
     const FileDescriptor file = openForTrust(native);
     if (!file) {
         if (lastError() == errorFileNotFound)
@@ -132,7 +138,9 @@ LibraryHandle loadLibrary(const std::u16string& path) {
 }
 
 LibraryHandle loadedLibrary(const std::u16string& path) {
-    const std::string native = loaderPath(path);
+    const std::string native = fullLoaderPath(path);
+    if (native.empty())
+        return nullptr;
     // The loader opens the file although it shall not load it, and would wait for the other end of a pipe.
     struct stat status {};
     const bool regular = stat(native.c_str(), &status) == 0 && S_ISREG(status.st_mode);

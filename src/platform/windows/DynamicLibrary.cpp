@@ -108,12 +108,15 @@ std::u16string finalPath(HANDLE file) {
     return path.starts_with(plain) ? path.substr(plain.size()) : path;
 }
 
-// Whether it names one file whatever the current folder and drive are.
+// Whether it names one file whatever the current folder and drive are; sets the last error when not.
 bool isFullPath(std::u16string_view path) {
     const auto separator = [&](size_t at) {
         return at < path.size() && (path[at] == u'\\' || path[at] == u'/');
     };
-    return (separator(0) && separator(1)) || (path.size() > 1 && path[1] == u':' && separator(2));
+    if ((separator(0) && separator(1)) || (path.size() > 1 && path[1] == u':' && separator(2)))
+        return true;
+    SetLastError(path.empty() ? ERROR_PATH_NOT_FOUND : ERROR_BAD_PATHNAME);
+    return false;
 }
 
 // The name that stands for this file alone: to one without an extension the loader would add its own.
@@ -137,10 +140,8 @@ HMODULE moduleOf(const void* address, DWORD flags) {
 }  // namespace
 
 LibraryHandle loadLibrary(const std::u16string& path) {
-    if (!isFullPath(path)) {
-        SetLastError(path.empty() ? ERROR_PATH_NOT_FOUND : ERROR_BAD_PATHNAME);
+    if (!isFullPath(path))
         return nullptr;
-    }
     std::u16string system = systemPath(path);
     if (system.empty())
         return nullptr;
@@ -157,7 +158,7 @@ LibraryHandle loadLibrary(const std::u16string& path) {
 }
 
 LibraryHandle loadedLibrary(const std::u16string& path) {
-    const std::u16string system = systemPath(path);
+    const std::u16string system = isFullPath(path) ? systemPath(path) : std::u16string();
     HMODULE module = nullptr;
     if (system.empty() || !GetModuleHandleExW(0, wide(loaderPath(system)), &module))
         return nullptr;
