@@ -78,7 +78,8 @@ typedef struct BrevantModuleFunctions {
 
     /*
      * Starts following the registered viewers and plugins. Waits for the settings manager's answer, for up to
-     * 6 s, and succeeds without one. [host thread & initialised]
+     * 6 s, and succeeds without one. It asks again for each viewer that was deleted earlier in the module's
+     * life or is deleted meanwhile, until an answer fails to come. [host thread & initialised]
      */
     uint32_t (*StartModule)(ModuleHandle* handle);
 

@@ -188,6 +188,19 @@ bool SettingsManagerClient::getProperty(const std::u16string& name, std::u16stri
            Impl::getPropertyValue(response.view(), value);
 }
 
+std::optional<bool> SettingsManagerClient::hasProperty(const std::u16string& name, Timeout timeout) {
+    constexpr Impl::Asker asker{u"Tavix::SettingsManagerClient::getProperty", u"get property"};
+    JSONFormatter response;
+    if (!impl_->askAboutOne(asker, BREVANT_SETTINGS_GET, nameRequest(name), name, timeout, response))
+        return std::nullopt;
+    bool status = false;
+    if (response.view().getBool(BREVANT_SETTINGS_STATUS, status))
+        return status;
+    LOG_MESSAGE(ETWLogging::levelWarning, asker.function,
+                u"Failed to read settings manager response status.");
+    return std::nullopt;
+}
+
 SettingsManager::ResultMap SettingsManagerClient::getProperties(const std::vector<std::u16string>& names,
                                                                 ValueMap& values, Timeout timeout) {
     constexpr Impl::Asker asker{u"Tavix::SettingsManagerClient::getProperties", u"get properties"};

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "settings/SettingsManager.h"
 
@@ -51,6 +52,8 @@ public:
     bool getProperty(const std::u16string& name, int32_t& value, Timeout timeout) override;
     bool getProperty(const std::u16string& name, bool& value, Timeout timeout) override;
     bool getProperty(const std::u16string& name, std::u16string& value, Timeout timeout) override;
+    // Whether there is such a property; nothing when there is no answer that tells.
+    std::optional<bool> hasProperty(const std::u16string& name, Timeout timeout);
     ResultMap getProperties(const std::vector<std::u16string>& names, ValueMap& values,
                             Timeout timeout) override;
     bool getPropertiesByPrefix(const std::vector<std::u16string>& prefixes, ValueMap& values,

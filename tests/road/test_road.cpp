@@ -1,4 +1,5 @@
 #include "road/Road.h"
+#include "text/Utf.h"
 
 // Sanitizer builds ask at exit whether to look for leaks. Stopping threads that run on at that moment crashes
 // the look itself now and then.
@@ -56,6 +57,21 @@ TEST_F(RoadTest, AViewerIsKnownWhileItIsRegisteredAndFailsTheAlertWhenItIsGone) 
     settings->remove(u"Brevant/Viewer/gone");
     EXPECT_TRUE(seen(u"Brevant.Viewer.gone.Unregistered"));
     showAndExpect(alert, u"Suppressed");
+}
+
+TEST_F(RoadTest, AViewerThatRestartsStaysKnown) {
+    settings->set(u"Brevant/Viewer/restarting", u"");
+    EXPECT_TRUE(seen(u"Brevant.Viewer.restarting.Registered"));
+    for (uint64_t restart = 0; restart < 200; ++restart) {
+        settings->remove(u"Brevant/Viewer/restarting");
+        settings->set(u"Brevant/Viewer/restarting", u"");
+        EXPECT_TRUE(seen(u"Brevant.Viewer.restarting.Unregistered"));
+        EXPECT_TRUE(seen(u"Brevant.Viewer.restarting.Registered"));
+        AlertText alert = titled(Ferrow::decimal(restart));
+        alert.viewer = u"restarting";
+        const auto instance = show(alert);
+        ASSERT_TRUE(seen(outcome(alert.id, u"Queued", instance)));
+    }
 }
 
 TEST_F(RoadTest, ADuplicateOfAQueuedAlertIsSuppressedAndOneOfTheShownAlertIsNot) {

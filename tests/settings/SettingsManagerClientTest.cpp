@@ -137,11 +137,15 @@ TEST_F(SettingsManagerClientTest, FailsSingleRequestsThatAreRefusedOrBadlyAnswer
             EXPECT_FALSE(requests[single].make());
         return logged();
     };
-    for (const auto& [reply, failure] : cases)
+    for (const auto& [reply, failure] : cases) {
         EXPECT_EQ(fail(reply), Texts(3, failure));
+        EXPECT_EQ(settings.hasProperty(u"n", 5s), std::nullopt);
+        EXPECT_EQ(logged(), Texts{failure});
+    }
     EXPECT_EQ(fail(uR"({"name":"n","status":false,"value":"v"})"),
               (Texts{u"Settings Manager failed to set property value.",
                      u"Settings Manager failed to remove property."}));
+    EXPECT_EQ(settings.hasProperty(u"n", 5s), false);
     answer(uR"({"name":"n","status":true})");
     EXPECT_FALSE(settings.getProperty(u"n", value, 5s));
     EXPECT_EQ(logged(), Texts{u"Failed to read settings manager response value."});

@@ -55,7 +55,7 @@ void ViewerRegistrar::start() {
     const bool watchesSet = settings_->subscribeSet(
         [this, gate = gate_](const std::u16string& name, const std::u16string&) {
             if (const Tavix::CallbackGate::Pass pass(*gate); pass)
-                addViewer(name);
+                add(name, Source::settings);
         },
         viewerKey);
     if (!watchesSet)
@@ -65,7 +65,7 @@ void ViewerRegistrar::start() {
     const bool watchesDelete = settings_->subscribeDelete(
         [this, gate = gate_](const std::u16string& name) {
             if (const Tavix::CallbackGate::Pass pass(*gate); pass)
-                removeViewer(name);
+                remove(name, Source::settings);
         },
         viewerKey);
     if (!watchesDelete)
@@ -76,12 +76,14 @@ void ViewerRegistrar::start() {
     if (!settings_->getPropertiesByPrefix(viewerKey, properties, settingsTimeout))
         LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to retreived registered viewers.");
 
-    // One name makes addViewer throw; coming last, it keeps no viewer out.
+    // One name makes add throw; coming last, it keeps no viewer out.
     const bool keyItself = properties.erase(viewerKey) != 0;
+    Source source = Source::settings;
     for (const auto& [name, value] : properties)
-        addViewer(name);
+        if (!add(name, source))
+            source = Source::caller;  // who does not answer is asked no more
     if (keyItself)
-        addViewer(viewerKey);
+        add(BREVANT_VIEWER_KEY, source);
 }
 
 void ViewerRegistrar::stop() {
@@ -90,6 +92,14 @@ void ViewerRegistrar::stop() {
 }
 
 void ViewerRegistrar::addViewer(const std::u16string& propertyName) {
+    add(propertyName, Source::caller);
+}
+
+void ViewerRegistrar::removeViewer(const std::u16string& propertyName) {
+    remove(propertyName, Source::caller);
+}
+
+bool ViewerRegistrar::add(const std::u16string& propertyName, Source source) {
     constexpr const char16_t* function = u"Vok::ViewerRegistrar::addViewer";
     const std::optional<std::u16string> parsed = parseViewerId(propertyName);
     if (!parsed)
@@ -97,16 +107,13 @@ void ViewerRegistrar::addViewer(const std::u16string& propertyName) {
                       u"Failed to parse viewer id. Unable to add viewer. Key: %s", propertyName);
     const std::u16string viewerId = parsed.value_or(u"");
 
-    const auto viewer = std::make_shared<AlertViewer>(viewerId, busClient_);
-    {
-        Platform::MutexLock lock(mutex_);
-        viewers_.try_emplace(viewerId, viewer);
-    }
+    const bool answered = change(viewerId, propertyName, true, source);
     LOG_FORMATTED(ETWLogging::levelNormal, function, u"Viewer registered: %s", viewerId);
     announce(viewerId, BREVANT_VIEWER_REGISTERED);
+    return answered;
 }
 
-void ViewerRegistrar::removeViewer(const std::u16string& propertyName) {
+void ViewerRegistrar::remove(const std::u16string& propertyName, Source source) {
     constexpr const char16_t* function = u"Vok::ViewerRegistrar::removeViewer";
     const std::optional<std::u16string> parsed = parseViewerId(propertyName);
     if (!parsed)
@@ -114,13 +121,53 @@ void ViewerRegistrar::removeViewer(const std::u16string& propertyName) {
                       u"Failed to parse viewer id. Unable to remove viewer. Key: %s", propertyName);
     const std::u16string viewerId = parsed.value_or(u"");
 
-    decltype(viewers_)::node_type removed;
-    {
-        Platform::MutexLock lock(mutex_);
-        removed = viewers_.extract(viewerId);
-    }
+    change(viewerId, propertyName, false, source);
     LOG_FORMATTED(ETWLogging::levelNormal, function, u"Viewer unregistered: %s", viewerId);
     announce(viewerId, BREVANT_VIEWER_UNREGISTERED);
+}
+
+bool ViewerRegistrar::change(const std::u16string& viewerId, const std::u16string& propertyName,
+                             bool registered, Source source) {
+    const auto viewer = std::make_shared<AlertViewer>(viewerId, busClient_);
+    decltype(viewers_)::node_type removed;
+    const size_t place = std::hash<std::u16string>()(viewerId) % deletionPlaces;
+    std::optional<bool> found;
+
+    Platform::MutexLock lock(mutex_);
+    const bool known = viewers_.contains(viewerId);
+    const bool mayBeOld = registered ? !known && deletionTold_[place] : known;
+    const bool overlaps = inquiries_.contains(viewerId);
+    const bool asks = source == Source::settings && (mayBeOld || overlaps);
+    if (!registered)
+        deletionTold_.set(place);
+    if (asks || overlaps) {
+        Inquiry& inquiry = inquiries_[viewerId];
+        ++inquiry.running;
+        const uint64_t mine = ++inquiry.latest;
+        if (asks) {
+            lock.unlock();
+            found = isSet(propertyName);
+            lock.lock();
+        }
+        const bool isLatest = inquiry.latest == mine;
+        if (--inquiry.running == 0)
+            inquiries_.erase(viewerId);
+        if (!isLatest)
+            return found || !asks;
+    }
+    if (found.value_or(registered))
+        viewers_.try_emplace(viewerId, viewer);
+    else
+        removed = viewers_.extract(viewerId);
+    return found || !asks;
+}
+
+std::optional<bool> ViewerRegistrar::isSet(const std::u16string& propertyName) noexcept {
+    try {
+        return settings_->hasProperty(propertyName, settingsTimeout);
+    } catch (...) {
+        return std::nullopt;  // without memory to ask
+    }
 }
 
 std::shared_ptr<AlertViewer> ViewerRegistrar::findViewer(const std::u16string& viewerId) const {

@@ -1,4 +1,6 @@
+#include <functional>
 #include <gtest/gtest.h>
+#include <random>
 #include <thread>
 
 #include "alerts/viewers/AlertViewer.h"
@@ -78,6 +80,51 @@ TEST_F(ViewerRegistrarTest, TakesAForeignNameForTheEmptyIdAndRefusesOneThatNames
     EXPECT_TRUE(registrar.findViewer(u"") && registrar.findViewer(u"A"));
     EXPECT_EQ(notify(u"Delete", u"Brevant/Viewer"), MODULE_STATUS_UNKNOWN_EXCEPTION);
     EXPECT_EQ(notify(u"Delete", u"Brevant/Viewer/A"), MODULE_STATUS_SUCCESS);
+}
+
+TEST_F(ViewerRegistrarTest, EndsWithWhatTheSettingsHoldInWhateverOrderTheyTell) {
+    const std::u16string name = u"Brevant/Viewer/A";
+    for (unsigned seed = 1; seed <= 500; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        std::mt19937 random(seed);
+        Vok::ViewerRegistrar follower(bus.makeClient());
+        bool isSet = random() % 2;
+        size_t changes = 6, sets = 0, deletions = 0;  // not made yet; not told yet
+        const std::function<void()> goOn = [&] {
+            const auto what = random() % 16;
+            if (what == 0 && changes) {
+                follower.stop();
+                follower.start();
+            } else if (what < 6 && changes) {
+                --changes;
+                isSet = !isSet;
+                ++(isSet ? sets : deletions);
+            } else if (what < 11 && sets) {
+                --sets;
+                notify(u"Set", name);
+            } else if (deletions) {
+                --deletions;
+                notify(u"Delete", name);
+            }
+        };
+        // More happens while an answer is on its way.
+        const auto answering = [&](const std::u16string& before, const std::u16string& after) {
+            return [&goOn, &isSet, before, after](const auto&) {
+                const std::u16string payload = before + (isSet ? u"true" : u"false") + after;
+                goOn();
+                goOn();
+                return FakeBus::Answer{u"Response", payload};
+            };
+        };
+        const std::u16string rest = u",\"value\":\"\",\"name\":\"" + name + u"\"}";
+        bus.answer(u"SETTINGS_MANAGER_GET_PROPERTY", answering(u"{\"status\":", rest));
+        bus.answer(u"SettingsManager.GetProperties.Request",
+                   answering(u"{\"responses\":[{\"status\":", rest + u"]}"));
+        follower.start();
+        while (changes || sets || deletions)
+            goOn();
+        EXPECT_EQ(follower.findViewer(u"A") != nullptr, isSet);
+    }
 }
 
 TEST_F(ViewerRegistrarTest, StartsWithoutASettingsManager) {
