@@ -100,7 +100,7 @@
  */
 #define BREVANT_VIEWER_KEY u"Brevant/Viewer"
 #define BREVANT_PRODUCT_KEY u"Brevant/Product"
-#define BREVANT_PLUGIN_FILE u"pluginFile" /* file name */
+#define BREVANT_PLUGIN_FILE u"pluginFile" /* file name; compat */
 #define BREVANT_PLUGIN_PATH u"pluginPath" /* folder, a full path; may hold path macros */
 
 /* --- the alert description: one object ------------------------------------------------------------------ */
@@ -130,7 +130,7 @@
  */
 #define BREVANT_CONTEXT_TITLE u"title"                               /* text */
 #define BREVANT_CONTEXT_CATEGORY u"category"                         /* text */
-#define BREVANT_CONTEXT_SHORT_DESCRIPTION u"shortdescription"        /* text */
+#define BREVANT_CONTEXT_SHORT_DESCRIPTION u"shortdescription"        /* text; compat */
 #define BREVANT_CONTEXT_LONG_DESCRIPTION u"longdescription"          /* text */
 #define BREVANT_CONTEXT_LANGUAGE_ID u"langid"                        /* text */
 #define BREVANT_CONTEXT_DETAILS_CONTENT u"detailscontent"            /* text */

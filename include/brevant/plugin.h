@@ -28,7 +28,7 @@
 extern "C" {
 #endif
 
-#define BREVANT_PLUGIN_VERSION 2000000u
+#define BREVANT_PLUGIN_VERSION 2000000u /* compat */
 
 typedef struct AlertPluginApi {
     /*

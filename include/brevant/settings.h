@@ -24,10 +24,10 @@
 #include <brevant/conventions.h>
 
 /* Topics of requests. */
-#define BREVANT_SETTINGS_GET u"SETTINGS_MANAGER_GET_PROPERTY"
+#define BREVANT_SETTINGS_GET u"SETTINGS_MANAGER_GET_PROPERTY" /* compat */
 #define BREVANT_SETTINGS_SET u"SETTINGS_MANAGER_SET_PROPERTY"
 #define BREVANT_SETTINGS_REMOVE u"SETTINGS_MANAGER_REMOVE_PROPERTY"
-#define BREVANT_SETTINGS_GET_BATCH u"SettingsManager.GetProperties.Request"
+#define BREVANT_SETTINGS_GET_BATCH u"SettingsManager.GetProperties.Request" /* compat */
 #define BREVANT_SETTINGS_SET_BATCH u"SettingsManager.SetProperties.Request"
 #define BREVANT_SETTINGS_REMOVE_BATCH u"SettingsManager.RemoveProperties.Request"
 

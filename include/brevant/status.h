@@ -10,7 +10,7 @@
 #define MODULE_STATUS_SUCCESS ((uint32_t)0x00000000u)
 #define MODULE_STATUS_NOT_SUPPORTED ((uint32_t)0x80000001u)    /* a table lacks the entry */
 #define MODULE_STATUS_UNSUCCESSFUL ((uint32_t)0x80000002u)     /* no reason known */
-#define MODULE_STATUS_BUFFER_TOO_SMALL ((uint32_t)0x80000003u) /* the product has no usable plugin */
+#define MODULE_STATUS_BUFFER_TOO_SMALL ((uint32_t)0x80000003u) /* compat: no usable plugin */
 #define MODULE_STATUS_NOT_IMPLEMENTED ((uint32_t)0x80000004u)
 #define MODULE_STATUS_INVALID_BUFFER_SIZE ((uint32_t)0x80000005u)
 #define MODULE_STATUS_DATA_ERROR ((uint32_t)0x80000006u) /* a payload or a reply cannot be read */
@@ -29,7 +29,7 @@
 #define MODULE_STATUS_APP_SERVICE_UNAVAILABLE ((uint32_t)0x80000013u)
 #define MODULE_STATUS_APP_SERVICE_UNAUTHORIZED ((uint32_t)0x80000014u)
 #define MODULE_STATUS_SESSION_INVALID ((uint32_t)0x80000015u)
-/* Stands apart from the dense run above on purpose. */
+/* compat: stands apart from the dense run above on purpose. */
 #define MODULE_STATUS_INVALID_STATE ((uint32_t)0x800000FFu) /* the module has not been initialised */
 
 #endif

@@ -21,7 +21,7 @@ constinit Platform::ProcessWide<std::u16string> ownFileName;
 std::unique_ptr<std::u16string> findOwnFileName() {
     constexpr size_t bufferLength = 260;
     const std::u16string path = Platform::libraryPathOf(reinterpret_cast<const void*>(&makeMessage));
-    if (path.size() >= bufferLength)
+    if (path.size() >= bufferLength)  // compat
         return std::make_unique<std::u16string>();
     return std::make_unique<std::u16string>(path.substr(path.rfind(u'\\') + 1));
 }

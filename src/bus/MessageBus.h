@@ -25,7 +25,7 @@ public:
     virtual ~MessageBus() = default;
     // Publishing a reply also publishes a plain copy of it and changes the message's header (see the client).
     virtual uint32_t publish(const std::shared_ptr<Message>& message) = 0;
-    virtual uint32_t publishAlternate(const std::shared_ptr<Message>& message) = 0;
+    virtual uint32_t publishAlternate(const std::shared_ptr<Message>& message) = 0;  // compat
     virtual uint32_t request(const std::shared_ptr<Message>& message, CompletionCallback completion,
                              Timeout timeout) = 0;
     virtual uint32_t request(const std::shared_ptr<Message>& message, std::shared_ptr<Reply>& reply,
@@ -39,7 +39,7 @@ public:
                                MessageCallback callback) = 0;
     virtual uint32_t subscribe(const std::u16string& name, MessageCallback callback) = 0;
     // Drops messages of other user sessions.
-    virtual uint32_t subscribeForSession(const std::u16string& name, const std::u16string& alias,
+    virtual uint32_t subscribeForSession(const std::u16string& name, const std::u16string& alias,  // compat
                                          MessageCallback callback) = 0;
     virtual uint32_t subscribeForSession(const std::u16string& name, MessageCallback callback) = 0;
     // ECMAScript regular expression that matches the whole name.

@@ -110,7 +110,7 @@ uint32_t MessageBusClient::Impl::internalPublish(const std::shared_ptr<Message>&
     if (!copyDue)
         return MODULE_STATUS_SUCCESS;
     header.flags &= ~static_cast<uint32_t>(BREVANT_MESSAGE_REPLY);
-    header.replyCookie = 0;
+    header.replyCookie = 0;  // compat
     status = binding->publish(message, alternate);
     if (status != MODULE_STATUS_SUCCESS)
         LOG_FORMATTED(ETWLogging::levelWarning, function,
@@ -124,6 +124,7 @@ uint32_t MessageBusClient::Impl::send(const std::shared_ptr<Message>& message,
     constexpr std::u16string_view function = u"Tavix::MessageBusClient::internalRequest";
     auto entry = pending->add(std::move(completion));
     if (!entry) {
+        // compat
         LOG_MESSAGE(ETWLogging::levelError, function, u"Unable to create reply promise. Returning.");
         return MODULE_STATUS_UNSUCCESSFUL;
     }
@@ -317,7 +318,7 @@ uint32_t MessageBusClient::unsubscribe(const std::u16string& alias) {
     const auto found = impl->subscriptions.find(alias);
     if (found == impl->subscriptions.end()) {
         LOG_FORMATTED(ETWLogging::levelWarning, u"Tavix::MessageBusClient::unsubscribe",
-                      u"Subscription not found. Alias: %ls.", alias);
+                      u"Subscription not found. Alias: %ls.", alias);  // compat
         return MODULE_STATUS_SUCCESS;
     }
     impl->unsubscribeAll(found->second);

@@ -7,7 +7,7 @@
 namespace Tavix {
 namespace {
 
-constexpr std::u16string_view logSource = u"MessageBusClient";
+constexpr std::u16string_view logSource = u"MessageBusClient";  // compat
 
 ReplyOutcome outcomeOf(const std::shared_ptr<Message>& message, uint32_t status) {
     switch (status) {

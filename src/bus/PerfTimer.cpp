@@ -18,7 +18,7 @@ void PerfTimer::stop() {
     stopped_ = true;
     const Platform::Clock::Time end = clock_.now();
     LOG_FORMATTED(ETWLogging::levelNormal, u"Tavix::internal::PerfTimer::stop",
-                  u"M12NPerfTimer|%ls|%lld|%lld|%lld", name_, start_.count(), end.count(),
+                  u"M12NPerfTimer|%ls|%lld|%lld|%lld", name_, start_.count(), end.count(),  // compat
                   (end - start_).count());
 }
 

@@ -48,7 +48,7 @@ ReplyState ReplyImpl::waitFor(std::chrono::milliseconds duration) {
         return state_;
     }
     if (future_->waitUntil(clock_, after(clock_.now(), duration)) != ReplyWait::ready) {
-        LOG_MESSAGE(ETWLogging::levelWarning, function, u"Reply waitFor timed out. Returning.");
+        LOG_MESSAGE(ETWLogging::levelWarning, function, u"Reply waitFor timed out. Returning.");  // compat
         return state_;
     }
     state_ = getReplyMessage();

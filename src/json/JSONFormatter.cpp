@@ -157,7 +157,7 @@ bool JSONFormatter::getObjectArray(const std::u16string& name, std::vector<JSONF
 
 void JSONFormatter::put(const std::u16string& name, Value&& value) {
     Value key = copied(name);
-    root_.RemoveMember(key);
+    root_.RemoveMember(key);  // compat
     root_.AddMember(key, value, pool());
 }
 

@@ -63,7 +63,7 @@ bool JSONView::getUInt64(std::u16string_view name, uint64_t& value) const {
 
 bool JSONView::getDouble(std::u16string_view name, double& value) const {
     const JSONValue* member = find(name);
-    if (!member || !member->IsDouble())
+    if (!member || !member->IsDouble())  // compat
         return false;
     value = member->GetDouble();
     return true;
@@ -76,7 +76,7 @@ bool JSONView::walkArray(std::u16string_view name, Test test, Append append) con
         return false;
     const JSONValue* member = find(name);
     if (!member)
-        return true;
+        return true;  // compat
     if (!member->IsArray())
         return false;
     for (const JSONValue& element : member->GetArray()) {
@@ -91,7 +91,7 @@ bool JSONView::getStringArray(std::u16string_view name, std::vector<std::u16stri
     // Up to the first NUL: lists hold identifiers, which are NUL-terminated elsewhere.
     return walkArray(
         name, [](const JSONValue& element) { return element.IsString(); },
-        [&](const JSONValue& element) { values.emplace_back(element.GetString()); });
+        [&](const JSONValue& element) { values.emplace_back(element.GetString()); });  // compat
 }
 
 bool JSONView::getObject(std::u16string_view name, JSONView& value) const {

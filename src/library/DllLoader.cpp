@@ -10,7 +10,7 @@
 namespace Tavix {
 namespace {
 
-constexpr std::u16string_view logSource = u"dll\\DllLoader";
+constexpr std::u16string_view logSource = u"dll\\DllLoader";  // compat
 
 }  // namespace
 
@@ -19,11 +19,11 @@ DllLoader::DllLoader(std::shared_ptr<DllAPI> api) : api_(api ? std::move(api) : 
 bool DllLoader::loadDLL(const std::u16string& path, Platform::LibraryHandle* handle) {
     constexpr std::u16string_view function = u"Tavix::DllLoader::loadDLL";
     if (!handle) {
-        LOG_MESSAGE(ETWLogging::levelWarning, function, u"Invalid pHandle specified. Exiting.");
+        LOG_MESSAGE(ETWLogging::levelWarning, function, u"Invalid pHandle specified. Exiting.");  // compat
         return false;
     }
     Platform::LibraryHandle found = nullptr;
-    bool loaded = api_->getModuleHandleEx(0, path, &found);
+    bool loaded = api_->getModuleHandleEx(0, path, &found);  // compat
     if (!loaded) {
         try {
             loaded = api_->loadLibrary(path, &found);
@@ -44,7 +44,7 @@ void* DllLoader::getProcAddress(Platform::LibraryHandle handle, const char* func
     void* const address = api_->getProcAddress(handle, function);
     if (!address)
         LOG_MESSAGE(ETWLogging::levelWarning, u"Tavix::DllLoader::getProcAddress",
-                    u"getProcAddress was unsuccessful in finding the handle's address");
+                    u"getProcAddress was unsuccessful in finding the handle's address");  // compat
     return address;
 }
 

@@ -17,6 +17,7 @@ public:
     std::u16string valueOf(std::u16string_view macro) const override {
         if (macro == u"$(Ostrel.InstallDir)")
             return registry_->readText(u"SOFTWARE\\CORVANE\\OSTREL",
+                                       // compat
                                        system_->isWow64Process() ? u"Install Dir32" : u"Install Dir");
         return Ferrow::commonMacroValue(macro, *folders_, *system_);
     }

@@ -48,7 +48,7 @@ constexpr Macro macros[] = {
 std::u16string platformName(uint32_t platform) {
     switch (platform) {
         case 0:
-            return u"win32";
+            return u"win32";  // compat
         case 1:
             return u"x64";
         case 2:
@@ -97,7 +97,7 @@ void expandMacros(std::u16string& path, const MacroValues& values) {
         const size_t start = static_cast<size_t>(macro.data() - text.data());
         output += text.substr(done, start - done);
         const std::u16string value = values.valueOf(macro);
-        output += value.empty() ? macro : std::u16string_view(value);
+        output += value.empty() ? macro : std::u16string_view(value);  // compat
         done = start + macro.size();
     }
     if (done == 0)

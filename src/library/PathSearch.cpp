@@ -7,7 +7,7 @@
 namespace Tavix {
 namespace {
 
-constexpr std::u16string_view logSource = u"dll\\PathSearch";
+constexpr std::u16string_view logSource = u"dll\\PathSearch";  // compat
 
 }  // namespace
 
@@ -37,7 +37,7 @@ bool PathSearch::findFilePath(const std::u16string& fileName, std::u16string& fo
         if (!checkIfExists(api_->combine(candidate, fileName)))
             continue;
         folder = candidate;
-        if (folder.ends_with(u'\\'))
+        if (folder.ends_with(u'\\'))  // compat
             folder.pop_back();
         LOG_FORMATTED(ETWLogging::levelNormal, function, u"File found at path %ls. Returning success.",
                       folder);

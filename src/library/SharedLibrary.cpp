@@ -12,10 +12,10 @@
 namespace Tavix {
 namespace {
 
-constexpr std::u16string_view logSource = u"dll\\SharedLibrary";
+constexpr std::u16string_view logSource = u"dll\\SharedLibrary";  // compat
 
 // The host's own libraries, which no list blocks.
-constexpr std::u16string_view hostLibraries[] = {u"systemmonitor.dll", u"settingsmanager.dll",
+constexpr std::u16string_view hostLibraries[] = {u"systemmonitor.dll", u"settingsmanager.dll",  // compat
                                                  u"modulemanager.dll", u"messagebus.dll"};
 
 }  // namespace
@@ -125,7 +125,7 @@ bool SharedLibrary::isBlocked(const std::u16string& folder) const {
         return false;
     const Platform::Registry& registry = registryKey_ ? *registryKey_ : Platform::Registry::protectedReader();
     const auto key = registry.openKey(u"SOFTWARE\\Corvane\\Ostrel\\List\\" + name);
-    return key && key->readText(*version) == version;
+    return key && key->readText(*version) == version;  // compat
 }
 
 }  // namespace Tavix

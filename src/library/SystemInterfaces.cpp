@@ -13,13 +13,14 @@ namespace Tavix {
 namespace {
 
 // DllAPI alone logs here.
-constexpr std::u16string_view logSource = u"dll\\DllAPI";
+constexpr std::u16string_view logSource = u"dll\\DllAPI";  // compat
 
 }  // namespace
 
 bool DllAPI::loadLibrary(const std::u16string& path, Platform::LibraryHandle* handle) {
     *handle = Platform::loadLibrary(path);
     if (!*handle)
+        // compat
         LOG_FORMATTED(ETWLogging::levelError, u"Tavix::DllAPI::loadLibrary", u"LoadLibrary Failed. GLE: %lu",
                       Platform::lastError());
     return *handle != nullptr;

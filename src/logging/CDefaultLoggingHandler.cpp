@@ -29,7 +29,7 @@ void CDefaultLoggingHandler::log(uint32_t level, const char16_t* file, uint32_t 
                                  const char16_t* function, const char16_t* message) noexcept {
     try {
         if (!formatLine(level, file, line, function, message).empty())
-            output_(orEmpty(message));
+            output_(orEmpty(message));  // compat
     } catch (...) {
         try {
             output_(u"General memory-allocation failure in Ferrow logger.");

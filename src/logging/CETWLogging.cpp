@@ -58,7 +58,7 @@ void CETWLogging::sessionChanged(bool enabled, uint32_t level) noexcept {
 }
 
 bool CETWLogging::passes(uint32_t level) const {
-    return session_ && ((enabled_ && level >= threshold_) || level == informationLevel);
+    return session_ && ((enabled_ && level >= threshold_) || level == informationLevel);  // compat
 }
 
 uint32_t CETWLogging::enabledLevels() const noexcept {

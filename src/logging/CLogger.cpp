@@ -36,7 +36,7 @@ std::shared_ptr<CLoggingHandlerIf> CLogger::handler() {
 bool CLogger::registerHandler(std::shared_ptr<CLoggingHandlerIf> handler) noexcept {
     constexpr auto function = u"Ferrow::CLogger::registerHandler";
     if (!handler) {
-        report(*this, function, __LINE__, u"%s: Cannot Register (NULL) handler");
+        report(*this, function, __LINE__, u"%s: Cannot Register (NULL) handler");  // compat
         return false;
     }
     const void* registered = nullptr;
@@ -58,7 +58,7 @@ bool CLogger::unregisterHandler(const CLoggingHandlerIf* handler) noexcept {
     constexpr auto function = u"Ferrow::CLogger::unregisterHandler";
     const void* const requested = handler;
     if (!handler) {
-        report(*this, function, __LINE__, u"%s: Cannot Unregister (NULL) handler");
+        report(*this, function, __LINE__, u"%s: Cannot Unregister (NULL) handler");  // compat
         return false;
     }
     std::shared_ptr<CLoggingHandlerIf> leaving;  // let go of outside the lock

@@ -34,7 +34,7 @@ struct Files {
                 return static_cast<uint32_t>(number.value);
             valid = false;
             if (correct)
-                ini.write(*file, section, key, Ferrow::decimal(fallback));
+                ini.write(*file, section, key, Ferrow::decimal(fallback));  // compat
             return fallback;
         }
         return fallback;

@@ -16,7 +16,7 @@ struct LogFileSettings {
     bool enable = true;
     uint32_t maximumSize = 262144;  // bytes after which the next file is started
     uint32_t maximumFiles = 3;
-    uint32_t severity = 3;
+    uint32_t severity = 3;  // compat
     uint32_t options = 16;  // LineOptions
     bool valid = true;      // nothing that was read was out of range
 };

@@ -18,7 +18,7 @@ std::u16string padded(std::u16string_view text, int width) {
 }
 
 std::u16string timeText(const Platform::CalendarTime& time) {
-    const unsigned hour = time.hour % 12 == 0 ? 12 : time.hour % 12;
+    const unsigned hour = time.hour % 12 == 0 ? 12 : time.hour % 12;  // compat
     return Ferrow::formatText(u"%02hu/%02hu/%hu %02hu:%02hu:%02hu %s$", time.month, time.day, time.year, hour,
                               time.minute, time.second, time.hour < 12 ? u"AM" : u"PM");
 }
@@ -32,7 +32,7 @@ std::u16string_view severityName(uint32_t level) noexcept {
         case 2:
             return u"Warning";
         case 3:
-        case 6:
+        case 6:  // compat
             return u"Information";
         case 4:
             return u"Error";
@@ -56,7 +56,7 @@ uint32_t buildLogLine(const LineContext& context, const LogRecord& record, uint3
         if (context.options & lineLogName)
             add(Ferrow::formatText(u"[%s]$", padded(context.logName, logNameWidth)));
         if (context.options & lineProcessAndThread)
-            add(Ferrow::formatText(u"[PID:%5d TID:%5d]$", context.processId, threadId));
+            add(Ferrow::formatText(u"[PID:%5d TID:%5d]$", context.processId, threadId));  // compat
         if (context.options & lineSource) {
             const std::u16string_view file = record.sourceFile.substr(record.sourceFile.rfind(u'\\') + 1);
             add(Ferrow::formatText(u"[%s:%5d]$", padded(file, sourceWidth), record.line));

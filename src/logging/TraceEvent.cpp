@@ -8,7 +8,7 @@
 namespace ETWLogging::internal {
 namespace {
 
-enum FieldType : uint32_t { fieldNumber = 2, fieldText = 4, fieldLine = 5 };
+enum FieldType : uint32_t { fieldNumber = 2, fieldText = 4, fieldLine = 5 };  // compat
 
 constexpr uint32_t tracedGuid = 0x00020000;
 constexpr uint32_t dataByPointer = 0x00100000;
@@ -71,7 +71,7 @@ std::array<uint8_t, 64> traceEventHeader(uint32_t level, const void* payload, ui
     };
     put(0, header.size(), 2);
     put(4, classType, 1);
-    put(5, level >= 1 && level <= 5 ? level : 3, 1);
+    put(5, level >= 1 && level <= 5 ? level : 3, 1);  // compat
     put(6, classVersion, 2);
     // Thread, process and time, at 8 to 23, are the system's to fill in.
     put(24, traceEventClass.data1, 4);

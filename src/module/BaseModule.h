@@ -52,7 +52,7 @@ public:
 
     // Set by baseInitialize; for the host's lifecycle thread.
     const std::u16string& moduleName() const noexcept { return moduleName_; }
-    const std::u16string& moduleIdentifier() const noexcept { return moduleIdentifier_; }
+    const std::u16string& moduleIdentifier() const noexcept { return moduleIdentifier_; }  // compat
     const ModuleProperties& properties() const noexcept { return properties_; }
     const std::shared_ptr<Ferrow::IOCContainer>& container() const noexcept { return container_; }
 

@@ -72,10 +72,10 @@ uint32_t BrevantImpl::uninitialize() {
 }
 
 void BrevantImpl::setupHandlers() {
-    handlers_[BREVANT_ALERT_SHOW u".+"] = lockingCallback(&BrevantImpl::showAlertHandler);
-    handlers_[BREVANT_ALERT_DELETE u".+"] = lockingCallback(&BrevantImpl::deleteAlertHandler);
-    handlers_[BREVANT_ALERT_GET_ID] = callback(&BrevantImpl::getIdHandler);
-    handlers_[BREVANT_SESSION_LOGOFF] = lockingCallback(&BrevantImpl::handleSessionLogoff);
+    handlers_[BREVANT_ALERT_SHOW u".+"] = lockingCallback(&BrevantImpl::showAlertHandler);      // compat
+    handlers_[BREVANT_ALERT_DELETE u".+"] = lockingCallback(&BrevantImpl::deleteAlertHandler);  // compat
+    handlers_[BREVANT_ALERT_GET_ID] = callback(&BrevantImpl::getIdHandler);                     // compat
+    handlers_[BREVANT_SESSION_LOGOFF] = lockingCallback(&BrevantImpl::handleSessionLogoff);     // compat
     for (const auto& [pattern, handler] : handlers_) {
         const uint32_t status = subscribeFilter(pattern, pattern, handler);
         if (status != MODULE_STATUS_SUCCESS) {
@@ -90,6 +90,7 @@ void BrevantImpl::cleanupHandlers() {
         const uint32_t status = unsubscribe(pattern);
         if (status != MODULE_STATUS_SUCCESS) {
             LOG_FORMATTED(ETWLogging::levelWarning, u"Vok::BrevantImpl::cleanupHandlers",
+                          // compat
                           u"Unable to unsubscribe to message %ls : returned %lu.", pattern, status);
         }
     }
@@ -124,13 +125,14 @@ bool BrevantImpl::parseInstanceId(const std::u16string& messageName, std::u16str
     if (dot == std::u16string::npos)
         return false;
     const auto number = Ferrow::parseUnsigned32(std::u16string_view(messageName).substr(dot + 1));
-    if (!number || number.value > nextInstanceId_)
+    if (!number || number.value > nextInstanceId_)  // compat
         return false;
     instanceId = messageName.substr(dot + 1);
     return true;
 }
 
 uint32_t BrevantImpl::getIdHandler(const Tavix::Message& request) {
+    // compat
     return answer(request, BREVANT_ALERT_GET_ID_RESPONSE, BREVANT_SENDER, Ferrow::decimal(nextInstanceId_++));
 }
 
@@ -151,7 +153,7 @@ uint32_t BrevantImpl::showAlertHandler(const Tavix::Message& request) {
     }
     if (instanceId != info.instanceId) {
         LOG_MESSAGE(ETWLogging::levelError, function,
-                    u"Invalid input. Instance name and payload are mismatached.");
+                    u"Invalid input. Instance name and payload are mismatached.");  // compat
         return MODULE_STATUS_INVALID_PARAMETER;
     }
     const std::u16string id = info.id;
@@ -164,6 +166,7 @@ uint32_t BrevantImpl::showAlertHandler(const Tavix::Message& request) {
         queueAlert(std::move(alert), suppressed);
     }
     return answer(request, Brevant::alertMessage(
+                               // compat
                                id, suppressed ? BREVANT_ALERT_SUPPRESSED : BREVANT_ALERT_QUEUED, instanceId));
 }
 
@@ -207,11 +210,12 @@ uint32_t BrevantImpl::deleteAlertHandler(const Tavix::Message& request) {
     // No alert id is known here, which leaves two dots in a row in the names.
     if (deleteAlert(instanceId)) {
         LOG_FORMATTED(ETWLogging::levelInformation, function, u"Alert instance %ls deleted.", instanceId);
-        return answer(request, Brevant::alertMessage({}, BREVANT_ALERT_DELETED, instanceId));
+        return answer(request, Brevant::alertMessage({}, BREVANT_ALERT_DELETED, instanceId));  // compat
     }
     LOG_FORMATTED(ETWLogging::levelInformation, function,
+                  // compat
                   u"Alert instance %ls not found and not being shown - can't delete it", instanceId);
-    return answer(request, Brevant::alertMessage({}, BREVANT_ALERT_NOT_FOUND, instanceId));
+    return answer(request, Brevant::alertMessage({}, BREVANT_ALERT_NOT_FOUND, instanceId));  // compat
 }
 
 bool BrevantImpl::deleteAlert(const std::u16string& instanceId) {

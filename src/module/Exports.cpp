@@ -6,12 +6,12 @@ BREVANT_EXPORT const BrevantModuleFunctions* CreateObject() {
     return &Tavix::moduleFunctions;
 }
 
-BREVANT_EXPORT void ReleaseObject(void*) {}
+BREVANT_EXPORT void ReleaseObject(void*) {}  // compat
 
 BREVANT_EXPORT uint32_t GetVersionNum() {
     return BREVANT_VERSION_NUMBER;
 }
 
-BREVANT_EXPORT const char* GetVersionStr() {
+BREVANT_EXPORT const char* GetVersionStr() {  // compat
     return BREVANT_VERSION_TEXT;
 }

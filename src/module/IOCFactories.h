@@ -9,7 +9,7 @@
 
 namespace Ferrow {
 
-inline constexpr char16_t unnamedRegistration[] = u"Unnamed registration";
+inline constexpr char16_t unnamedRegistration[] = u"Unnamed registration";  // compat
 
 class IOCFactoryInterface {
 public:

@@ -33,7 +33,7 @@ uint32_t guarded(Work&& work) noexcept {
 template <class Work>
 uint32_t withModule(ModuleHandle* handle, std::u16string_view function, Work&& work) noexcept {
     if (!handle || !handle->module) {
-        LOG_MESSAGE(ETWLogging::levelError, function, u"Invalid handle.");
+        LOG_MESSAGE(ETWLogging::levelError, function, u"Invalid handle.");  // compat
         return MODULE_STATUS_INVALID_PARAMETER;
     }
     return guarded([&] { return work(*handle->module); });
@@ -81,7 +81,7 @@ uint32_t newModule(ModuleHandle** out, const char16_t* logGroup) {
 
 uint32_t destroyModuleAndHandle(ModuleHandle* handle) {
     if (!handle) {
-        LOG_MESSAGE(ETWLogging::levelError, u"DestroyModule", u"Invalid handle.");
+        LOG_MESSAGE(ETWLogging::levelError, u"DestroyModule", u"Invalid handle.");  // compat
         return MODULE_STATUS_INVALID_PARAMETER;
     }
     return guarded([&] {
@@ -114,7 +114,7 @@ uint32_t initialize(Module& module, const InitializeArguments& arguments, std::u
     }
     ModuleProperties properties;
     for (uint32_t i = 0; i < arguments.propertyCount; ++i)
-        properties.emplace(text(arguments.propertyKeys[i]), text(arguments.propertyValues[i]));
+        properties.emplace(text(arguments.propertyKeys[i]), text(arguments.propertyValues[i]));  // compat
     auto moduleManager = std::make_shared<internal::ModuleManagerShim>(arguments.moduleManagerContext,
                                                                        arguments.moduleManagerFunction);
     const uint32_t status = base->baseInitialize(text(arguments.moduleName), text(arguments.moduleIdentifier),
@@ -137,6 +137,7 @@ uint32_t initializeModule(ModuleHandle* handle, const char16_t* moduleName, cons
         return initialize(module,
                           {moduleName, moduleIdentifier, propertyCount, propertyKeys, propertyValues,
                            moduleManagerContext, moduleManagerFunction},
+                          // compat
                           u"InitializeModule::<lambda_567a2fd9a9bf1416732cf3aaf10fa79b>::operator ()",
                           [] { return std::make_shared<MessageBusClient>(); });
     });
@@ -151,6 +152,7 @@ uint32_t initializeModuleV2(ModuleHandle* handle, const char16_t* moduleName,
         return initialize(module,
                           {moduleName, moduleIdentifier, propertyCount, propertyKeys, propertyValues,
                            moduleManagerContext, moduleManagerFunction},
+                          // compat
                           u"InitializeModuleV2::<lambda_2dcfad368efacf21c1f4d353aa5da521>::operator ()", [&] {
                               return std::make_shared<MessageBusClient>(
                                   std::make_shared<MessageBusShimImpl>(busHandle, busFunctions), nullptr);

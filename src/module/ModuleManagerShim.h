@@ -12,7 +12,7 @@ public:
     virtual ~ModuleManagerShim() = default;
 
     // Calls the host's function on the calling thread; MODULE_STATUS_NOT_SUPPORTED when it gave none.
-    virtual uint32_t call(void* argument) const {
+    virtual uint32_t call(void* argument) const {  // compat
         return function_ ? function_(context_, argument, 0) : MODULE_STATUS_NOT_SUPPORTED;
     }
 

@@ -21,7 +21,7 @@ bool enumerateUserSessions(std::vector<UserSession>& sessions);
 // The session in which alerts are shown: the first active one. None when no session is active or that one is
 // session 0, which belongs to services.
 inline std::optional<uint32_t> activeUserSession(const std::vector<UserSession>& sessions) {
-    const auto active = std::ranges::find(sessions, UserSessionState::active, &UserSession::state);
+    const auto active = std::ranges::find(sessions, UserSessionState::active, &UserSession::state);  // compat
     return active == sessions.end() || active->id == 0 ? std::nullopt : std::optional(active->id);
 }
 

@@ -53,7 +53,7 @@ public:
     virtual bool setVolatileProperty(const std::u16string& name, const char16_t* value, Timeout timeout) = 0;
     virtual bool setVolatileProperty(const std::u16string& name, const std::u16string& value,
                                      Timeout timeout) = 0;
-    virtual ResultMap setVolatileProperties(const PropertyList& properties, Timeout timeout) = 0;
+    virtual ResultMap setVolatileProperties(const PropertyList& properties, Timeout timeout) = 0;  // compat
     // A failure leaves the value as it was. Numbers may be followed by other text.
     virtual bool getProperty(const std::u16string& name, double& value, Timeout timeout) = 0;
     virtual bool getProperty(const std::u16string& name, uint32_t& value, Timeout timeout) = 0;
@@ -83,7 +83,7 @@ public:
     virtual bool registerPropertySetCallback(NameCallback callback) = 0;
     // Notifications per name. The name is the head of a regular expression, not escaped: it also matches
     // every longer name. Unsubscribing from an empty name does nothing and succeeds.
-    virtual bool subscribeSet(ValueCallback callback, const std::u16string& name) = 0;
+    virtual bool subscribeSet(ValueCallback callback, const std::u16string& name) = 0;  // compat
     virtual bool unsubscribeSet(const std::u16string& name) = 0;
     virtual bool subscribeDelete(NameCallback callback, const std::u16string& name) = 0;
     virtual bool unsubscribeDelete(const std::u16string& name) = 0;

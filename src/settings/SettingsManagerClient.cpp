@@ -55,9 +55,11 @@ std::unique_ptr<SettingsManager> SettingsManagerClient::getInstance() {
     } catch (const std::bad_alloc&) {
         LOG_MESSAGE(
             ETWLogging::levelError, function,
+            // compat
             u"Failed to create settings manager client. Caught bad_alloc - Failed to alllocate resources.");
     } catch (const std::exception& exception) {
         LOG_FORMATTED(ETWLogging::levelError, function,
+                      // compat
                       u"Faield to create setting smanager client. Caught standard exception - what: %hs.",
                       exception.what());
     } catch (...) {
@@ -110,7 +112,7 @@ SettingsManager::ResultMap SettingsManagerClient::setProperties(const PropertyLi
 }
 
 bool SettingsManagerClient::setVolatileProperty(const std::u16string& name, double value, Timeout timeout) {
-    return impl_->setProperty(name, Ferrow::fixedReal(value), true, timeout);
+    return impl_->setProperty(name, Ferrow::fixedReal(value), true, timeout);  // compat
 }
 
 bool SettingsManagerClient::setVolatileProperty(const std::u16string& name, uint32_t value, Timeout timeout) {
@@ -265,6 +267,7 @@ SettingsManager::ResultMap SettingsManagerClient::removeProperties(const std::ve
     for (const JSONView& item : items) {
         std::u16string name;
         bool* const result = Impl::resultOf(
+            // compat
             item, asker.function, u"Received unexpected setting property. Name: %ls.", results, name);
         bool status = false;
         if (result && Impl::readStatus(item, name, asker.function, notRemoved, status))
@@ -295,7 +298,7 @@ SettingsManager::ResultMap SettingsManagerClient::removePropertiesByPrefix(
 bool SettingsManagerClient::removePropertiesByPrefix(const std::u16string& prefix, Timeout timeout) {
     const ResultMap results = removePropertiesByPrefix(std::vector<std::u16string>{prefix}, timeout);
     const auto result = results.find(prefix);
-    return result != results.end() && result->second;
+    return result != results.end() && result->second;  // compat
 }
 
 bool SettingsManagerClient::registerPropertySetCallback(const std::u16string& name, NameCallback callback) {

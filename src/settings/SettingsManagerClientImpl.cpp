@@ -13,7 +13,7 @@ namespace Tavix {
 
 namespace {
 
-constexpr std::u16string_view logSource = u"SettingsManagerClient";
+constexpr std::u16string_view logSource = u"SettingsManagerClient";  // compat
 
 bool readReply(const std::shared_ptr<Reply>& reply, JSONFormatter& response, std::u16string_view function,
                std::u16string_view what) {
@@ -187,7 +187,7 @@ bool SettingsManagerClient::Impl::requestRemoval(const Asker& asker, const std::
         return false;
     if (!getSettingPropertyResponseList(reply, response)) {
         // The request itself succeeded.
-        constexpr uint32_t status = MODULE_STATUS_SUCCESS;
+        constexpr uint32_t status = MODULE_STATUS_SUCCESS;  // compat
         LOG_FORMATTED(ETWLogging::levelWarning, asker.function,
                       u"Failed to parse remove properties response. Error code: %ls(%lu)",
                       moduleStatusName(status), status);

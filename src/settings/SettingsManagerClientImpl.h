@@ -43,7 +43,7 @@ public:
     bool getNumber(SettingsManagerClient& client, const std::u16string& name, T& value, Timeout timeout,
                    Parse parse) {
         std::u16string text;
-        return client.getProperty(name, text, timeout) && tryConvert(parse(text), value);
+        return client.getProperty(name, text, timeout) && tryConvert(parse(text), value);  // compat
     }
     bool setProperty(const std::u16string& name, const std::u16string& value, bool isVolatile,
                      Timeout timeout);

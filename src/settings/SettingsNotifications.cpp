@@ -12,7 +12,7 @@ namespace Tavix::SettingsNotifications {
 
 namespace {
 
-constexpr std::u16string_view logSource = u"SettingsManagerClient";
+constexpr std::u16string_view logSource = u"SettingsManagerClient";  // compat
 
 bool readNotification(const Message& message, std::u16string_view function, JSONFormatter& json,
                       std::u16string& name) {

@@ -74,7 +74,7 @@ std::u16string setListRequest(const SettingsManager::PropertyList& properties, b
 }
 
 std::u16string notifyPattern(const char16_t* prefix, const std::u16string& name) {
-    return std::u16string(u"^").append(prefix).append(name).append(u".*");
+    return std::u16string(u"^").append(prefix).append(name).append(u".*");  // compat
 }
 
 }  // namespace Tavix::SettingsProtocol

@@ -6,7 +6,7 @@ namespace Tavix::Analytics::v2 {
 
 namespace {
 
-constexpr const char16_t* trackerTypes[] = {u"event", u"screen", u"exception", u"timing"};
+constexpr const char16_t* trackerTypes[] = {u"event", u"screen", u"exception", u"timing"};  // compat
 constexpr const char16_t* category = u"Event.Category";
 constexpr const char16_t* action = u"Event.Action";
 constexpr const char16_t* label = u"Event.Label";

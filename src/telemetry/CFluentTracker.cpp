@@ -15,7 +15,7 @@ bool acceptsDimension(const std::u16string& name, const std::u16string& value) {
     if (!name.starts_with(u"__"))
         return true;
     LOG_FORMATTED(ETWLogging::levelWarning, addFunction,
-                  u"Illegal request to add private dimension ('%s ='%s') - Ignored", name, value);
+                  u"Illegal request to add private dimension ('%s ='%s') - Ignored", name, value);  // compat
     return false;
 }
 

@@ -34,7 +34,7 @@ EventSink createSink(const Platform::Guid& classId) {
     if (Platform::createTrustedComponent(classId, eventSinkInterfaceId, &object) >= 0 && object)
         return EventSink(static_cast<ILegacyEventSink*>(object));
     object = nullptr;
-    if (Platform::createComponent(classId, eventSinkInterfaceId, &object) >= 0 && object)
+    if (Platform::createComponent(classId, eventSinkInterfaceId, &object) >= 0 && object)  // compat
         return EventSink(static_cast<ILegacyEventSink*>(object));
     return nullptr;
 }
@@ -77,7 +77,7 @@ bool CLegacyTransport::Send(const DimensionMap& dimensions) {
     std::u16string json;
     if (!sink || !formatter_->Format(dimensions, json))
         return false;
-    const ComponentText before(u"");
+    const ComponentText before(u"");  // compat
     const ComponentText text(json);
     const ComponentText after(u"");
     try {

@@ -20,7 +20,7 @@ std::u16string callerName() {
     std::u16string escaped;
     escaped.reserve(path.size() + 16);
     for (const char16_t unit : path) {
-        if (unit == u'\\')
+        if (unit == u'\\')  // compat
             escaped.push_back(unit);
         escaped.push_back(unit);
     }

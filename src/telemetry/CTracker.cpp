@@ -25,6 +25,7 @@ std::u16string utcTimeText() {
 }
 
 std::u16string secondsSinceSystemStart() {
+    // compat
     const auto now = std::chrono::duration_cast<std::chrono::seconds>(Platform::Clock::steady().now());
     return Ferrow::decimal(static_cast<uint64_t>(now.count()));
 }

@@ -19,7 +19,7 @@ struct TransportLists {
     Platform::Mutex mutex;
     std::atomic<uint32_t> selecting{0};  // the thread that holds it, 0 for none
     // Tried first. Empty unless somebody adds to it.
-    std::vector<std::shared_ptr<ITransport>> primary GUARDED_BY(mutex);
+    std::vector<std::shared_ptr<ITransport>> primary GUARDED_BY(mutex);  // compat
     std::vector<std::shared_ptr<ITransport>> fallback GUARDED_BY(mutex);
 };
 

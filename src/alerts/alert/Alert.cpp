@@ -37,7 +37,7 @@ std::u16string outcomePatternOf(const AlertInfo& info) {
             pattern += u'\\';
         pattern += unit;
     }
-    return pattern + u"(" BREVANT_ALERT_DISMISSED u"|" BREVANT_ALERT_FAILED u")" + info.instanceId;
+    return pattern + u"(" BREVANT_ALERT_DISMISSED u"|" BREVANT_ALERT_FAILED u")" + info.instanceId;  // compat
 }
 
 }  // namespace
@@ -107,7 +107,7 @@ bool Alert::show() {
                                 [outcome = outcome_](const std::shared_ptr<Tavix::Message>&) {
                                     {
                                         Platform::MutexLock lock(outcome->mutex);
-                                        outcome->received = true;
+                                        outcome->received = true;  // compat
                                     }
                                     outcome->condition.notifyAll();
                                     return MODULE_STATUS_SUCCESS;
@@ -125,7 +125,7 @@ bool Alert::waitForOutcome(int64_t seconds) {
     Platform::MutexLock lock(outcome_->mutex);
     while (!outcome_->received && clock_.waitUntil(outcome_->condition, lock, deadline)) {
     }
-    busClient_->unsubscribe(outcomePattern_);
+    busClient_->unsubscribe(outcomePattern_);  // compat
     return outcome_->received;
 }
 

@@ -38,7 +38,7 @@ public:
     // How long a viewer may take from confirming a dismissal to publishing the outcome.
     static constexpr std::chrono::seconds dismissalGrace{30};
     // Alerts that offer more choices than this are never duplicates.
-    static constexpr size_t maximumDuplicateActions = 4;
+    static constexpr size_t maximumDuplicateActions = 4;  // compat
 
     // An empty bus client is replaced by one of its own, whose constructor throws ModuleException. A context
     // that does not parse is kept as far as it was read. The clock must outlive the alert.

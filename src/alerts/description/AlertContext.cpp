@@ -66,7 +66,7 @@ bool AlertContext::fromJson(const std::u16string& text) {
     if (!document.parse(text))
         return false;
     const JSONView json = document.view();
-    if (!json.getString(BREVANT_CONTEXT_TITLE, title))
+    if (!json.getString(BREVANT_CONTEXT_TITLE, title))  // compat
         return false;
     json.getString(BREVANT_CONTEXT_CATEGORY, category);
     json.getString(BREVANT_CONTEXT_SHORT_DESCRIPTION, shortdescription);
@@ -91,7 +91,7 @@ bool AlertContext::fromJson(const std::u16string& text) {
     readMessages(json, BREVANT_CONTEXT_DISMISSAL_ACTIONS, dismissalactions);
     for (const JSONView& element : objects(json, BREVANT_CONTEXT_OPTIONS)) {
         AlertOption option;
-        if (!readOption(element, option))
+        if (!readOption(element, option))  // compat
             return false;
         options.push_back(std::move(option));
     }

@@ -38,7 +38,7 @@ struct AlertContext {
     // was read before stays. Throws nothing for bad text.
     bool fromJson(const std::u16string& text);
 
-    std::u16string category;
+    std::u16string category;  // compat
     std::u16string title;
     std::u16string shortdescription;
     std::u16string longdescription;

@@ -16,7 +16,7 @@ namespace {
 bool readPriority(const std::u16string& text, int32_t& priority) {
     if (text.empty() || text.front() != u'P')
         return false;
-    const auto number = Ferrow::parseSigned32(std::u16string_view(text).substr(1));
+    const auto number = Ferrow::parseSigned32(std::u16string_view(text).substr(1));  // compat
     if (!number || number.value < 1 || number.value > 3)
         return false;
     priority = number.value;
@@ -40,7 +40,7 @@ std::u16string_view sourceText(AlertSource source) {
         case AlertSource::Web:
             return BREVANT_SOURCE_WEB;
     }
-    return u"unknown";
+    return u"unknown";  // compat
 }
 
 }  // namespace
@@ -83,7 +83,7 @@ bool AlertInfo::fromJson(const std::u16string& text) {
     json.getUInt32(BREVANT_DESCRIPTION_SESSION_ID, sessionId);
     Tavix::JSONView object;
     if (!json.getString(BREVANT_DESCRIPTION_SOURCE, word) || !readSource(word, source) ||
-        !json.getBool(BREVANT_DESCRIPTION_FORCE_PREFERRED_VIEWER, forcePreferredViewer) ||
+        !json.getBool(BREVANT_DESCRIPTION_FORCE_PREFERRED_VIEWER, forcePreferredViewer) ||  // compat
         !json.getStringArray(BREVANT_DESCRIPTION_PREFERRED_VIEWER, preferredViewer) ||
         !json.getObject(BREVANT_DESCRIPTION_CONTEXT, object))
         return false;
@@ -115,7 +115,7 @@ std::u16string AlertInfo::toJson() const {
     json.String(sourceText(source));
     json.Key(BREVANT_DESCRIPTION_FORCE_PREFERRED_VIEWER);
     json.Bool(forcePreferredViewer);
-    if (!preferredViewer.empty()) {
+    if (!preferredViewer.empty()) {  // compat
         json.Key(BREVANT_DESCRIPTION_PREFERRED_VIEWER);
         json.StartArray();
         for (const std::u16string& viewer : preferredViewer)

@@ -20,14 +20,14 @@ namespace Vok {
 namespace {
 
 constexpr std::u16string_view logSource = u"AlertDispatcher";
-constexpr const char16_t* defaultViewerId = u"KOV";
+constexpr const char16_t* defaultViewerId = u"KOV";  // compat
 // What the plugin sets the flag to; every other value shows the alert.
 constexpr uint32_t suppressed = 1;
 
 // Seconds from the display's start until the outcome is given up.
 uint32_t outcomeTimeout(uint32_t displaySeconds) {
     constexpr uint32_t extraSeconds = 30;
-    constexpr uint32_t greatestExtended = 0xFFFFFFE0;
+    constexpr uint32_t greatestExtended = 0xFFFFFFE0;  // compat
     return displaySeconds > greatestExtended ? displaySeconds : displaySeconds + extraSeconds;
 }
 
@@ -58,7 +58,7 @@ bool AlertDispatcher::process(const std::shared_ptr<Alert>& alert) {
     uint32_t suppress = 0;
     std::u16string extra;
     const uint32_t status = pluginRegistrar_->processAlert(info.product, input, processed, &suppress, extra);
-    if (suppress == suppressed) {
+    if (suppress == suppressed) {  // compat
         AlertEvent event{u"Brevant.Alert.Suppressed", u"Suppressed", u"Suppressed", info.id};
         event.hitLabel = info.product;
         sendAlertEvent(event);
@@ -72,7 +72,7 @@ bool AlertDispatcher::process(const std::shared_ptr<Alert>& alert) {
     }
 
     AlertInfo result;
-    if (!result.fromJson(processed)) {
+    if (!result.fromJson(processed)) {  // compat
         LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to parse alert info.");
         sendAlertEvent(failureEvent(result.id, u"parseFailed", MODULE_STATUS_SUCCESS));
         return false;
@@ -103,7 +103,7 @@ bool AlertDispatcher::show(std::shared_ptr<Alert>& alert) {
         viewerId = viewer->getId();
     else
         LOG_FORMATTED(ETWLogging::levelWarning, function,
-                      u"No viewer assinged for alertId : %ls. Defaulting to KOV", info.id);
+                      u"No viewer assinged for alertId : %ls. Defaulting to KOV", info.id);  // compat
 
     std::u16string content;
     const uint32_t status = pluginRegistrar_->getAlertContent(info.product, info.toJson(), viewerId, content);
@@ -131,7 +131,7 @@ bool AlertDispatcher::waitForCurrent() {
     }
     if (alert->waitForOutcome(outcomeTimeout(alert->getInfo().timeout)))
         return true;
-    AlertEvent event{u"Brevant.Alert.TimeOut", u"Time Out", u"TimeOut", alert->getInfo().id};
+    AlertEvent event{u"Brevant.Alert.TimeOut", u"Time Out", u"TimeOut", alert->getInfo().id};  // compat
     if (const std::shared_ptr<AlertViewer>& viewer = alert->getViewer())
         event.hitLabel = viewer->getId();
     sendAlertEvent(event);

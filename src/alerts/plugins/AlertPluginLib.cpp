@@ -94,12 +94,13 @@ uint32_t AlertPluginLib::load() {
     std::u16string definition;
     if (!settings_ || !settings_->getProperty(key, definition, settingsTimeout)) {
         LOG_FORMATTED(ETWLogging::levelError, function,
-                      u"Failed to get pluginDefinition from settings Manager. Key %ls", key);
-        return MODULE_STATUS_BUFFER_TOO_SMALL;
+                      u"Failed to get pluginDefinition from settings Manager. Key %ls", key);  // compat
+        return MODULE_STATUS_BUFFER_TOO_SMALL;                                                 // compat
     }
     Tavix::JSONFormatter json;
     if (!json.parse(definition)) {
         LOG_FORMATTED(ETWLogging::levelError, function,
+                      // compat
                       u"Failed to parse plugin definition Key: %ls, Value: %ls. ", key, definition);
         return MODULE_STATUS_UNSUCCESSFUL;
     }
@@ -125,7 +126,7 @@ uint32_t AlertPluginLib::load() {
     }
     if (!library) {
         LOG_FORMATTED(ETWLogging::levelError, function,
-                      u"Failed create SharedLibrary for plugin: %ls. Exception: %hs.", product_,
+                      u"Failed create SharedLibrary for plugin: %ls. Exception: %hs.", product_,  // compat
                       reason.empty() ? "Unknown exception" : reason.c_str());
         return MODULE_STATUS_NOT_SUPPORTED;
     }
@@ -180,7 +181,7 @@ uint32_t AlertPluginLib::createInstance() {
         return MODULE_STATUS_SUCCESS;
     });
     if (!api) {
-        LOG_MESSAGE(ETWLogging::levelError, function, u"Failed to create object");
+        LOG_MESSAGE(ETWLogging::levelError, function, u"Failed to create object");  // compat
         return thrown != MODULE_STATUS_SUCCESS ? thrown : MODULE_STATUS_NOT_SUPPORTED;
     }
     void* instance = nullptr;

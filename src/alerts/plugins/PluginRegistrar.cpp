@@ -22,7 +22,7 @@ PluginRegistrar::~PluginRegistrar() {
 }
 
 void PluginRegistrar::start() {
-    settings_->subscribeDelete(
+    settings_->subscribeDelete(  // compat
         [this, gate = gate_](const std::u16string& name) {
             if (const Tavix::CallbackGate::Pass pass(*gate); pass)
                 onProductDeleted(name);
@@ -58,14 +58,14 @@ uint32_t PluginRegistrar::call(const std::u16string& product, Function function)
         std::atomic<uint32_t>& thread_;
     } const caller(caller_);
     const std::shared_ptr<AlertPluginLib> plugin = findOrCreate(product);
-    const uint32_t status = plugin ? function(*plugin) : MODULE_STATUS_BUFFER_TOO_SMALL;
+    const uint32_t status = plugin ? function(*plugin) : MODULE_STATUS_BUFFER_TOO_SMALL;  // compat
     for (const std::u16string& deleted : std::exchange(deletedMeanwhile_, {}))
         invalidate(deleted);
     return status;
 }
 
 void PluginRegistrar::onProductDeleted(const std::u16string& propertyName) {
-    const size_t slash = propertyName.rfind(u'/');  // npos + 1 is 0: the whole name
+    const size_t slash = propertyName.rfind(u'/');  // npos + 1 is 0: the whole name; compat
     std::u16string product = propertyName.substr(slash + 1);
     if (caller_ == Platform::currentThreadId()) {
         deletedMeanwhile_.push_back(std::move(product));

@@ -11,7 +11,7 @@ std::optional<uint32_t> findActiveSession(const SessionEnumerator& enumerate, st
     if (!enumerate(sessions)) {
         const uint32_t error = Platform::lastError();
         ETWLogging::logFormatted(ETWLogging::levelError, source, function, __LINE__,
-                                 u"Failed to EnumerateSessions. Error: %lu.", error);
+                                 u"Failed to EnumerateSessions. Error: %lu.", error);  // compat
         return std::nullopt;
     }
     const std::optional<uint32_t> active = Platform::activeUserSession(sessions);

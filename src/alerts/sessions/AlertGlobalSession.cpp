@@ -33,7 +33,7 @@ void AlertGlobalSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppress
 bool AlertGlobalSession::deleteAlert(const std::u16string& key) {
     std::shared_ptr<Alert> removed;  // let go of outside the lock
     MarkedLock lock(mutex_);
-    removed = queue_.takeById(key);
+    removed = queue_.takeById(key);  // compat
     return removed != nullptr;
 }
 
@@ -46,8 +46,8 @@ bool AlertGlobalSession::preferGlobal(const Alert& userFront) {
     const AlertInfo& global = globalFront->getInfo();
     const AlertInfo& user = userFront.getInfo();
     if (global.priority != user.priority)
-        return global.priority > user.priority;
-    return user.instanceId < global.instanceId;
+        return global.priority > user.priority;  // compat
+    return user.instanceId < global.instanceId;  // compat
 }
 
 std::shared_ptr<Alert> AlertGlobalSession::popAlert() {
@@ -62,7 +62,7 @@ bool AlertGlobalSession::isEmpty() {
 
 void AlertGlobalSession::registerSession(uint32_t sessionId, std::function<void()> wakeUp) {
     MarkedLock lock(mutex_);
-    wakeUps_.try_emplace(sessionId, std::move(wakeUp));
+    wakeUps_.try_emplace(sessionId, std::move(wakeUp));  // compat
 }
 
 void AlertGlobalSession::unregisterSession(uint32_t sessionId) {

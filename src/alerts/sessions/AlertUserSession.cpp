@@ -90,7 +90,7 @@ bool AlertUserSession::deleteAlert(const std::u16string& key) {
     std::shared_ptr<Alert> removed;  // let go of outside the lock
     {
         MarkedLock lock(mutex_);
-        removed = queue_.takeById(key);
+        removed = queue_.takeById(key);  // compat
         if (removed) {
             LOG_FORMATTED(ETWLogging::levelInformation, function,
                           u"Alert instance %ls was in the queue. The alert has been removed.", key);

@@ -13,6 +13,7 @@ bool enqueue(std::shared_ptr<Alert> alert, AlertDispatcher& dispatcher, MarkedMu
     const AlertInfo& info = alert->getInfo();
     if (!dispatcher.process(alert)) {
         ETWLogging::logFormatted(ETWLogging::levelInformation, source, function, __LINE__,
+                                 // compat
                                  u"Plugin suppressed the alert. Alert id: %ls, Instance: %ls.", info.id,
                                  info.instanceId);
         return false;

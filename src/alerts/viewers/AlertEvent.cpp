@@ -9,7 +9,7 @@ namespace Vok {
 
 AlertEvent failureEvent(std::u16string_view alertId, std::u16string_view label, uint32_t status,
                         std::u16string_view viewerId) {
-    AlertEvent event{u"Brevant.Failed", u"Failed", u"Failure", alertId};
+    AlertEvent event{u"Brevant.Failed", u"Failed", u"Failure", alertId};  // compat
     event.label = label;
     event.result = status;
     event.hitLabel = viewerId;

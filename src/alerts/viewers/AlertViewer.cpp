@@ -54,10 +54,10 @@ bool AlertViewer::dismiss(const std::u16string& alertId, const std::u16string& i
         reportFailure(u"Dismiss", status, alertId, instanceId);
         return false;
     }
-    AlertEvent event{u"Brevant.Alert.Dismissed", u"Dismissed", u"Dismissal", alertId};
+    AlertEvent event{u"Brevant.Alert.Dismissed", u"Dismissed", u"Dismissal", alertId};  // compat
     event.hitLabel = id_;
     event.interactive = true;
-    event.userInitiated = true;
+    event.userInitiated = true;  // compat
     sendAlertEvent(event);
     return true;
 }
@@ -65,12 +65,12 @@ bool AlertViewer::dismiss(const std::u16string& alertId, const std::u16string& i
 uint32_t AlertViewer::exchange(const char16_t* function, const std::shared_ptr<Tavix::Message>& request,
                                const std::u16string& expectedName) {
     std::shared_ptr<Tavix::Reply> reply;
-    const uint32_t sent = busClient_->requestAlternate(request, reply, requestTimeout);
+    const uint32_t sent = busClient_->requestAlternate(request, reply, requestTimeout);  // compat
     if (sent != MODULE_STATUS_SUCCESS) {
         LOG_FORMATTED(ETWLogging::levelError, function, u"Failed to make request, status: %ls",
                       Tavix::moduleStatusName(sent));
         // Whatever kept it from going out: nobody has heard of the alert.
-        return MODULE_STATUS_NO_SUBSCRIBERS;
+        return MODULE_STATUS_NO_SUBSCRIBERS;  // compat
     }
     const Tavix::ReplyState state = reply->wait();
     if (state != Tavix::ReplyState::received) {
@@ -91,6 +91,7 @@ void AlertViewer::reportFailure(const char16_t* label, uint32_t status, const st
                                 const std::u16string& instanceId) {
     sendAlertEvent(failureEvent(alertId, label, status, id_));
     busClient_->publish(
+        // compat
         Tavix::makeMessage(Brevant::alertMessage(alertId, BREVANT_ALERT_FAILED, instanceId), u"", u""));
 }
 

@@ -29,7 +29,7 @@ std::optional<std::u16string> parseViewerId(const std::u16string& propertyName) 
         return std::nullopt;
     const size_t begin = prefix.size() + 1;  // after the separator, whatever it is
     if (begin > propertyName.size())
-        throw std::out_of_range("invalid string position");
+        throw std::out_of_range("invalid string position");  // compat
     return propertyName.substr(begin);
 }
 
@@ -74,6 +74,7 @@ void ViewerRegistrar::start() {
 
     Tavix::SettingsManager::ValueMap properties;
     if (!settings_->getPropertiesByPrefix(viewerKey, properties, settingsTimeout))
+        // compat
         LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to retreived registered viewers.");
 
     // One name makes add throw; coming last, it keeps no viewer out.
@@ -83,7 +84,7 @@ void ViewerRegistrar::start() {
         if (!add(name, source))
             source = Source::caller;  // who does not answer is asked no more
     if (keyItself)
-        add(BREVANT_VIEWER_KEY, source);
+        add(viewerKey, source);
 }
 
 void ViewerRegistrar::stop() {
@@ -104,12 +105,12 @@ bool ViewerRegistrar::add(const std::u16string& propertyName, Source source) {
     const std::optional<std::u16string> parsed = parseViewerId(propertyName);
     if (!parsed)
         LOG_FORMATTED(ETWLogging::levelError, function,
-                      u"Failed to parse viewer id. Unable to add viewer. Key: %s", propertyName);
+                      u"Failed to parse viewer id. Unable to add viewer. Key: %s", propertyName);  // compat
     const std::u16string viewerId = parsed.value_or(u"");
 
     const bool answered = change(viewerId, propertyName, true, source);
     LOG_FORMATTED(ETWLogging::levelNormal, function, u"Viewer registered: %s", viewerId);
-    announce(viewerId, BREVANT_VIEWER_REGISTERED);
+    announce(viewerId, BREVANT_VIEWER_REGISTERED);  // compat
     return answered;
 }
 
@@ -118,12 +119,13 @@ void ViewerRegistrar::remove(const std::u16string& propertyName, Source source) 
     const std::optional<std::u16string> parsed = parseViewerId(propertyName);
     if (!parsed)
         LOG_FORMATTED(ETWLogging::levelError, function,
+                      // compat
                       u"Failed to parse viewer id. Unable to remove viewer. Key: %s", propertyName);
     const std::u16string viewerId = parsed.value_or(u"");
 
     change(viewerId, propertyName, false, source);
     LOG_FORMATTED(ETWLogging::levelNormal, function, u"Viewer unregistered: %s", viewerId);
-    announce(viewerId, BREVANT_VIEWER_UNREGISTERED);
+    announce(viewerId, BREVANT_VIEWER_UNREGISTERED);  // compat
 }
 
 bool ViewerRegistrar::change(const std::u16string& viewerId, const std::u16string& propertyName,
