@@ -54,6 +54,12 @@ public:
     // Writes the object that a text holds, without building a document: what parsing and writing it gives. An
     // empty object, and false, for a text that is not well-formed, no object or nested too deeply.
     bool ObjectText(const std::u16string& text);
+    // Takes over the text of an object as it stands: one that has been written by such a writer.
+    void WrittenObject(std::u16string_view text) {
+        Prefix(rapidjson::kObjectType);
+        os_->append(text);
+        EndValue(true);
+    }
 
 private:
     void writeString(std::u16string_view text);

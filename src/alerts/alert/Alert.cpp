@@ -1,12 +1,11 @@
 #include "alerts/alert/Alert.h"
 
-#include <functional>
-#include <string_view>
 #include <utility>
 
 #include <brevant/alerts.h>
 #include <brevant/status.h>
 
+#include "alerts/description/AlertContext.h"
 #include "alerts/viewers/AlertViewer.h"
 #include "bus/MessageBusClient.h"
 #include "platform/Sync.h"
@@ -15,17 +14,10 @@ namespace Vok {
 
 namespace {
 
-size_t hashOfTexts(const AlertContext& context) {
-    size_t sum = context.actions.size();
-    const auto add = [&sum](std::u16string_view text) {
-        sum ^= std::hash<std::u16string_view>()(text) + 0x9e3779b97f4a7c15u + (sum << 6) + (sum >> 2);
-    };
-    for (const AlertAction& action : context.actions)
-        add(action.text);
-    add(context.title);
-    add(context.defaultcontent);
-    add(context.detailscontent);
-    return sum;
+AlertContext contextOf(const AlertInfo& info) {
+    AlertContext context;
+    context.fromJson(info.context);
+    return context;
 }
 
 // Identifiers are commonly GUIDs in braces, which a pattern would take for repetition counts. Nothing else is
@@ -52,13 +44,10 @@ struct Alert::Outcome {
 
 Alert::Alert(AlertInfo info, std::shared_ptr<Tavix::MessageBusClient> busClient, const Platform::Clock& clock)
     : info_(std::move(info)),
-      outcomePattern_(outcomePatternOf(info_)),
+      duplicateKey_(info_.context.duplicateKey()),
       clock_(clock),
       outcome_(std::make_shared<Outcome>()),
-      busClient_(busClient ? std::move(busClient) : std::make_shared<Tavix::MessageBusClient>()) {
-    context_.fromJson(info_.context);
-    duplicateHash_ = hashOfTexts(context_);
-}
+      busClient_(busClient ? std::move(busClient) : std::make_shared<Tavix::MessageBusClient>()) {}
 
 Alert::~Alert() = default;
 
@@ -67,15 +56,11 @@ bool Alert::precedes(const Alert& other) const {
 }
 
 bool Alert::isDuplicateOf(const Alert& other) const {
-    if (!canBeDuplicate() || duplicateHash_ != other.duplicateHash_ ||
-        context_.actions.size() != other.context_.actions.size())
+    if (!canBeDuplicate() || duplicateKey_ != other.duplicateKey_)
         return false;
-    for (size_t i = 0; i < context_.actions.size(); ++i)
-        if (context_.actions[i].text != other.context_.actions[i].text)
-            return false;
-    return context_.title == other.context_.title &&
-           context_.defaultcontent == other.context_.defaultcontent &&
-           context_.detailscontent == other.context_.detailscontent;
+    // Read once more: few alerts ever come so far, and those that wait are many.
+    return info_.context.text() == other.info_.context.text() ||
+           displaySameTexts(contextOf(info_), contextOf(other.info_));
 }
 
 const AlertInfo& Alert::getInfo() const {
@@ -103,7 +88,8 @@ bool Alert::show() {
         return false;
     if (started_.exchange(true))
         return true;
-    busClient_->subscribeFilter(outcomePattern_, outcomePattern_,
+    const std::u16string pattern = outcomePatternOf(info_);
+    busClient_->subscribeFilter(pattern, pattern,
                                 [outcome = outcome_](const std::shared_ptr<Tavix::Message>&) {
                                     {
                                         Platform::MutexLock lock(outcome->mutex);
@@ -125,7 +111,7 @@ bool Alert::waitForOutcome(int64_t seconds) {
     Platform::MutexLock lock(outcome_->mutex);
     while (!outcome_->received && clock_.waitUntil(outcome_->condition, lock, deadline)) {
     }
-    busClient_->unsubscribe(outcomePattern_);  // compat
+    busClient_->unsubscribe(outcomePatternOf(info_));  // compat
     return outcome_->received;
 }
 

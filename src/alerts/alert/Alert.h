@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 
-#include "alerts/description/AlertContext.h"
 #include "alerts/description/AlertInfo.h"
 #include "platform/Clock.h"
 
@@ -75,9 +74,9 @@ public:
 
     // Equal for duplicates, so that a queue can look an alert's duplicates up instead of comparing it with
     // each.
-    size_t duplicateHash() const noexcept { return duplicateHash_; }
+    size_t duplicateHash() const noexcept { return duplicateKey_.hash; }
     // False when no alert can be a duplicate of this one.
-    bool canBeDuplicate() const noexcept { return context_.actions.size() <= maximumDuplicateActions; }
+    bool canBeDuplicate() const noexcept { return duplicateKey_.actions <= maximumDuplicateActions; }
 
 private:
     struct Outcome;
@@ -87,9 +86,7 @@ private:
     std::shared_ptr<AlertViewer> viewer_;
 
     // Constant once built.
-    const std::u16string outcomePattern_;
-    AlertContext context_;
-    size_t duplicateHash_ = 0;
+    const DuplicateKey duplicateKey_;
     const Platform::Clock& clock_;
     // Shared with the callback, which owns nothing else: it may run after the alert is gone.
     const std::shared_ptr<Outcome> outcome_;

@@ -63,9 +63,10 @@ bool readAction(const JSONView& json, AlertAction& action) {
 
 bool AlertContext::fromJson(const std::u16string& text) {
     Tavix::JSONFormatter document;
-    if (!document.parse(text))
-        return false;
-    const JSONView json = document.view();
+    return document.parse(text) && read(document.view());
+}
+
+bool AlertContext::read(const JSONView& json) {
     if (!json.getString(BREVANT_CONTEXT_TITLE, title))  // compat
         return false;
     json.getString(BREVANT_CONTEXT_CATEGORY, category);

@@ -5,6 +5,10 @@
 #include <string>
 #include <vector>
 
+namespace Tavix {
+class JSONView;
+}
+
 namespace Vok {
 
 // A bus message that is to be published when something happens to the alert. The broker only carries it.
@@ -37,6 +41,8 @@ struct AlertContext {
     // Fills a default record. False when the text is no object or a required member is missing or wrong; what
     // was read before stays. Throws nothing for bad text.
     bool fromJson(const std::u16string& text);
+    // The same with an object that has been parsed.
+    bool read(const Tavix::JSONView& json);
 
     std::u16string category;  // compat
     std::u16string title;

@@ -60,7 +60,7 @@ AlertInfo& AlertInfo::operator=(AlertInfo&& other) noexcept {
     source = other.source;
     preferredViewer = std::exchange(other.preferredViewer, {});
     forcePreferredViewer = other.forcePreferredViewer;
-    context = std::exchange(other.context, {});
+    context = std::move(other.context);
     content = std::exchange(other.content, {});
     timeout = other.timeout;
     sessionId = other.sessionId;
@@ -87,14 +87,19 @@ bool AlertInfo::fromJson(const std::u16string& text) {
         !json.getStringArray(BREVANT_DESCRIPTION_PREFERRED_VIEWER, preferredViewer) ||
         !json.getObject(BREVANT_DESCRIPTION_CONTEXT, object))
         return false;
-    context = object.toString();
+    context = ContextText(object);
     return true;
+}
+
+bool AlertInfo::readsBack() const noexcept {
+    return priority >= 1 && priority <= 3 && (source == AlertSource::Client || source == AlertSource::Web) &&
+           context.isWritten();
 }
 
 std::u16string AlertInfo::toJson() const {
     constexpr size_t keysAndNumbers = 256;
     Tavix::JSONTextSink sink(keysAndNumbers + id.size() + instanceId.size() + product.size() +
-                             content.size() + content.size() / 8 + context.size());
+                             content.size() + content.size() / 8 + context.text().size());
     Tavix::JSONTextWriter json(sink);
     json.StartObject();
     json.Key(BREVANT_DESCRIPTION_ID);
@@ -123,7 +128,10 @@ std::u16string AlertInfo::toJson() const {
         json.EndArray();
     }
     json.Key(BREVANT_DESCRIPTION_CONTEXT);
-    json.ObjectText(context);
+    if (context.isWritten())
+        json.WrittenObject(context.text());
+    else
+        json.ObjectText(context);
     json.EndObject();
     return sink.take();
 }

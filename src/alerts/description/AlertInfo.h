@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "alerts/description/ContextText.h"
+
 namespace Vok {
 
 enum class AlertSource : uint32_t {
@@ -26,6 +28,8 @@ struct AlertInfo {
     bool fromJson(const std::u16string& text);
     // Compact. An empty preferredViewer writes no member; a context that is no object text is written as {}.
     std::u16string toJson() const;
+    // Whether fromJson makes the same record of what toJson writes.
+    bool readsBack() const noexcept;
 
     std::u16string id;          // which alert
     std::u16string instanceId;  // which showing of it
@@ -34,7 +38,7 @@ struct AlertInfo {
     AlertSource source = AlertSource::Client;
     std::vector<std::u16string> preferredViewer;  // viewer identifiers, in order of preference
     bool forcePreferredViewer = false;
-    std::u16string context;  // compact JSON text of an object; see AlertContext
+    ContextText context;     // compact JSON text of an object; see AlertContext
     std::u16string content;  // from the plugin to the viewer, opaque here
     uint32_t timeout = 30;   // seconds of display
     uint32_t sessionId = 0;  // Windows session; 0 names none

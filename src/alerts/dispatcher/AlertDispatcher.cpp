@@ -68,11 +68,14 @@ bool AlertDispatcher::process(const std::shared_ptr<Alert>& alert) {
         LOG_MESSAGE(ETWLogging::levelWarning, function,
                     u"Failed to process the alert. Continuing with unprocessed input data.");
         sendAlertEvent(failureEvent(info.id, u"pluginProcessFailed", status));
-        processed = std::move(input);
+        processed = input;
     }
 
-    AlertInfo result;
-    if (!result.fromJson(processed)) {  // compat
+    // Most plugins hand back what they were given, which need not be read to know what it says.
+    AlertInfo changed;
+    const bool unchanged = processed == input && info.readsBack();
+    const AlertInfo& result = unchanged ? info : changed;
+    if (!unchanged && !changed.fromJson(processed)) {  // compat
         LOG_MESSAGE(ETWLogging::levelWarning, function, u"Failed to parse alert info.");
         sendAlertEvent(failureEvent(result.id, u"parseFailed", MODULE_STATUS_SUCCESS));
         return false;

@@ -42,7 +42,7 @@ TEST(AlertInfo, IsReadFromADescriptionWrittenInItsOwnFormAndMovedOutOf) {
     AlertInfo info(std::move(source));
     EXPECT_EQ(info.toJson(), written);
     // NOLINTNEXTLINE(bugprone-use-after-move): documented to be empty
-    EXPECT_EQ(source.id + source.instanceId + source.product + source.context + source.content, u"");
+    EXPECT_EQ(source.id + source.instanceId + source.product + source.context.text() + source.content, u"");
     EXPECT_TRUE(source.preferredViewer.empty());
 }
 
@@ -59,7 +59,7 @@ TEST(AlertInfo, IsRefusedWithoutARequiredMemberOfTheRightKind) {
             EXPECT_FALSE(AlertInfo().fromJson(description(name, value))) << testing::PrintToString(value);
     AlertInfo info;
     EXPECT_FALSE(info.fromJson(description(u"source", u"\"tv\"")));
-    EXPECT_EQ(info.id + info.content + info.context, u"firewall<b>\"hi\"</b>");
+    EXPECT_EQ(info.id + info.content + info.context.text(), u"firewall<b>\"hi\"</b>");
 }
 
 TEST(AlertInfo, TakesPrioritiesAsNumbersAreReadAndKeepsDefaultsForWhatIsWrong) {
