@@ -14,10 +14,10 @@
 namespace Platform {
 namespace {
 
-constexpr uint32_t selfEvents = IN_DELETE_SELF | IN_MOVE_SELF;
+constexpr uint32_t selfEvents = IN_DELETE_SELF | IN_MOVE_SELF | IN_ATTRIB;
 constexpr uint32_t entryEvents =
     selfEvents | IN_CREATE | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE;
-constexpr uint32_t fileEvents = selfEvents | IN_CLOSE_WRITE | IN_ATTRIB;
+constexpr uint32_t fileEvents = selfEvents | IN_CLOSE_WRITE;
 
 std::string joined(std::string folder, const std::string& name) {
     if (folder != "/")
@@ -59,8 +59,9 @@ bool isShared(const std::string& path) {
 
 }  // namespace
 
-PathWatch::PathWatch(std::string path)
+PathWatch::PathWatch(std::string path, Writes writes)
     : path_(std::move(path)),
+      writes_(writes),
       notifications_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)),
       mounts_(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)) {
     arm();
@@ -82,6 +83,15 @@ bool PathWatch::wait(int cancelled) {
         arm();
         return true;
     }
+}
+
+bool PathWatch::unchanged() noexcept {
+    if (!toldOfAll_)
+        return false;
+    pollfd descriptors[] = {{notifications_.get(), POLLIN, 0}, {mounts_.get(), POLLPRI, 0}};
+    const int ready = poll(descriptors, 2, 0);
+    toldOfAll_ = ready == 0 || (ready > 0 && descriptors[1].revents == 0 && !takeNotifications());
+    return toldOfAll_;
 }
 
 // The folders on the way are watched for themselves alone, those with a link in them and the last one for the
@@ -128,7 +138,7 @@ PathWatch::Entries PathWatch::watch(const std::vector<Step>& steps) {
     Entries entries;
     toldOfAll_ = true;
     for (const Step& step : steps) {
-        const uint32_t events = step.file            ? fileEvents
+        const uint32_t events = step.file            ? fileEvents | (writes_ == Writes::each ? IN_MODIFY : 0)
                                 : step.entry.empty() ? selfEvents | IN_ONLYDIR
                                                      : entryEvents | IN_ONLYDIR;
         const int watch = inotify_add_watch(notifications_.get(), step.watched.c_str(), events | IN_MASK_ADD);
@@ -161,7 +171,7 @@ void PathWatch::arm() {
 }
 
 // Whether a notification concerned the path.
-bool PathWatch::takeNotifications() {
+bool PathWatch::takeNotifications() noexcept {
     alignas(inotify_event) char buffer[4096];
     bool concerned = false;
     for (;;) {

@@ -15,12 +15,17 @@ namespace Platform {
 // mounted.
 class PathWatch {
 public:
+    // Whether a write counts when it happens, or when the writer closes the file and so has finished.
+    enum class Writes { each, finished };
+
     // Watching begins here.
-    explicit PathWatch(std::string path);
+    explicit PathWatch(std::string path, Writes writes = Writes::finished);
 
     // Blocks until something may have changed (true) or the descriptor can be read (false). One thread at a
     // time.
     bool wait(int cancelled);
+    // True when nothing can have changed since watching began or wait last returned. Once false, it stays so.
+    bool unchanged() noexcept;
 
 private:
     // One thing on the way along the path.
@@ -38,9 +43,10 @@ private:
     std::vector<Step> steps() const;
     Entries watch(const std::vector<Step>& steps);
     void arm();
-    bool takeNotifications();
+    bool takeNotifications() noexcept;
 
     const std::string path_;
+    const Writes writes_;
     const FileDescriptor notifications_;
     const FileDescriptor mounts_;
     Entries watches_;

@@ -7,6 +7,7 @@
 #include "platform/Diagnostics.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
+#include "platform/KnownFiles.h"
 #include "platform/ProcessWide.h"
 #include "platform/SystemTime.h"
 
@@ -24,13 +25,12 @@ class RegistryCache {
 public:
     std::shared_ptr<const RegistryNode> current() {
         std::string path = registryFilePath();
-        const FileState state = fileState(path);
         std::shared_ptr<const RegistryNode> tree;
         std::optional<std::u16string> problem;
         {
             MutexLock lock(mutex_);
-            if (!tree_ || path != path_ || state != state_ || !settled_)
-                problem = read(std::move(path), state);
+            if (!tree_ || path != path_ || !watch_.unchanged())
+                problem = look(std::move(path));
             tree = tree_;
         }
         if (problem)
@@ -40,6 +40,15 @@ public:
     }
 
 private:
+    std::optional<std::u16string> look(std::string path) REQUIRES(mutex_) {
+        const std::u16string portable = portablePath(path);
+        watch_.follow({&portable, 1});
+        const FileState state = fileState(path);
+        if (tree_ && path == path_ && state == state_ && settled_)
+            return std::nullopt;
+        return read(std::move(path), state);
+    }
+
     // Returns the problem of a text that has not been reported yet.
     std::optional<std::u16string> read(std::string path, const FileState& state) REQUIRES(mutex_) {
         // Two writes within one tick of the file system's clock leave the same state behind, so a file that
@@ -74,6 +83,7 @@ private:
     // Guards the members below. Leaf: the file is read under it so that one thread reads for all.
     Mutex mutex_;
     std::string path_ GUARDED_BY(mutex_);
+    KnownFiles watch_ GUARDED_BY(mutex_);
     FileState state_ GUARDED_BY(mutex_);
     bool settled_ GUARDED_BY(mutex_) = false;
     size_t fingerprint_ GUARDED_BY(mutex_) = 0;

@@ -6,7 +6,9 @@
 
 #include "platform/Files.h"
 #include "platform/Folders.h"
+#include "platform/KnownFiles.h"
 #include "platform/Process.h"
+#include "platform/ProcessWide.h"
 #include "platform/linux/NativeErrors.h"
 #include "text/Utf.h"
 
@@ -35,19 +37,20 @@ std::optional<UserSession> parseSession(std::string_view line) {
     return session;
 }
 
-}  // namespace
+// Their error is 0 when there is none.
+struct SessionList {
+    std::vector<UserSession> sessions;
+    uint32_t error = 0;
+};
 
-bool enumerateUserSessions(std::vector<UserSession>& sessions) {
-    sessions.clear();
+SessionList readSessions(const std::u16string& path) {
     setLastError(0);
-    const std::optional<std::string> text = readFile(platformFolder() + u"\\sessions", mostBytes);
-    if (!text) {
-        if (lastError() != errorFileNotFound && lastError() != errorPathNotFound)
-            return false;
-        setLastError(0);
-        sessions.push_back({1, UserSessionState::active});
-        return true;
-    }
+    const std::optional<std::string> text = readFile(path, mostBytes);
+    if (!text && (lastError() == errorFileNotFound || lastError() == errorPathNotFound))
+        return {{{1, UserSessionState::active}}};
+    if (!text)
+        return {{}, lastError()};
+    SessionList list;
     std::string_view rest = *text;
     while (!rest.empty()) {
         const size_t end = rest.find('\n');
@@ -57,14 +60,43 @@ bool enumerateUserSessions(std::vector<UserSession>& sessions) {
         if (line.empty())
             continue;
         const std::optional<UserSession> session = parseSession(line);
-        if (!session) {
-            sessions.clear();
-            setLastError(errorInvalidData);
-            return false;
-        }
-        sessions.push_back(*session);
+        if (!session)
+            return {{}, errorInvalidData};
+        list.sessions.push_back(*session);
     }
-    return true;
+    return list;
+}
+
+// What the file said, for as long as it is known to say so.
+class SessionFile {
+public:
+    SessionList current() {
+        const std::u16string path = platformFolder() + u"\\sessions";
+        MutexLock lock(mutex_);
+        if (path != path_ || !watch_.unchanged()) {
+            path_ = path;
+            watch_.follow({&path_, 1});
+            list_ = readSessions(path_);
+        }
+        return list_;
+    }
+
+private:
+    Mutex mutex_;  // leaf: the file is read under it so that one thread reads for all
+    std::u16string path_ GUARDED_BY(mutex_);
+    KnownFiles watch_ GUARDED_BY(mutex_);
+    SessionList list_ GUARDED_BY(mutex_);
+};
+
+constinit ProcessWide<SessionFile> sessionFile;
+
+}  // namespace
+
+bool enumerateUserSessions(std::vector<UserSession>& sessions) {
+    SessionList list = sessionFile.get().current();
+    sessions = std::move(list.sessions);
+    setLastError(list.error);
+    return list.error == 0;
 }
 
 }  // namespace Platform

@@ -1,0 +1,29 @@
+// Tells that files are as they were without looking at them again.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+
+namespace Platform {
+
+// The files themselves, and each folder, link and mount that leads to them. Belongs to one thread at a time.
+class KnownFiles {
+public:
+    KnownFiles() noexcept;
+    ~KnownFiles();
+    KnownFiles(const KnownFiles&) = delete;
+    KnownFiles& operator=(const KnownFiles&) = delete;
+
+    // Speaks of these files instead, whether or not they exist. Look at them afterwards. Full paths.
+    void follow(std::span<const std::u16string> paths);
+    // True only when nothing can have changed since follow began; costs a system call for each file. Always
+    // false before, and where the system does not tell of changes.
+    bool unchanged() noexcept;
+
+private:
+    struct Watches;
+    std::unique_ptr<Watches> watches_;
+};
+
+}  // namespace Platform
