@@ -28,8 +28,10 @@ private:
     std::unique_ptr<State> state_;
 };
 
-// The system's number for the calling thread.
+// The system's number for the calling thread; asking takes a system call.
 uint32_t currentThreadId() noexcept;
+// Tells the calling thread from every other that runs now; asking takes none. Never 0.
+uintptr_t currentThread() noexcept;
 
 // The threads inside a stretch of code, each listed once for each time it entered. Serves where thread_local
 // would leave storage of an unloaded library behind on the host's threads, as it does on Windows. The owner
@@ -39,17 +41,17 @@ public:
     // Stands on the stack of its thread, from enter to leave.
     class Mark : public StackList<Mark>::Link {
         friend class ThreadList;
-        const uint32_t thread_ = currentThreadId();
+        const uintptr_t thread_ = currentThread();
     };
     void enter(Mark& mark) noexcept { marks_.add(mark); }
     void leave(Mark& mark) noexcept { marks_.remove(mark); }
 
     bool hasAny() const noexcept { return !marks_.empty(); }
     bool hasCurrent() const noexcept {
-        return marks_.anyOf([self = currentThreadId()](const Mark& mark) { return mark.thread_ == self; });
+        return marks_.anyOf([self = currentThread()](const Mark& mark) { return mark.thread_ == self; });
     }
     bool hasOther() const noexcept {
-        return marks_.anyOf([self = currentThreadId()](const Mark& mark) { return mark.thread_ != self; });
+        return marks_.anyOf([self = currentThread()](const Mark& mark) { return mark.thread_ != self; });
     }
 
 private:

@@ -51,11 +51,11 @@ template <class Function>
 uint32_t PluginRegistrar::call(const std::u16string& product, Function function) {
     Platform::MutexLock lock(mutex_);
     struct Caller {
-        explicit Caller(std::atomic<uint32_t>& thread) : thread_(thread) {
-            thread_ = Platform::currentThreadId();
+        explicit Caller(std::atomic<uintptr_t>& thread) : thread_(thread) {
+            thread_ = Platform::currentThread();
         }
         ~Caller() { thread_ = 0; }
-        std::atomic<uint32_t>& thread_;
+        std::atomic<uintptr_t>& thread_;
     } const caller(caller_);
     const std::shared_ptr<AlertPluginLib> plugin = findOrCreate(product);
     const uint32_t status = plugin ? function(*plugin) : MODULE_STATUS_BUFFER_TOO_SMALL;  // compat
@@ -67,7 +67,7 @@ uint32_t PluginRegistrar::call(const std::u16string& product, Function function)
 void PluginRegistrar::onProductDeleted(const std::u16string& propertyName) {
     const size_t slash = propertyName.rfind(u'/');  // npos + 1 is 0: the whole name; compat
     std::u16string product = propertyName.substr(slash + 1);
-    if (caller_ == Platform::currentThreadId()) {
+    if (caller_ == Platform::currentThread()) {
         deletedMeanwhile_.push_back(std::move(product));
         return;
     }

@@ -68,7 +68,7 @@ private:
 
     // The thread that makes a call, 0 between calls. A bus that delivers from inside the call's own requests
     // tells of deletions on that thread, which holds the mutex; they take effect when the call ends.
-    std::atomic<uint32_t> caller_{0};
+    std::atomic<uintptr_t> caller_{0};
     std::vector<std::u16string> deletedMeanwhile_;  // the caller's alone
 };
 

@@ -1,5 +1,6 @@
 #include "platform/Thread.h"
 
+#include <pthread.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -32,6 +33,10 @@ void Thread::join() {
 
 uint32_t currentThreadId() noexcept {
     return static_cast<uint32_t>(gettid());
+}
+
+uintptr_t currentThread() noexcept {
+    return static_cast<uintptr_t>(pthread_self());
 }
 
 }  // namespace Platform

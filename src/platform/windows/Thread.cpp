@@ -63,4 +63,8 @@ uint32_t currentThreadId() noexcept {
     return GetCurrentThreadId();
 }
 
+uintptr_t currentThread() noexcept {
+    return GetCurrentThreadId();
+}
+
 }  // namespace Platform
