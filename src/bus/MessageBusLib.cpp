@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "bus/BusLibrary.h"
 #include "bus/MessageBusShimImpl.h"
 #include "bus/PerfTimer.h"
 #include "library/SharedLibrary.h"
@@ -14,11 +15,6 @@ namespace {
 
 constexpr std::u16string_view logSource = u"MessageBusLib";
 constexpr std::u16string_view constructor = u"Tavix::MessageBusLib::MessageBusLib";
-
-std::shared_ptr<SharedLibrary> loadBusLibrary() {
-    return std::make_shared<SharedLibrary>(
-        LibraryDefinition{u"MessageBus.dll", {u"$(App.Folder)", u"$(Ostrel.InstallDir)"}});
-}
 
 }  // namespace
 
