@@ -32,8 +32,8 @@ Message::Message(std::u16string name, std::u16string sender, std::u16string payl
     : name_(std::move(name)),
       sender_(std::move(sender)),
       payload_(std::move(payload)),
-      header_(std::make_unique<MessageHeader>(brevantDefaultHeader())) {
-    header_->totalSize = totalSizeOf(*this);
+      header_(brevantDefaultHeader()) {
+    header_.totalSize = totalSizeOf(*this);
 }
 
 std::shared_ptr<Message> makeMessage(std::u16string name, std::u16string sender,

@@ -19,13 +19,13 @@ public:
     const std::u16string& name() const noexcept { return name_; }
     const std::u16string& sender() const noexcept { return sender_; }
     const std::u16string& payload() const noexcept { return payload_; }
-    MessageHeader* header() const noexcept { return header_.get(); }
+    MessageHeader* header() const noexcept { return &header_; }
 
 private:
     std::u16string name_;
     std::u16string sender_;
     std::u16string payload_;
-    std::unique_ptr<MessageHeader> header_;
+    mutable MessageHeader header_;
 };
 
 // The tail of a version 2 header, from byte 100 on.
