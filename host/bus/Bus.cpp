@@ -214,18 +214,25 @@ uint32_t Bus::send(BrevantBusHandle handle, const MessageHeader& header, const T
             return status;
     }
     std::shared_ptr<const Subscription> crowded;
+    TaskQueue runnable;
     try {
         pool();
         std::list<Delivery> deliveries(receivers.size(), Delivery{message, request});
         for (const auto& receiver : receivers)
-            if (enqueue(receiver, publisher->requester.handle, deliveries))
+            if (enqueue(receiver, publisher->requester.handle, deliveries, runnable))
                 crowded = receiver;
     } catch (...) {
         if (request)
             requests_.cancel(*request);
+        // What has been queued is delivered.
+        if (!runnable.empty())
+            pool_->postMessages(runnable);
         throw;
     }
+    const std::shared_ptr<WorkerPool> posted = pool_;
     lock.unlock();
+    if (!runnable.empty())
+        posted->postMessages(runnable, answer ? WorkerPool::Poster::waits : WorkerPool::Poster::returns);
     if (crowded)
         reportCrowded(*crowded);
     return MODULE_STATUS_SUCCESS;
@@ -270,7 +277,7 @@ uint32_t Bus::reply(BrevantBusHandle handle, const MessageHeader& header, const 
 }
 
 bool Bus::enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publisher,
-                  std::list<Delivery>& deliveries) {
+                  std::list<Delivery>& deliveries, TaskQueue& runnable) {
     std::shared_ptr<Backlog>& backlog = receiver->backlogs[publisher];
     if (backlog) {
         backlog->queue.splice(backlog->queue.end(), deliveries, deliveries.begin());
@@ -285,7 +292,7 @@ bool Bus::enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publis
     backlog->queue.splice(backlog->queue.end(), deliveries, deliveries.begin());
     if (receiver->runnableBacklogs < subscriptionCallbacks) {
         ++receiver->runnableBacklogs;
-        pool_->postMessage(backlog);
+        runnable.push(backlog);
         return false;
     }
     receiver->parkedBacklogs.push(backlog);

@@ -90,9 +90,10 @@ private:
     uint32_t findReceivers(BrevantBusHandle handle, const char16_t* name, Subscriptions& receivers,
                            std::shared_ptr<MessageAccount>& account);
     uint32_t reply(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts);
-    // Takes the first delivery. True when the subscription reaches its bound for the first time.
+    // Takes the first delivery; what is to be posted for it goes to runnable. True when the subscription
+    // reaches its bound for the first time.
     bool enqueue(const std::shared_ptr<Subscription>& receiver, uint64_t publisher,
-                 std::list<Delivery>& deliveries) REQUIRES(mutex_);
+                 std::list<Delivery>& deliveries, TaskQueue& runnable) REQUIRES(mutex_);
     static void noteFunction(Handle& handle, RunningCalls::Function function);
 
     void deliverNext(Backlog& backlog) noexcept;

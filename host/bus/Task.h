@@ -44,6 +44,14 @@ public:
         --size_;
         return task;
     }
+    // Takes all of another queue, in their order.
+    void splice(TaskQueue& other) noexcept {
+        if (other.empty())
+            return;
+        (last_ ? last_->next_ : first_) = std::move(other.first_);
+        last_ = std::exchange(other.last_, nullptr);
+        size_ += std::exchange(other.size_, 0);
+    }
     // One by one: a long chain must not be freed by recursion.
     void clear() noexcept {
         while (pop())

@@ -1,16 +1,28 @@
 #include "host/bus/WorkerPool.h"
 
 #include <algorithm>
-#include <iterator>
 #include <system_error>
 #include <utility>
 
 #include "platform/DebuggerOutput.h"
+#include "platform/Processor.h"
 #include "text/Format.h"
 
 namespace EmbeddedBus {
 
 namespace {
+
+using namespace std::chrono_literals;
+
+// A worker that finds nothing looks on for between these times. The longest is a few wake-ups of a thread.
+constexpr auto shortestSpin = std::chrono::nanoseconds(2us);
+constexpr auto longestSpin = std::chrono::nanoseconds(50us);
+// Of a loop that looks: so many pauses for one look at the clock, and the processor given up once.
+constexpr int pausesPerCheck = 16;
+// A worker that has been finding tasks for so long, and sees more, calls another one to help.
+constexpr auto helpTime = std::chrono::nanoseconds(50us);
+// The keeper looks for stalls until it has seen so many checks without any task.
+constexpr unsigned quietChecksTillSleep = 20;
 
 Platform::Clock::Time steadyNow() {
     return Platform::Clock::steady().now();
@@ -29,7 +41,10 @@ void reportBound(size_t callbacks) noexcept {
 }  // namespace
 
 WorkerPool::WorkerPool(const PoolLimits& limits, Alarm onAlarm)
-    : limits_(limits), onAlarm_(std::move(onAlarm)) {
+    : limits_(limits),
+      onAlarm_(std::move(onAlarm)),
+      mostSpinning_(Platform::usableProcessors() > 1 ? 1 : 0),
+      spinTime_(longestSpin) {
     try {
         Platform::MutexLock lock(mutex_);
         start(&WorkerPool::keep);
@@ -44,20 +59,37 @@ WorkerPool::WorkerPool(const PoolLimits& limits, Alarm onAlarm)
 
 WorkerPool::~WorkerPool() = default;
 
-void WorkerPool::postMessage(std::shared_ptr<Task> task) {
-    Platform::MutexLock lock(mutex_);
-    if (stopping_)
-        return;
-    messages_.push(std::move(task));
-    provideThreads();
+void WorkerPool::postMessage(std::shared_ptr<Task> task, Poster poster) {
+    TaskQueue tasks;
+    tasks.push(std::move(task));
+    post(messages_, tasks, poster);
+}
+
+void WorkerPool::postMessages(TaskQueue& tasks, Poster poster) {
+    post(messages_, tasks, poster);
 }
 
 void WorkerPool::postReply(std::shared_ptr<Task> task) {
+    TaskQueue tasks;
+    tasks.push(std::move(task));
+    post(replies_, tasks, Poster::returns);
+}
+
+void WorkerPool::post(TaskQueue& queue, TaskQueue& tasks, Poster poster) {
+    auto* const self = static_cast<Member*>(self_.get());
     Platform::MutexLock lock(mutex_);
     if (stopping_)
         return;
-    replies_.push(std::move(task));
-    provideThreads();
+    queue.splice(tasks);
+    findable_.store(takeable(), std::memory_order_relaxed);
+    if (self && self->inTask && self->promised != (poster == Poster::returns)) {
+        self->promised = !self->promised;
+        promised_ += self->promised ? 1 : size_t(-1);
+    }
+    Member* const called = provideThread();
+    lock.unlock();
+    if (called)
+        called->wake.notifyOne();
 }
 
 void WorkerPool::setAlarm(Time time) {
@@ -71,11 +103,17 @@ void WorkerPool::setAlarm(Time time) {
 void WorkerPool::beginStop() {
     Platform::MutexLock lock(mutex_);
     stopping_ = true;
-    workerWake_.notifyAll();
+    findable_.store(1, std::memory_order_relaxed);
+    for (Member* const idle : idle_) {
+        idle->called = true;
+        idle->wake.notifyOne();
+    }
+    idle_.clear();
     keeperWake_.notifyAll();
 }
 
 void WorkerPool::join() {
+    TaskQueue dropped;
     Platform::MutexLock lock(mutex_);
     while (!members_.empty() || !left_.empty() || joining_ > 0) {
         if (left_.empty())
@@ -83,18 +121,15 @@ void WorkerPool::join() {
         else
             joinLeft(lock);
     }
+    // A task may be what holds the pool.
+    dropped.splice(replies_);
+    dropped.splice(messages_);
+    lock.unlock();
 }
 
 bool WorkerPool::ended() {
     Platform::MutexLock lock(mutex_);
     return members_.empty();
-}
-
-bool WorkerPool::isOwnThread() {
-    const uint32_t id = Platform::currentThreadId();
-    Platform::MutexLock lock(mutex_);
-    return std::any_of(members_.begin(), members_.end(),
-                       [&](const Member& member) { return member.id == id; });
 }
 
 size_t WorkerPool::workerCount() {
@@ -103,13 +138,12 @@ size_t WorkerPool::workerCount() {
 }
 
 void WorkerPool::start(void (WorkerPool::*body)(Members::iterator)) {
-    const auto self = members_.emplace(members_.end());
-    try {
-        self->thread = Platform::Thread([this, body, self] { (this->*body)(self); });
-    } catch (...) {
-        members_.erase(self);
-        throw;
-    }
+    if (spare_.empty())
+        spare_.emplace_back();
+    const auto self = spare_.begin();
+    self->called = self->leaves = self->inTask = self->promised = false;
+    self->thread = Platform::Thread([this, body, self] { (this->*body)(self); });
+    members_.splice(members_.end(), spare_, self);
 }
 
 bool WorkerPool::startWorker() {
@@ -118,13 +152,14 @@ bool WorkerPool::startWorker() {
         return false;
     }
     try {
+        idle_.reserve(workers_ + 1);
         start(&WorkerPool::work);
     } catch (...) {
         noteBound();
         return false;  // the keeper tries again while there is need
     }
     ++workers_;
-    ++starting_;
+    ++looking_;
     return true;
 }
 
@@ -139,38 +174,96 @@ void WorkerPool::leave(Members::iterator self) {
 }
 
 void WorkerPool::work(Members::iterator self) {
+    const bool listed = self_.set(&*self);
     Platform::MutexLock lock(mutex_);
-    self->id = Platform::currentThreadId();
-    --starting_;
-    while (!stopping_) {
-        const bool reply = !replies_.empty();
-        if (reply || takeable() > 0) {
-            std::shared_ptr<Task> task = (reply ? replies_ : messages_).pop();
-            ++taken_;
-            runningMessages_ += reply ? 0 : 1;
-            lock.unlock();
-            task->run();
-            task.reset();
-            lock.lock();
-            runningMessages_ -= reply ? 0 : 1;
-            continue;
-        }
-        if (retiring_ > 0) {
-            --retiring_;
-            break;
-        }
-        ++idle_;
-        workerWake_.wait(lock);
-        --idle_;
-        leastIdle_ = std::min(leastIdle_, idle_);
+    --looking_;
+    // One that cannot be told from the host's threads runs nothing.
+    while (!stopping_ && !self->leaves && listed) {
+        if (takeable() > 0)
+            run(*self, lock);
+        else if (!look(lock))
+            sleep(*self, lock);
     }
     --workers_;
     leave(self);
 }
 
+// Runs tasks until there is none.
+void WorkerPool::run(Member& self, Platform::MutexLock& lock) {
+    Time helpDue = Time::max();
+    while (!stopping_ && takeable() > 0) {
+        const bool reply = !replies_.empty();
+        std::shared_ptr<Task> task = (reply ? replies_ : messages_).pop();
+        ++taken_;
+        runningMessages_ += reply ? 0 : 1;
+        const size_t remaining = takeable();
+        findable_.store(remaining, std::memory_order_relaxed);
+        Member* called = nullptr;
+        if (remaining > available()) {
+            const Time now = steadyNow();
+            if (helpDue == Time::max())
+                helpDue = Platform::deadlineAfter(now, helpTime);
+            else if (now >= helpDue) {
+                called = callIdle();
+                helpDue = Platform::deadlineAfter(now, helpTime);
+            }
+        }
+        self.inTask = true;
+        lock.unlock();
+        if (called)
+            called->wake.notifyOne();
+        task->run();
+        task.reset();
+        lock.lock();
+        self.inTask = false;
+        if (std::exchange(self.promised, false))
+            --promised_;
+        runningMessages_ -= reply ? 0 : 1;
+    }
+}
+
+bool WorkerPool::look(Platform::MutexLock& lock) {
+    if (spinning_ >= mostSpinning_)
+        return false;
+    ++spinning_;
+    ++looking_;
+    const auto longest = spinTime_;
+    lock.unlock();
+    const Time until = Platform::deadlineAfter(steadyNow(), longest);
+    bool found;
+    do {
+        for (int pause = 0; pause < pausesPerCheck && findable_.load(std::memory_order_relaxed) == 0; ++pause)
+            Platform::relaxProcessor();
+        found = findable_.load(std::memory_order_relaxed) != 0;
+        if (!found)
+            Platform::yieldProcessor();
+    } while (!found && steadyNow() < until);
+    lock.lock();
+    --looking_;
+    --spinning_;
+    found = stopping_ || takeable() > 0;
+    spinTime_ = std::clamp(found ? spinTime_ * 2 : spinTime_ / 2, shortestSpin, longestSpin);
+    return found;
+}
+
+void WorkerPool::sleep(Member& self, Platform::MutexLock& lock) {
+    idle_.push_back(&self);
+    const Time since = steadyNow();
+    do
+        self.wake.wait(lock);
+    while (!self.called);
+    self.called = false;
+    if (stopping_ || self.leaves)
+        return;
+    --looking_;
+    // Looking on for a little longer would have spared the wake-up.
+    if (mostSpinning_ > 0 && steadyNow() - since < longestSpin)
+        spinTime_ = std::min(spinTime_ * 4, longestSpin);
+}
+
 void WorkerPool::keep(Members::iterator self) {
+    self_.set(&*self);
     Platform::MutexLock lock(mutex_);
-    self->id = Platform::currentThreadId();
     while (!stopping_) {
         const Time now = steadyNow();
         if (alarm_ <= now) {
@@ -180,12 +273,12 @@ void WorkerPool::keep(Members::iterator self) {
             lock.lock();
             alarm_ = std::min(alarm_, next);
         } else if (std::exchange(boundReportDue_, false)) {
-            const size_t callbacks = workers_ - available();
+            const size_t callbacks = workers_ - idle_.size();
             lock.unlock();
             reportBound(callbacks);
             lock.lock();
         } else if (stallCheck_ <= now) {
-            growWhileStalled(now);
+            checkForStall(now);
         } else if (shrinkCheck_ <= now) {
             shrink(now);
         } else if (!left_.empty()) {
@@ -203,54 +296,89 @@ size_t WorkerPool::takeable() const {
     return replies_.size() + std::min(messages_.size(), free);
 }
 
-void WorkerPool::provideThreads() {
-    if (idle_ > 0)
-        workerWake_.notifyOne();
-    const size_t waiting = replies_.size() + messages_.size();
-    if (waiting <= available() && waiting == takeable())
-        return;
-    if (workers_ < limits_.base && startWorker())
-        return;
-    // Threads that are merely busy will get to it; starting one for each task would only make them slower.
-    if (stallCheck_ == Time::max()) {
-        takenAtCheck_ = taken_;
-        stallCheck_ = Platform::deadlineAfter(steadyNow(), limits_.stallTime);
-        keeperWake_.notifyOne();
-    }
+WorkerPool::Member* WorkerPool::callIdle() {
+    if (idle_.empty())
+        return nullptr;
+    Member* const called = idle_.back();
+    idle_.pop_back();
+    leastIdle_ = std::min(leastIdle_, idle_.size());
+    called->called = true;
+    ++looking_;
+    return called;
 }
 
-void WorkerPool::growWhileStalled(Time now) {
-    stallCheck_ = Time::max();
-    if (replies_.empty() && messages_.empty())
+WorkerPool::Member* WorkerPool::provideThread() {
+    Member* called = nullptr;
+    if (takeable() > available()) {
+        called = callIdle();
+        if (!called && workers_ < limits_.base)
+            startWorker();
+    }
+    // Not every task has a worker of its own that is sure to come: somebody must look after them.
+    if (promised_ > 0 || replies_.size() + messages_.size() > looking_)
+        watch();
+    return called;
+}
+
+void WorkerPool::watch() {
+    quietChecks_ = 0;
+    if (stallCheck_ != Time::max())
+        return;
+    takenAtCheck_ = taken_;
+    stallCheck_ = Platform::deadlineAfter(steadyNow(), limits_.stallTime);
+    keeperWake_.notifyOne();
+}
+
+void WorkerPool::checkForStall(Time now) {
+    const bool anyTaken = taken_ != std::exchange(takenAtCheck_, taken_);
+    const bool anyWaiting = !replies_.empty() || !messages_.empty();
+    quietChecks_ = anyTaken || anyWaiting ? 0 : quietChecks_ + 1;
+    stallCheck_ =
+        quietChecks_ < quietChecksTillSleep ? Platform::deadlineAfter(now, limits_.stallTime) : Time::max();
+    if (!anyWaiting)
         return;
     if (takeable() == 0) {
         // The next thread that ends a message takes what waits.
         noteBound();
         return;
     }
-    if (takeable() > available()) {
-        // Nothing taken since the last look: the threads are blocked, not busy.
-        const size_t wanted = taken_ == takenAtCheck_ ? std::min(takeable() - available(), workers_ + 1) : 1;
-        for (size_t started = 0; started < wanted && startWorker(); ++started)
-            ;
-        if (workers_ > limits_.base && shrinkCheck_ == Time::max()) {
-            leastIdle_ = 0;
-            shrinkCheck_ = Platform::deadlineAfter(now, limits_.shrinkTime);
-        }
+    if (!anyTaken) {
+        // Who has promised to come is blocked, not busy.
+        for (Member& member : members_)
+            member.promised = false;
+        promised_ = 0;
     }
-    takenAtCheck_ = taken_;
-    stallCheck_ = Platform::deadlineAfter(now, limits_.stallTime);
+    if (takeable() <= available())
+        return;
+    size_t wanted = anyTaken ? 1 : takeable() - available();
+    for (; wanted > 0; --wanted) {
+        Member* const called = callIdle();
+        if (!called)
+            break;
+        called->wake.notifyOne();
+    }
+    for (wanted = std::min(wanted, workers_ + 1); wanted > 0 && startWorker(); --wanted)
+        ;
+    if (workers_ > limits_.base && shrinkCheck_ == Time::max()) {
+        leastIdle_ = 0;
+        shrinkCheck_ = Platform::deadlineAfter(now, limits_.shrinkTime);
+    }
 }
 
 void WorkerPool::shrink(Time now) {
-    const size_t surplus = workers_ - std::min(workers_, limits_.base);
-    retiring_ = std::min(leastIdle_, surplus);
-    if (retiring_ > 0) {
-        boundReported_ = false;
-        workerWake_.notifyAll();
+    size_t surplus = workers_ - std::min(workers_, limits_.base);
+    // Those that have been idle for longest stand first.
+    const size_t leaving = std::min({leastIdle_, surplus, idle_.size()});
+    for (size_t i = 0; i < leaving; ++i) {
+        idle_[i]->leaves = idle_[i]->called = true;
+        idle_[i]->wake.notifyOne();
     }
-    leastIdle_ = idle_;
-    shrinkCheck_ = surplus > retiring_ ? Platform::deadlineAfter(now, limits_.shrinkTime) : Time::max();
+    idle_.erase(idle_.begin(), idle_.begin() + static_cast<std::ptrdiff_t>(leaving));
+    if (leaving > 0)
+        boundReported_ = false;
+    surplus -= leaving;
+    leastIdle_ = idle_.size();
+    shrinkCheck_ = surplus > 0 ? Platform::deadlineAfter(now, limits_.shrinkTime) : Time::max();
 }
 
 void WorkerPool::joinLeft(Platform::MutexLock& lock) {
@@ -260,8 +388,8 @@ void WorkerPool::joinLeft(Platform::MutexLock& lock) {
     lock.unlock();
     for (Member& member : ended)
         member.thread.join();
-    ended.clear();
     lock.lock();
+    spare_.splice(spare_.end(), ended);
     --joining_;
     memberLeft_.notifyAll();
 }

@@ -1,22 +1,36 @@
 // The threads that run callbacks.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <list>
 #include <memory>
+#include <vector>
 
 #include "host/bus/BusLimits.h"
 #include "host/bus/Task.h"
 #include "platform/Clock.h"
 #include "platform/Sync.h"
 #include "platform/Thread.h"
+#include "platform/ThreadPointer.h"
 
 namespace EmbeddedBus {
 
-// Any task may block for as long as it likes. While tasks wait that no thread takes, the pool grows, at first
-// at once and then by what its keeper thread sees; threads that stay idle are ended. Replies go before
-// messages and have threads that messages cannot use.
+// Any task may block for as long as it likes. Replies go before messages and have threads that messages
+// cannot use. A task that is posted is taken, whichever comes first,
+//  - by a worker that is looking for work, or was called before and has not come yet;
+//  - by the worker that posts it from inside a task, when that has returned: no other is called for it,
+//  unless
+//    the poster says that it is going to wait;
+//  - by an idle worker, which is called when there are more tasks than such workers, and calls the next one
+//  in
+//    turn while it finds that more remain for a while;
+//  - by what the keeper thread calls or starts once it sees that tasks wait and none is taken.
+// So a worker that blocks keeps nothing waiting for longer than about two stall times. A worker that finds
+// nothing looks on for some microseconds before it sleeps, where there is a processor to spare: one at a
+// time, the shorter the less it has found so lately. Threads that stay idle are ended; an idle pool runs
+// nothing.
 //
 //              | running                  | stopping
 //   post       | runs the task            | drops it
@@ -34,7 +48,13 @@ public:
     // Stopped and joined by then.
     ~WorkerPool();
 
-    void postMessage(std::shared_ptr<Task> task);
+    // Whether the poster, when it is a task of the pool, returns soon or waits for something first.
+    enum class Poster { returns, waits };
+
+    // The pool outlives the call: not only through the task.
+    void postMessage(std::shared_ptr<Task> task, Poster poster = Poster::returns);
+    // Takes all tasks of the queue.
+    void postMessages(TaskQueue& tasks, Poster poster = Poster::returns);
     void postReply(std::shared_ptr<Task> task);
     // Never later than an alarm that is set already.
     void setAlarm(Time time);
@@ -45,13 +65,18 @@ public:
     void join();
     // Whether join would return without waiting for a task.
     bool ended();
-    bool isOwnThread();
+    bool isOwnThread() const noexcept { return self_.get() != nullptr; }
     size_t workerCount();
 
 private:
+    // Stays where it is until the pool's end, also when its thread has ended: it may just be being called.
     struct Member {
         Platform::Thread thread;
-        uint32_t id = 0;
+        Platform::ConditionVariable wake;
+        bool called = false;    // has something to do: look for work, or leave
+        bool leaves = false;    // it is to end
+        bool inTask = false;    // runs one
+        bool promised = false;  // will look for work when the task returns
     };
     using Members = std::list<Member>;
 
@@ -63,38 +88,58 @@ private:
     void work(Members::iterator self);
     void keep(Members::iterator self);
 
+    void post(TaskQueue& queue, TaskQueue& tasks, Poster poster);
+    void run(Member& self, Platform::MutexLock& lock) NO_THREAD_SAFETY_ANALYSIS;
+    // False when there was nothing to be found.
+    bool look(Platform::MutexLock& lock) NO_THREAD_SAFETY_ANALYSIS;
+    void sleep(Member& self, Platform::MutexLock& lock) NO_THREAD_SAFETY_ANALYSIS;
+
     size_t takeable() const REQUIRES(mutex_);
-    size_t available() const REQUIRES(mutex_) { return idle_ + starting_; }
-    void provideThreads() REQUIRES(mutex_);
-    void growWhileStalled(Time now) REQUIRES(mutex_);
+    // Workers that will look for a task without being called.
+    size_t available() const REQUIRES(mutex_) { return looking_ + promised_; }
+    // Of the idle workers the one that slept last; null when there is none. To be woken once the lock is
+    // released.
+    Member* callIdle() REQUIRES(mutex_);
+    Member* provideThread() REQUIRES(mutex_);
+    void watch() REQUIRES(mutex_);
+    void checkForStall(Time now) REQUIRES(mutex_);
     void shrink(Time now) REQUIRES(mutex_);
     void joinLeft(Platform::MutexLock& lock) NO_THREAD_SAFETY_ANALYSIS;
 
     const PoolLimits limits_;
     const Alarm onAlarm_;
+    const size_t mostSpinning_;
+    const Platform::ThreadPointer self_;  // the Member, on the pool's threads
+
+    // What a spinning worker looks at: takeable(), and more once the pool stops.
+    std::atomic<size_t> findable_{0};
 
     // Leaf, held for the bookkeeping and while a thread is started; never while a task runs, a thread is
-    // joined or the alarm is served.
+    // woken or joined or the alarm is served.
     Platform::Mutex mutex_;
-    Platform::ConditionVariable workerWake_;
     Platform::ConditionVariable keeperWake_;
     Platform::ConditionVariable memberLeft_;
     bool stopping_ GUARDED_BY(mutex_) = false;
     TaskQueue replies_ GUARDED_BY(mutex_);
     TaskQueue messages_ GUARDED_BY(mutex_);
-    // The keeper and the workers, until they have left; then those whose threads are to be joined.
+    // The keeper and the workers, until they have left; then those whose threads are to be joined; then those
+    // without thread.
     Members members_ GUARDED_BY(mutex_);
     Members left_ GUARDED_BY(mutex_);
+    Members spare_ GUARDED_BY(mutex_);
     size_t joining_ GUARDED_BY(mutex_) = 0;
 
+    std::vector<Member*> idle_ GUARDED_BY(mutex_);  // by the time since when; room for all workers
     size_t workers_ GUARDED_BY(mutex_) = 0;
-    size_t starting_ GUARDED_BY(mutex_) = 0;  // workers that have not looked for a task yet
-    size_t idle_ GUARDED_BY(mutex_) = 0;
+    size_t looking_ GUARDED_BY(mutex_) = 0;   // workers that spin, were called or have just been started
+    size_t promised_ GUARDED_BY(mutex_) = 0;  // workers in a task that will look when it returns
+    size_t spinning_ GUARDED_BY(mutex_) = 0;
+    std::chrono::nanoseconds spinTime_ GUARDED_BY(mutex_);
     size_t leastIdle_ GUARDED_BY(mutex_) = 0;  // since the last look at what can be ended
-    size_t retiring_ GUARDED_BY(mutex_) = 0;   // idle workers that are told to leave
     size_t runningMessages_ GUARDED_BY(mutex_) = 0;
     uint64_t taken_ GUARDED_BY(mutex_) = 0;  // tasks, ever
     uint64_t takenAtCheck_ GUARDED_BY(mutex_) = 0;
+    unsigned quietChecks_ GUARDED_BY(mutex_) = 0;  // without a task taken or waiting, in a row
     bool boundReported_ GUARDED_BY(mutex_) = false;
     bool boundReportDue_ GUARDED_BY(mutex_) = false;
 

@@ -67,6 +67,24 @@ TEST(WorkerPool, KeepsThreadsForRepliesWhenMessagesHaveTakenAllTheyMay) {
     EXPECT_TRUE(messages.waitForArrivals(6));
 }
 
+TEST(WorkerPool, RunsWhatATaskPostsAlthoughThatTaskBlocks) {
+    // Twice: who has once not come back is not counted on for ever.
+    Gate blocked;
+    std::atomic<int> ran{0};
+    Pool pool({.base = 2, .stallTime = 1ms});
+    for (int round = 1; round <= 2; ++round) {
+        pool.message([&] {
+            pool.message([&] { ++ran; });
+            blocked.pass();
+        });
+        EXPECT_TRUE(eventually([&] { return ran == round; }));
+    }
+    pool.message([&] { ++ran; });
+    EXPECT_TRUE(eventually([&] { return ran == 3; }));
+    EXPECT_EQ(blocked.arrived(), 2);
+    blocked.open();
+}
+
 TEST(WorkerPool, RingsTheAlarmAtTheEarliestTimeSet) {
     std::atomic<int> rings{0};
     const auto now = [] { return Platform::Clock::steady().now(); };
