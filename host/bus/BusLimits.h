@@ -24,9 +24,8 @@ struct PoolLimits {
     size_t base = 8;            // started as soon as there is work for them, kept till the end
     size_t messageTasks = 256;  // messages that are delivered at once
     size_t replyReserve = 16;   // further threads, for replies alone: messages cannot keep answers away
-    std::chrono::nanoseconds stallTime =
-        std::chrono::milliseconds(2);                                // wait of a task before the pool grows
-    std::chrono::nanoseconds shrinkTime = std::chrono::seconds(10);  // threads idle for so long are ended
+    std::chrono::nanoseconds stallTime = std::chrono::milliseconds(1);  // between two looks at what waits
+    std::chrono::nanoseconds shrinkTime = std::chrono::seconds(10);     // threads idle for so long are ended
 };
 
 }  // namespace EmbeddedBus

@@ -28,13 +28,13 @@ public:
         return id;
     }
     // Null for an id that is not, or no longer, in use.
-    Entry* find(uint64_t id) const noexcept {
+    std::shared_ptr<Entry> find(uint64_t id) const noexcept {
         const uint64_t index = (id & 0xFFFFFFFFu) - 1;
         if (index >= slots_.size() || slots_[index].generation != id >> 32)
             return nullptr;
-        return slots_[index].entry.get();
+        return slots_[index].entry;
     }
-    std::unique_ptr<Entry> take(uint64_t id) noexcept {
+    std::shared_ptr<Entry> take(uint64_t id) noexcept {
         if (!find(id))
             return nullptr;
         const auto index = static_cast<uint32_t>(id - 1);
@@ -47,7 +47,7 @@ public:
 
 private:
     struct Slot {
-        std::unique_ptr<Entry> entry;
+        std::shared_ptr<Entry> entry;
         uint32_t generation = 0;
     };
     std::vector<Slot> slots_;

@@ -7,7 +7,7 @@ namespace EmbeddedBus {
 
 namespace {
 
-// Of the queues that hold a message: a node for each receiver and, at worst, a backlog of its own.
+// What holds a message, at worst: a backlog of its own for each receiver.
 constexpr size_t bytesPerDelivery = 256;
 
 }  // namespace

@@ -44,7 +44,7 @@ struct Request : Task, Platform::StackList<Request>::Link, std::enable_shared_fr
     Request(RequestTable& owner, std::shared_ptr<WorkerPool> answering, const Answer& wanted,
             size_t receivers) noexcept
         : table(owner), pool(std::move(answering)), answer(wanted), openReceivers(receivers) {}
-    void run() noexcept override;
+    void run(CallSlot& slot) noexcept override;
 
     RequestTable& table;
     const std::shared_ptr<WorkerPool> pool;

@@ -14,8 +14,8 @@ constexpr bool failed(uint32_t status) noexcept {
 
 }  // namespace
 
-void Request::run() noexcept {
-    table.deliver(*this);
+void Request::run(CallSlot& slot) noexcept {
+    table.deliver(*this, slot);
 }
 
 uint32_t RequestTable::open(Requester& requester, const std::shared_ptr<Request>& request,
@@ -95,16 +95,15 @@ Platform::Clock::Time RequestTable::expire() {
     return deadlines_.empty() ? Platform::Clock::Time::max() : deadlines_.begin()->first;
 }
 
-void RequestTable::deliver(Request& request) noexcept {
+void RequestTable::deliver(Request& request, CallSlot& slot) noexcept {
     std::shared_ptr<const QueuedMessage> reply;
-    RunningCalls::Call call;
     {
         Platform::MutexLock lock(mutex_);
         if (request.state != Request::State::answered)
             return;
         reply = std::move(request.reply);
         // Begun under the lock: who releases the handle finds the request here or the call there.
-        calls_.begin(call, request.requester->handle, RunningCalls::identityOf(request.answer.function));
+        slot.begin({request.requester->handle, identityOf(request.answer.function), nullptr});
         end(request);
     }
     try {
@@ -114,7 +113,7 @@ void RequestTable::deliver(Request& request) noexcept {
                                 request.replyStatus);
     } catch (...) {
     }
-    calls_.end(call);
+    calls_.ended(slot.end());
 }
 
 void RequestTable::release(Requester& requester) {

@@ -46,7 +46,7 @@ public:
     // Answers the requests whose time has come; returns that of the next.
     Platform::Clock::Time expire();
     // Calls the reply function, unless the request has ended meanwhile.
-    void deliver(Request& request) noexcept;
+    void deliver(Request& request, CallSlot& slot) noexcept;
 
     // Their requests end without a call. A released requester opens none any more.
     void release(Requester& requester);
@@ -66,7 +66,7 @@ private:
     std::atomic<uint64_t> lastCookie_{0};
 
     // Guards the requests and their requesters. Taken under the bus's; no callback runs under it and nothing
-    // is posted. The lock of the running calls and a pool's alarm are taken under it.
+    // is posted. A pool's alarm is set under it.
     Platform::Mutex mutex_;
     std::unordered_map<uint64_t, std::shared_ptr<Request>> requests_ GUARDED_BY(mutex_);  // by cookie
     Deadlines deadlines_ GUARDED_BY(mutex_);

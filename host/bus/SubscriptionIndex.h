@@ -9,20 +9,25 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/bus/Receivers.h"
 #include "host/bus/Subscription.h"
 #include "text/PatternHead.h"
 
 namespace EmbeddedBus {
 
-using Subscriptions = std::vector<std::shared_ptr<Subscription>>;
-
 // Used under the bus's lock.
 class SubscriptionIndex {
 public:
+    // The subscriptions with one pattern, which may match.
+    struct Candidate {
+        std::shared_ptr<const Ferrow::NamePattern> pattern;
+        ReceiverGroups receivers;
+    };
+
     void add(const std::shared_ptr<Subscription>& subscription);
     void remove(const Subscription& subscription);
-    // Appends the plain subscriptions to the name, and the patterns whose heads fit it: those may match.
-    void collect(std::u16string_view name, Subscriptions& matches, Subscriptions& candidates) const;
+    // Adds the plain subscriptions to the name, and appends the patterns whose heads fit it.
+    void collect(std::u16string_view name, Receivers& receivers, std::vector<Candidate>& candidates) const;
 
 private:
     struct Hash {
@@ -31,18 +36,33 @@ private:
             return std::hash<std::u16string_view>()(text);
         }
     };
-    using Buckets = std::unordered_map<std::u16string, Subscriptions, Hash, std::equal_to<>>;
+    template <class Value>
+    using ByText = std::unordered_map<std::u16string, Value, Hash, std::equal_to<>>;
+
+    // Subscriptions with one text.
+    class Bucket {
+    public:
+        void add(const std::shared_ptr<Subscription>& added);
+        void remove(const Subscription& removed);
+        bool empty() const noexcept { return groups_.empty(); }
+        const ReceiverGroups& groups() const noexcept { return groups_; }
+
+    private:
+        // All but the last are full.
+        ReceiverGroups groups_;
+    };
+    using PatternsOfOneHead = ByText<Bucket>;
     // Patterns whose heads are of one length and leave the same positions open.
     struct Shape {
         Ferrow::PatternHead sample;
-        Buckets buckets;
+        ByText<PatternsOfOneHead> heads;
     };
 
-    static void addTo(Buckets& buckets, std::u16string_view key, const std::shared_ptr<Subscription>& added);
-    static void removeFrom(Buckets& buckets, std::u16string_view key, const Subscription& removed);
+    static void addTo(ByText<Bucket>& buckets, const std::shared_ptr<Subscription>& added);
+    static void removeFrom(ByText<Bucket>& buckets, const Subscription& removed);
     std::list<Shape>::iterator findShape(const Ferrow::PatternHead& head);
 
-    Buckets names_;
+    ByText<Bucket> names_;
     std::list<Shape> shapes_;
 };
 

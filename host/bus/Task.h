@@ -4,12 +4,22 @@
 #include <memory>
 #include <utility>
 
+#include "host/bus/RunningCalls.h"
+
 namespace EmbeddedBus {
 
 class Task {
 public:
     virtual ~Task() = default;
-    virtual void run() noexcept = 0;
+    // On a worker, which announces its calls in the slot.
+    virtual void run(CallSlot& slot) noexcept = 0;
+    // The worker of that slot has been in the same call for a while. True when what comes after the call may
+    // go on without it: then the task is to be posted once more. Any thread.
+    virtual bool releaseRest(CallSlot& slot, CallSlot::State seen) noexcept {
+        static_cast<void>(slot);
+        static_cast<void>(seen);
+        return false;
+    }
 
 private:
     friend class TaskQueue;

@@ -1,6 +1,7 @@
 #include "host/bus/WorkerPool.h"
 
 #include <algorithm>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -40,8 +41,9 @@ void reportBound(size_t callbacks) noexcept {
 
 }  // namespace
 
-WorkerPool::WorkerPool(const PoolLimits& limits, Alarm onAlarm)
+WorkerPool::WorkerPool(const PoolLimits& limits, RunningCalls& calls, Alarm onAlarm)
     : limits_(limits),
+      calls_(calls),
       onAlarm_(std::move(onAlarm)),
       mostSpinning_(Platform::usableProcessors() > 1 ? 1 : 0),
       spinTime_(longestSpin) {
@@ -82,7 +84,7 @@ void WorkerPool::post(TaskQueue& queue, TaskQueue& tasks, Poster poster) {
         return;
     queue.splice(tasks);
     findable_.store(takeable(), std::memory_order_relaxed);
-    if (self && self->inTask && self->promised != (poster == Poster::returns)) {
+    if (self && self->task && self->promised != (poster == Poster::returns)) {
         self->promised = !self->promised;
         promised_ += self->promised ? 1 : size_t(-1);
     }
@@ -90,6 +92,27 @@ void WorkerPool::post(TaskQueue& queue, TaskQueue& tasks, Poster poster) {
     lock.unlock();
     if (called)
         called->wake.notifyOne();
+}
+
+void WorkerPool::posterWaits() {
+    auto* const self = static_cast<Member*>(self_.get());
+    if (!self)
+        return;
+    Platform::MutexLock lock(mutex_);
+    if (!std::exchange(self->promised, false))
+        return;
+    --promised_;
+    Member* const called = provideThread();
+    lock.unlock();
+    if (called)
+        called->wake.notifyOne();
+}
+
+void WorkerPool::watch() {
+    if (watching_)
+        return;
+    Platform::MutexLock lock(mutex_);
+    startWatch();
 }
 
 void WorkerPool::setAlarm(Time time) {
@@ -141,7 +164,7 @@ void WorkerPool::start(void (WorkerPool::*body)(Members::iterator)) {
     if (spare_.empty())
         spare_.emplace_back();
     const auto self = spare_.begin();
-    self->called = self->leaves = self->inTask = self->promised = false;
+    self->called = self->leaves = self->promised = false;
     self->thread = Platform::Thread([this, body, self] { (this->*body)(self); });
     members_.splice(members_.end(), spare_, self);
 }
@@ -153,6 +176,7 @@ bool WorkerPool::startWorker() {
     }
     try {
         idle_.reserve(workers_ + 1);
+        calls_.reserve();
         start(&WorkerPool::work);
     } catch (...) {
         noteBound();
@@ -175,6 +199,7 @@ void WorkerPool::leave(Members::iterator self) {
 
 void WorkerPool::work(Members::iterator self) {
     const bool listed = self_.set(&*self);
+    calls_.add(self->slot);
     Platform::MutexLock lock(mutex_);
     --looking_;
     // One that cannot be told from the host's threads runs nothing.
@@ -184,6 +209,7 @@ void WorkerPool::work(Members::iterator self) {
         else if (!look(lock))
             sleep(*self, lock);
     }
+    calls_.remove(self->slot);
     --workers_;
     leave(self);
 }
@@ -191,9 +217,10 @@ void WorkerPool::work(Members::iterator self) {
 // Runs tasks until there is none.
 void WorkerPool::run(Member& self, Platform::MutexLock& lock) {
     Time helpDue = Time::max();
+    std::shared_ptr<Task> ended;  // let go of outside the lock
     while (!stopping_ && takeable() > 0) {
         const bool reply = !replies_.empty();
-        std::shared_ptr<Task> task = (reply ? replies_ : messages_).pop();
+        self.task = (reply ? replies_ : messages_).pop();
         ++taken_;
         runningMessages_ += reply ? 0 : 1;
         const size_t remaining = takeable();
@@ -208,18 +235,21 @@ void WorkerPool::run(Member& self, Platform::MutexLock& lock) {
                 helpDue = Platform::deadlineAfter(now, helpTime);
             }
         }
-        self.inTask = true;
+        Task& task = *self.task;
         lock.unlock();
         if (called)
             called->wake.notifyOne();
-        task->run();
-        task.reset();
+        ended.reset();
+        task.run(self.slot);
         lock.lock();
-        self.inTask = false;
+        ended = std::move(self.task);
         if (std::exchange(self.promised, false))
             --promised_;
         runningMessages_ -= reply ? 0 : 1;
     }
+    lock.unlock();
+    ended.reset();
+    lock.lock();
 }
 
 bool WorkerPool::look(Platform::MutexLock& lock) {
@@ -278,7 +308,7 @@ void WorkerPool::keep(Members::iterator self) {
             reportBound(callbacks);
             lock.lock();
         } else if (stallCheck_ <= now) {
-            checkForStall(now);
+            checkForStall(now, lock);
         } else if (shrinkCheck_ <= now) {
             shrink(now);
         } else if (!left_.empty()) {
@@ -316,12 +346,13 @@ WorkerPool::Member* WorkerPool::provideThread() {
     }
     // Not every task has a worker of its own that is sure to come: somebody must look after them.
     if (promised_ > 0 || replies_.size() + messages_.size() > looking_)
-        watch();
+        startWatch();
     return called;
 }
 
-void WorkerPool::watch() {
+void WorkerPool::startWatch() {
     quietChecks_ = 0;
+    watching_ = true;
     if (stallCheck_ != Time::max())
         return;
     takenAtCheck_ = taken_;
@@ -329,10 +360,13 @@ void WorkerPool::watch() {
     keeperWake_.notifyOne();
 }
 
-void WorkerPool::checkForStall(Time now) {
+void WorkerPool::checkForStall(Time now, Platform::MutexLock& lock) {
+    const bool anyProgress = releaseStalled(lock);
     const bool anyTaken = taken_ != std::exchange(takenAtCheck_, taken_);
     const bool anyWaiting = !replies_.empty() || !messages_.empty();
-    quietChecks_ = anyTaken || anyWaiting ? 0 : quietChecks_ + 1;
+    quietChecks_ = anyProgress || anyTaken || anyWaiting ? 0 : quietChecks_ + 1;
+    // A watch that is asked for from here on starts anew: one more check must follow.
+    watching_ = quietChecks_ + 2 < quietChecksTillSleep;
     stallCheck_ =
         quietChecks_ < quietChecksTillSleep ? Platform::deadlineAfter(now, limits_.stallTime) : Time::max();
     if (!anyWaiting)
@@ -363,6 +397,42 @@ void WorkerPool::checkForStall(Time now) {
         leastIdle_ = 0;
         shrinkCheck_ = Platform::deadlineAfter(now, limits_.shrinkTime);
     }
+}
+
+bool WorkerPool::releaseStalled(Platform::MutexLock& lock) {
+    struct Stalled {
+        std::shared_ptr<Task> task;
+        Member* member;
+    };
+    bool anyProgress = false;
+    std::vector<Stalled> stalled;
+    for (Member& member : members_) {
+        const CallSlot::State state = member.slot.state();
+        if (!member.task)
+            continue;
+        if (state == 0 || !CallSlot::sameCall(state, member.seenInCall)) {
+            member.seenInCall = state;
+            anyProgress = true;
+            continue;
+        }
+        try {
+            stalled.push_back({member.task, &member});
+        } catch (const std::bad_alloc&) {
+            anyProgress = true;  // the next check tries again
+        }
+    }
+    if (stalled.empty())
+        return anyProgress;
+    lock.unlock();
+    TaskQueue released;
+    for (Stalled& each : stalled)
+        if (each.task->releaseRest(each.member->slot, each.member->seenInCall))
+            released.push(std::move(each.task));
+    if (!released.empty())
+        post(messages_, released, Poster::returns);
+    stalled.clear();
+    lock.lock();
+    return anyProgress;
 }
 
 void WorkerPool::shrink(Time now) {

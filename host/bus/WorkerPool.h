@@ -26,7 +26,9 @@ namespace EmbeddedBus {
 //  - by an idle worker, which is called when there are more tasks than such workers, and calls the next one
 //  in
 //    turn while it finds that more remain for a while;
-//  - by what the keeper thread calls or starts once it sees that tasks wait and none is taken.
+//  - by what the keeper thread calls or starts once it sees that tasks wait and none is taken. It also sees
+//  when
+//    a worker stays in one call, and has what its task has to do after that done by another.
 // So a worker that blocks keeps nothing waiting for longer than about two stall times. A worker that finds
 // nothing looks on for some microseconds before it sleeps, where there is a processor to spare: one at a
 // time, the shorter the less it has found so lately. Threads that stay idle are ended; an idle pool runs
@@ -44,7 +46,7 @@ public:
     using Alarm = std::function<Time()>;
 
     // Starts the keeper and the first worker; throws std::system_error when the system gives no thread.
-    WorkerPool(const PoolLimits& limits, Alarm onAlarm);
+    WorkerPool(const PoolLimits& limits, RunningCalls& calls, Alarm onAlarm);
     // Stopped and joined by then.
     ~WorkerPool();
 
@@ -56,6 +58,12 @@ public:
     // Takes all tasks of the queue.
     void postMessages(TaskQueue& tasks, Poster poster = Poster::returns);
     void postReply(std::shared_ptr<Task> task);
+    // The caller, when it is a task of the pool, is going to wait for what it has posted.
+    void posterWaits();
+    // Whether tasks wait that a worker may take.
+    bool hasMore() const noexcept { return findable_.load(std::memory_order_relaxed) != 0; }
+    // A task that has been posted has got more to do, behind a call that may block.
+    void watch();
     // Never later than an alarm that is set already.
     void setAlarm(Time time);
 
@@ -73,10 +81,12 @@ private:
     struct Member {
         Platform::Thread thread;
         Platform::ConditionVariable wake;
-        bool called = false;    // has something to do: look for work, or leave
-        bool leaves = false;    // it is to end
-        bool inTask = false;    // runs one
-        bool promised = false;  // will look for work when the task returns
+        CallSlot slot;
+        std::shared_ptr<Task> task;      // that it runs, or null
+        CallSlot::State seenInCall = 0;  // at the last check for stalls
+        bool called = false;             // has something to do: look for work, or leave
+        bool leaves = false;             // it is to end
+        bool promised = false;           // will look for work when the task returns
     };
     using Members = std::list<Member>;
 
@@ -101,18 +111,22 @@ private:
     // released.
     Member* callIdle() REQUIRES(mutex_);
     Member* provideThread() REQUIRES(mutex_);
-    void watch() REQUIRES(mutex_);
-    void checkForStall(Time now) REQUIRES(mutex_);
+    void startWatch() REQUIRES(mutex_);
+    void checkForStall(Time now, Platform::MutexLock& lock) NO_THREAD_SAFETY_ANALYSIS;
+    // Has others do what comes after calls that last. Whether any worker has got on.
+    bool releaseStalled(Platform::MutexLock& lock) NO_THREAD_SAFETY_ANALYSIS;
     void shrink(Time now) REQUIRES(mutex_);
     void joinLeft(Platform::MutexLock& lock) NO_THREAD_SAFETY_ANALYSIS;
 
     const PoolLimits limits_;
+    RunningCalls& calls_;
     const Alarm onAlarm_;
     const size_t mostSpinning_;
     const Platform::ThreadPointer self_;  // the Member, on the pool's threads
 
     // What a spinning worker looks at: takeable(), and more once the pool stops.
     std::atomic<size_t> findable_{0};
+    std::atomic<bool> watching_{false};  // stallCheck_ is set, and has not just been found useless
 
     // Leaf, held for the bookkeeping and while a thread is started; never while a task runs, a thread is
     // woken or joined or the alarm is served.

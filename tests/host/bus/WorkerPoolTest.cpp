@@ -13,7 +13,7 @@ using EmbeddedBus::WorkerPool;
 
 struct FunctionTask : EmbeddedBus::Task {
     explicit FunctionTask(std::function<void()> function) : body(std::move(function)) {}
-    void run() noexcept override { body(); }
+    void run(EmbeddedBus::CallSlot&) noexcept override { body(); }
     std::function<void()> body;
 };
 
@@ -21,7 +21,7 @@ class Pool {
 public:
     explicit Pool(
         const PoolLimits& limits, WorkerPool::Alarm alarm = [] { return WorkerPool::Time::max(); })
-        : pool_(limits, std::move(alarm)) {}
+        : pool_(limits, calls_, std::move(alarm)) {}
     ~Pool() {
         pool_.beginStop();
         pool_.join();
@@ -35,6 +35,7 @@ public:
     WorkerPool& operator*() { return pool_; }
 
 private:
+    EmbeddedBus::RunningCalls calls_;
     WorkerPool pool_;
 };
 
