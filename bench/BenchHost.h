@@ -1,55 +1,91 @@
-// A host that does nothing but keep the module busy: settings manager, viewer and product in one.
+// A host that does nothing but keep the module busy, and what stands around it.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
+#include <optional>
 #include <string>
 
 #include <brevant/module.h>
 
+#include "bench/HandOver.h"
+#include "bench/Run.h"
+#include "support/Beside.h"
 #include "support/BusPeer.h"
 #include "support/PlatformFolder.h"
 
 namespace Bench {
 
-// A description of about 1,500 characters, as products send them. id and instanceId are equal, so that delete
-// requests find queued alerts; the title holds the number, so that no two alerts are duplicates.
-std::u16string description(uint64_t number, uint32_t session);
+// The user sessions: the first shows alerts, those of the second wait.
+constexpr uint32_t showingSession = 1;
+constexpr uint32_t waitingSession = 2;
 
-class BenchHost {
+// A description as products send them, of about 1,500 characters with the usual contents. id and instanceId
+// are equal, so that delete requests find queued alerts; the title holds the number, so that no two alerts
+// are duplicates.
+constexpr size_t usualContents = 900;
+std::u16string description(uint64_t number, uint32_t session, size_t contents = usualContents);
+
+// The machine's sessions, and the host's settings manager, which knows one viewer and one product.
+class Surroundings {
 public:
-    BenchHost();
-    ~BenchHost();
-
-    // The next number that the broker accepts.
-    uint64_t nextInstance();
-    void publishShow(uint64_t number, const std::u16string& payload);
-    // Both wait for the broker's answer.
-    void accept(uint64_t number, const std::u16string& payload);
-    void remove(uint64_t number);
-    // Waits until the viewer has been asked to show that many alerts since the start.
-    void waitForShown(uint64_t count);
-    uint64_t shown() const;
+    Surroundings();
 
 private:
-    uint32_t onStatus(const Support::BusMessage& message);
-    uint32_t onShow(const Support::BusMessage& message);
-    uint32_t onSettings(const Support::BusMessage& message);
-    // Publishes what makes the broker answer with that name, and waits for the answer.
-    void publishAndWait(const std::u16string& request, const std::u16string& payload,
-                        const std::u16string& answer);
+    uint32_t answer(const Support::BusMessage& request);
 
     Support::PlatformFolder folder_;
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    std::u16string expected_;  // emptied when it has come
-    uint64_t shown_ = 0;
-    Support::BusPeer product_;
-    Support::BusPeer viewer_;
-    void* library_ = nullptr;
-    const BrevantModuleFunctions* functions_ = nullptr;
-    ModuleHandle* module_ = nullptr;
+    Support::BusPeer settings_;
+};
+
+// Answers each request to show an alert and dismisses it at once, but for those that it is told to keep on
+// screen.
+class Viewer {
+public:
+    Viewer();
+    // The next alert stays on screen.
+    void holdNext() { hold_ = true; }
+    void waitForHeld() { held_.wait(); }
+    // Dismisses it, and waits until so many more have been shown and dismissed. Returns the seconds that it
+    // took.
+    double dismissHeldAndFollow(uint32_t count);
+
+private:
+    uint32_t onShow(const Support::BusMessage& request);
+
+    std::atomic<bool> hold_{false};
+    Signal held_, done_;
+    std::u16string heldName_;
+    std::atomic<uint32_t> toCome_{0};
+    Clock::time_point ended_;
+    Support::BusPeer peer_;  // last: its callbacks use what stands above
+};
+
+// The module's library, loaded, and a module that has been started.
+class Module {
+public:
+    // Over a bus of the host's where one is given.
+    explicit Module(BrevantBusHandle handle = nullptr, const BrevantBusFunctions* bus = nullptr);
+    // Stops it, destroys it and unloads the library.
+    ~Module();
+    Module(const Module&) = delete;
+    Module& operator=(const Module&) = delete;
+
+    // Returns the seconds that it took; nothing may follow.
+    double destroy();
+    // Handled before it returns.
+    void direct(const std::u16string& name, const std::u16string& payload = u"");
+
+    // Numbers that the broker accepts, the first of so many.
+    uint64_t takeNumbers(uint32_t count);
+    // Lets so many alerts wait.
+    void fill(uint32_t count, size_t contents = usualContents);
+    void remove(uint64_t first, uint32_t count);
+
+private:
+    Support::LoadedLibrary library_;
+    const BrevantModuleFunctions* functions_;
+    ModuleHandle* handle_ = nullptr;
+    uint64_t next_ = 1;
 };
 
 }  // namespace Bench

@@ -45,7 +45,18 @@ need_check_tools() {
 }
 
 need_bench_tools() {
-    need /usr/include/benchmark/benchmark.h libbenchmark-dev
+    need pkg-config pkgconf
+    need /usr/include/dbus-1.0/dbus/dbus.h libdbus-1-dev
+    need /usr/include/spdlog/spdlog.h libspdlog-dev
+    need strace strace
+}
+
+need_bench_peers() {
+    need dunst dunst
+    need Xvfb xvfb
+    need dbus-daemon dbus-daemon
+    need /usr/sbin/nats-server nats-server
+    need perf linux-perf
 }
 
 install_needed() {
