@@ -64,7 +64,8 @@ std::u16string folderOf(const std::u16string& path) {
 }  // namespace
 
 SettingsStore::SettingsStore(std::u16string path)
-    : path_(std::move(path)), fileMutex_(Platform::NamedMutex::create(fileMutexName(path_))) {}
+    : path_(std::move(path)),
+      fileMutex_(Platform::NamedMutex::create(fileMutexName(path_), folderOf(path_))) {}
 
 std::u16string SettingsStore::open() {
     Platform::MutexLock commitLock(commitMutex_);

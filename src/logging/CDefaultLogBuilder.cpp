@@ -54,8 +54,10 @@ std::shared_ptr<CLoggingIf_ex> CDefaultLogBuilder::buildEventTracing() const {
 std::shared_ptr<CLoggingIf_ex> CDefaultLogBuilder::buildFiles() const {
     FileLogIdentity identity =
         processFileLogIdentity(identity_.group == unsetLogGroup ? std::u16string() : identity_.group);
-    CLogging::Services services{.commonDataFolder = Platform::commonDataFolder(),
-                                .mutex = Platform::NamedMutex::create(CLogging::mutexName(identity.name))};
+    const std::u16string data = Platform::commonDataFolder();
+    CLogging::Services services{.commonDataFolder = data,
+                                .mutex = Platform::NamedMutex::create(CLogging::mutexName(identity.name),
+                                                                      logFolderOf(identity, data))};
     return std::make_shared<CLogging>(std::move(identity), std::move(services));
 }
 

@@ -3,6 +3,7 @@
 #include <string_view>
 #include <utility>
 
+#include "logging/LogsFolder.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Process.h"
 
@@ -14,6 +15,16 @@ std::u16string_view fileNameOf(std::u16string_view path) {
 }
 
 }  // namespace
+
+std::u16string logFolderOf(const FileLogIdentity& identity, const std::u16string& commonDataFolder) {
+    std::u16string folder = commonDataFolder;
+    folder += logsFolder;
+    for (const std::u16string& name : {identity.group, identity.name}) {
+        if (!name.empty())
+            (folder += u'\\') += name;
+    }
+    return folder;
+}
 
 FileLogIdentity processFileLogIdentity(std::u16string group) {
     const std::u16string executable = Platform::executablePath();

@@ -14,6 +14,10 @@ struct FileLogIdentity {
     uint32_t processId = 0;
 };
 
+// The folder of the log's files, below the one for application data of all users; both without trailing
+// separator.
+std::u16string logFolderOf(const FileLogIdentity& identity, const std::u16string& commonDataFolder);
+
 // The host executable's file name without extension, and the file name of the library that this code is in.
 FileLogIdentity processFileLogIdentity(std::u16string group);
 

@@ -10,8 +10,10 @@ namespace Platform {
 
 class NamedMutex {
 public:
-    // Null when the system refuses it.
-    static std::unique_ptr<NamedMutex> create(const std::u16string& name);
+    // What the mutex serialises lies in the guarded folder: accounts that may change files there can hold the
+    // mutex, and no others, who could keep it from them. A folder that is yet to be made will be this
+    // account's. Null when the system refuses the mutex.
+    static std::unique_ptr<NamedMutex> create(const std::u16string& name, const std::u16string& guarded);
     virtual ~NamedMutex() = default;
     // False when the time ran out. A mutex whose owner died is acquired. Not to be acquired twice by one
     // thread; released by the thread that acquired it.

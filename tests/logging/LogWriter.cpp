@@ -11,11 +11,12 @@
 int main(int, char** arguments) {
     std::u16string portable = std::filesystem::path(std::getenv("BREVANT_PLATFORM_DIR")).u16string();
     std::ranges::replace(portable, u'/', u'\\');
-    auto mutex = Platform::NamedMutex::create(ETWLogging::CLogging::mutexName(u"app"));
+    const ETWLogging::FileLogIdentity identity{u"app", u"Brevant.dll", u"", u"", 42};
+    auto mutex = Platform::NamedMutex::create(ETWLogging::CLogging::mutexName(identity.name),
+                                              logFolderOf(identity, portable));
     if (!mutex)
         return 1;
-    ETWLogging::CLogging logger({u"app", u"Brevant.dll", u"", u"", 42},
-                                {.commonDataFolder = portable, .mutex = std::move(mutex)});
+    ETWLogging::CLogging logger(identity, {.commonDataFolder = portable, .mutex = std::move(mutex)});
     const std::u16string mark = Ferrow::toUtf16(arguments[1]) + u":";
     const std::u16string padding(500, u'p');
     const int lines = std::atoi(arguments[2]);

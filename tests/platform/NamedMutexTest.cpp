@@ -23,9 +23,12 @@ protected:
     }
 
     Support::PlatformFolder folder;
-    std::unique_ptr<NamedMutex> first = NamedMutex::create(u"Global\\Corvane.{1} test/\u00e9");
-    std::unique_ptr<NamedMutex> second = NamedMutex::create(u"Global\\Corvane.{1} test/\u00e9");
-    std::unique_ptr<NamedMutex> other = NamedMutex::create(u"Global\\Corvane.{2} test/\u00e9");
+    std::unique_ptr<NamedMutex> first =
+        NamedMutex::create(u"Global\\Corvane.{1} test/\u00e9", folder.portable());
+    std::unique_ptr<NamedMutex> second =
+        NamedMutex::create(u"Global\\Corvane.{1} test/\u00e9", folder.portable());
+    std::unique_ptr<NamedMutex> other =
+        NamedMutex::create(u"Global\\Corvane.{2} test/\u00e9", folder.portable());
 };
 
 TEST_F(NamedMutexes, OfOneNameExcludeEachOtherUntilTheTimeRunsOut) {

@@ -21,7 +21,7 @@ namespace {
 // One lock file as this process holds it: threads queue on a condition, processes on the file.
 class LockFile {
 public:
-    explicit LockFile(std::string path) : path_(std::move(path)) { open(); }
+    LockFile(std::string path, std::string guarded) : path_(std::move(path)), guarded_(std::move(guarded)) {}
 
     bool acquire(Clock::Time deadline) {
         {
@@ -51,8 +51,32 @@ private:
         released_.notifyOne();
     }
 
-    // Reading is enough for a lock, so users that may not write the file share it too.
-    void open() { file_.reset(::open(path_.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644)); }
+    void open() {
+        file_.reset(::open(path_.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+        if (file_)
+            shareWithWriters();
+    }
+
+    // Who can read the file can lock it, so its owner makes it readable for those alone who may write to what
+    // it guards. What root makes for another account's folder is that account's.
+    void shareWithWriters() const {
+        struct stat file {};
+        if (fstat(file_.get(), &file) != 0 || !S_ISREG(file.st_mode) || file.st_nlink != 1 ||
+            file.st_uid != geteuid())
+            return;
+        struct stat guarded {};
+        if (stat(guarded_.c_str(), &guarded) != 0) {
+            guarded = file;
+            guarded.st_mode = 0;
+        }
+        const bool sameGroup = file.st_gid == guarded.st_gid || fchown(file_.get(), -1, guarded.st_gid) == 0;
+        const mode_t mode = 0600 | (sameGroup && (guarded.st_mode & S_IWGRP) ? 0060 : 0) |
+                            (guarded.st_mode & S_IWOTH ? 0006 : 0);
+        if (mode != (file.st_mode & 07777))
+            fchmod(file_.get(), mode);
+        if (file.st_uid != guarded.st_uid) [[maybe_unused]]
+            const int given = fchown(file_.get(), guarded.st_uid, -1);
+    }
 
     // True as well when there can be no lock file: then the threads of this process are all that is
     // serialised.
@@ -82,7 +106,8 @@ private:
     }
 
     const std::string path_;
-    FileDescriptor file_;  // of the thread that holds the lock, and of the constructor before it
+    const std::string guarded_;
+    FileDescriptor file_;  // of the thread that holds the lock
     // Guards held_ alone. Leaf.
     Mutex mutex_;
     ConditionVariable released_;
@@ -92,18 +117,18 @@ private:
 // All mutexes of one name share one lock file object.
 class LockFiles {
 public:
-    std::shared_ptr<LockFile> get(const std::string& path) {
+    std::shared_ptr<LockFile> get(const std::string& path, const std::string& guarded) {
         MutexLock lock(mutex_);
         std::erase_if(files_, [](const auto& entry) { return entry.second.expired(); });
         std::weak_ptr<LockFile>& entry = files_[path];
         std::shared_ptr<LockFile> file = entry.lock();
         if (!file)
-            entry = file = std::make_shared<LockFile>(path);
+            entry = file = std::make_shared<LockFile>(path, guarded);
         return file;
     }
 
 private:
-    // Guards the table; lock files are opened under it. Leaf.
+    // Guards the table. Leaf.
     Mutex mutex_;
     std::map<std::string, std::weak_ptr<LockFile>> files_ GUARDED_BY(mutex_);
 };
@@ -145,10 +170,11 @@ std::string fileNameFor(std::u16string_view name) {
 
 }  // namespace
 
-std::unique_ptr<NamedMutex> NamedMutex::create(const std::u16string& name) {
+std::unique_ptr<NamedMutex> NamedMutex::create(const std::u16string& name, const std::u16string& guarded) {
     const std::u16string folder = platformFolder();
     createFolders(folder);
-    return std::make_unique<FileMutex>(lockFiles.get().get(nativePath(folder) + "/" + fileNameFor(name)));
+    return std::make_unique<FileMutex>(
+        lockFiles.get().get(nativePath(folder) + "/" + fileNameFor(name), nativePath(guarded)));
 }
 
 }  // namespace Platform

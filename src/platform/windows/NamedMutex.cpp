@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "AccessList.h"
+#include "Handle.h"
+#include "Wide.h"
 #include "platform/windows/Handle.h"
 #include "platform/windows/Wide.h"
 
@@ -26,13 +29,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<NamedMutex> NamedMutex::create(const std::u16string& name) {
-    // Every user's processes share it, whoever came first: no access list at all.
-    SECURITY_DESCRIPTOR everybody{};
-    InitializeSecurityDescriptor(&everybody, SECURITY_DESCRIPTOR_REVISION);
-    SetSecurityDescriptorDacl(&everybody, TRUE, nullptr, FALSE);
-    SECURITY_ATTRIBUTES attributes{sizeof attributes, &everybody, FALSE};
-    HANDLE handle = CreateMutexW(&attributes, FALSE, wide(name));
+std::unique_ptr<NamedMutex> NamedMutex::create(const std::u16string& name, const std::u16string& guarded) {
+    NewAccess writers(writersMutexList(systemPath(guarded)));
+    HANDLE handle = CreateMutexW(writers.attributes(), FALSE, wide(name));
     if (!handle && GetLastError() == ERROR_ACCESS_DENIED)
         handle = OpenMutexW(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE, wide(name));
     if (!handle)
