@@ -12,10 +12,16 @@
 namespace ETWLogging {
 namespace {
 
-constexpr std::u16string_view configurationFile = u"log.ini";
+constexpr std::u16string_view configurationFile = u"\\log.ini";
 constexpr std::u16string_view mutexSuffix = u"9F1B3C7D5E2A4068B1D3F5A7C9E0B2D4";
 
 constexpr uint32_t highestLevel = 6;
+
+// Empty, which names no file, when it does not count.
+std::u16string settingsFile(const internal::LogFolder& folder, std::u16string_view place) {
+    std::u16string file = std::u16string(place).append(configurationFile);
+    return folder.obeys(file) ? file : std::u16string();
+}
 
 }  // namespace
 
@@ -25,14 +31,16 @@ std::u16string CLogging::mutexName(const std::u16string& name) {
 
 CLogging::CLogging(FileLogIdentity identity, Services services)
     : identity_(std::move(identity)), localTime_(services.localTime), writers_(std::move(services.mutex)) {
-    const std::u16string base = services.commonDataFolder.append(logsFolder) += u'\\';
-    std::u16string folder = base;
-    if (!identity_.group.empty())
-        (folder += identity_.group) += u'\\';
-    folder += identity_.name;
-    const std::u16string ownFile = (folder + u'\\').append(configurationFile);
-    const internal::LogFileSettings settings =
-        readSettings(services.settings, ownFile, std::u16string(base).append(configurationFile));
+    internal::LogFolder folder(services.commonDataFolder, logFolderOf(identity_, services.commonDataFolder),
+                               services.access);
+    internal::LogFileSettings settings;
+    std::u16string ownFile;
+    usable_ = folder.isUsable();
+    if (usable_) {
+        ownFile = settingsFile(folder, folder.path());
+        settings = readSettings(services.settings, ownFile,
+                                settingsFile(folder, services.commonDataFolder.append(logsFolder)));
+    }
     enabled_ = settings.enable;
     severity_ = settings.severity;
     options_ = settings.options;
@@ -58,7 +66,7 @@ internal::LogFileSettings CLogging::readSettings(const Platform::IniFiles& files
 
 uint32_t CLogging::enabledLevels() const noexcept {
     uint32_t levels = 0;
-    for (uint32_t level = 1; enabled_ && level <= highestLevel; ++level) {
+    for (uint32_t level = 1; usable_ && enabled_ && level <= highestLevel; ++level) {
         if (level >= severity_)
             levels |= 1u << level;
     }
@@ -77,7 +85,8 @@ void CLogging::write(const LogRecord& record) noexcept {
         const std::string text = Ferrow::toUtf8(line);
         Platform::MutexLock lock(mutex_);
         const internal::WritersMutex::Turn turn(writers_);
-        files_->append(text);
+        if (!files_->append(text))
+            usable_ = files_->isUsable();
     } catch (...) {
         // A record that cannot be written is dropped.
     }

@@ -10,6 +10,7 @@
 #include "logging/LogFiles.h"
 #include "logging/WritersMutex.h"
 #include "platform/Clock.h"
+#include "platform/FileAccess.h"
 #include "platform/IniFile.h"
 #include "platform/Sync.h"
 
@@ -23,6 +24,7 @@ public:
     // What the logger asks of the system.
     struct Services {
         std::u16string commonDataFolder;  // without trailing separator
+        const Platform::FileAccessReader& access = Platform::FileAccessReader::system();
         const Platform::IniFiles& settings = Platform::IniFiles::protectedReader();
         Platform::CalendarTime (*localTime)() = Platform::localCalendarTime;
         // Serialises the writers of all processes; null when the system refused it.
@@ -48,6 +50,7 @@ private:
     const FileLogIdentity identity_;
     Platform::CalendarTime (*const localTime_)();
     uint32_t options_ = 0;
+    std::atomic<bool> usable_{false};  // false: the folder may be another account's
     std::atomic<bool> enabled_{true};
     std::atomic<uint32_t> severity_{0};
     // Serialises the writers of this process, also when the mutex of all could not be had in time, which is

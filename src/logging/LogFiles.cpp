@@ -9,7 +9,7 @@
 
 namespace ETWLogging::internal {
 
-LogFiles::LogFiles(const Platform::IniFiles& settings, std::u16string folder, std::u16string stem,
+LogFiles::LogFiles(const Platform::IniFiles& settings, LogFolder folder, std::u16string stem,
                    std::u16string configurationFile, uint32_t maximumSize, uint32_t maximumFiles)
     : settings_(settings),
       folder_(std::move(folder)),
@@ -25,7 +25,7 @@ void LogFiles::setMaximumFiles(uint32_t count) noexcept {
 }
 
 void LogFiles::select(uint32_t index) {
-    file_ = Ferrow::formatText(u"%s\\%s%03lu.log", folder_, stem_, index);
+    file_ = Ferrow::formatText(u"%s\\%s%03lu.log", folder_.path(), stem_, index);
     index_ = index;
 }
 
@@ -52,13 +52,15 @@ bool LogFiles::append(std::string_view text) {
 bool LogFiles::startFile(uint32_t index, std::string_view text) {
     select(index);
     const bool written = write(text, true);
-    indexStored_ = writeLogIndex(settings_, configurationFile_, index_);
+    indexStored_ = folderReady_ && writeLogIndex(settings_, configurationFile_, index_);
     return written;
 }
 
 bool LogFiles::write(std::string_view text, bool emptyFirst) {
-    return Platform::appendToFile(file_, text, emptyFirst) ||
-           (Platform::createFolders(folder_) && Platform::appendToFile(file_, text, emptyFirst));
+    if (folderReady_ && Platform::appendToFile(file_, text, emptyFirst))
+        return true;
+    folderReady_ = folder_.create();
+    return folderReady_ && Platform::appendToFile(file_, text, emptyFirst);
 }
 
 }  // namespace ETWLogging::internal

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "logging/LogFolder.h"
 #include "platform/IniFile.h"
 
 namespace ETWLogging::internal {
@@ -20,9 +21,8 @@ namespace ETWLogging::internal {
 // goes on from its own.
 class LogFiles {
 public:
-    // The folder has no trailing separator; the stem is the file name before the index. The reader outlives
-    // this object.
-    LogFiles(const Platform::IniFiles& settings, std::u16string folder, std::u16string stem,
+    // The stem is the file name before the index. The reader of settings outlives this object.
+    LogFiles(const Platform::IniFiles& settings, LogFolder folder, std::u16string stem,
              std::u16string configurationFile, uint32_t maximumSize, uint32_t maximumFiles);
 
     // Clamped to 2..100.
@@ -30,6 +30,9 @@ public:
 
     // False when the text could not be written.
     bool append(std::string_view text);
+
+    // False once the folder may not be used.
+    bool isUsable() { return folder_.isUsable(); }
 
 private:
     enum class Room { missing, left, full };
@@ -39,7 +42,8 @@ private:
     bool startFile(uint32_t index, std::string_view text);
 
     const Platform::IniFiles& settings_;
-    const std::u16string folder_;
+    LogFolder folder_;
+    bool folderReady_ = false;
     const std::u16string stem_;
     const std::u16string configurationFile_;
     const uint32_t maximumSize_;

@@ -5,7 +5,9 @@
 #include <functional>
 #include <future>
 #include <gtest/gtest.h>
+#include <map>
 
+#include "logging/CLogger.h"
 #include "logging/CLogging.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/Files.h"
@@ -232,6 +234,92 @@ TEST_F(FileLog, ChangesItsSettingsWhileItHoldsTheMutexOfAllWriters) {
     putOwnSettings("Severity=9");
     EXPECT_EQ(start(std::make_unique<PlayedMutex>([](auto) { return false; }))->enabledLevels(), 0b1111000u);
     EXPECT_TRUE(ownSettingsHave("Severity=9")) << "a later start corrects it";
+}
+
+// What other accounts have to do with the folders, as the test says.
+struct PlayedAccess final : Platform::FileAccessReader {
+    std::optional<Platform::FileAccess> read(const std::u16string& path) const override {
+        const auto said = says.find(path);
+        return !Platform::fileExists(path) ? std::nullopt
+               : said == says.end()        ? std::optional(Platform::FileAccess())
+                                           : said->second;
+    }
+    std::map<std::u16string, Platform::FileAccess> says;
+};
+
+class ForeignLog : public FileLog {
+protected:
+    ForeignLog() { Ferrow::coreLogger().registerHandler(told_); }
+    ~ForeignLog() override { Ferrow::coreLogger().unregisterHandler(told_.get()); }
+
+    void say(const std::u16string& folder, const Platform::FileAccess& access) {
+        access_.says[machine_.portable() + u"\\Corvane" + folder] = access;
+    }
+    CLogging started() {
+        return CLogging({u"app", u"", u"", u"", 42},
+                        {.commonDataFolder = machine_.portable(), .access = access_, .mutex = nullptr});
+    }
+    // How often something was told since the last call.
+    int told() { return std::exchange(told_->times, 0); }
+
+    static constexpr Platform::FileAccess link{.isLink = true}, foreign{.ownerDecides = false},
+        open{.everybodyAdds = true};
+    PlayedAccess access_;
+
+private:
+    struct Told : Ferrow::CLoggingHandlerIf {
+        void log(uint32_t, const char16_t*, uint32_t, const char16_t*, const char16_t*) noexcept override {
+            ++times;
+        }
+        int times = 0;
+    };
+    const std::shared_ptr<Told> told_ = std::make_shared<Told>();
+};
+
+TEST_F(ForeignLog, IsNotWrittenInAFolderThatALinkOrAnotherAccountsFolderLeadsTo) {
+    const std::string wrong = "[Config]\r\nSeverity=9\r\n";
+    struct Case {
+        std::u16string folder;
+        Platform::FileAccess access, above;
+        bool used;
+    };
+    for (const auto& [folder, access, above, used] : {Case{u"", link, {}, false},
+                                                      {u"", foreign, {}, false},
+                                                      {u"\\CVLOGS\\app", link, {}, false},
+                                                      {u"\\CVLOGS\\app", foreign, open, false},
+                                                      {u"\\CVLOGS\\app", foreign, {}, true}}) {
+        access_.says.clear();
+        say(u"\\CVLOGS", above);
+        say(folder, access);
+        for (const bool madeInTime : {true, false}) {
+            fs::remove_all(base().parent_path());
+            if (madeInTime)
+                put(base() / "app" / "log.ini", wrong);
+            CLogging logger = started();
+            EXPECT_EQ(logger.enabledLevels() != 0, used || !madeInTime);
+            if (!madeInTime)
+                put(base() / "app" / "log.ini", wrong);
+            logger.configurationChanged({.enable = true, .severity = 1});
+            for (int record = 0; record < 2; ++record)
+                log(logger, 4, u"m");
+            EXPECT_EQ(fs::exists(file(0)), used);
+            EXPECT_EQ(logger.enabledLevels() != 0, used);
+            EXPECT_EQ(textOf(base() / "app" / "log.ini") == wrong, !used || !madeInTime);
+            EXPECT_EQ(told(), used ? 0 : 1);
+        }
+    }
+}
+
+TEST_F(ForeignLog, IsNotRuledByAFileThatAnotherAccountPutThere) {
+    putOwnSettings("Severity=5\r\nMaxEntries=1");
+    say(u"\\CVLOGS\\app\\log.ini", foreign);
+    say(u"\\CVLOGS\\app", open);
+    EXPECT_EQ(started().enabledLevels(), 0b1111000u);
+    EXPECT_TRUE(ownSettingsHave("MaxEntries=1"));
+    EXPECT_EQ(told(), 1);
+    say(u"\\CVLOGS\\app", {});
+    EXPECT_EQ(started().enabledLevels(), 0b1100000u) << "who may write there may say so";
+    EXPECT_EQ(told(), 0);
 }
 
 TEST_F(FileLog, DropsRecordsWhileItsFolderCannotBeMade) {

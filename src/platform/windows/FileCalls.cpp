@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "AccessList.h"
+#include "Wide.h"
 #include "platform/Files.h"
 #include "platform/windows/Wide.h"
 #include "text/Utf.h"
@@ -79,7 +81,14 @@ std::optional<FileStatus> statusOf(const NativePath& path) {
 }
 
 bool makeFolder(const NativePath& path) {
-    return CreateDirectoryW(wide(path), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
+    // Where everybody may make folders, what is ours is closed to them.
+    const size_t end = path.find_last_of(u"\\/");
+    const std::optional<FileSecurity> above =
+        end == path.npos ? std::nullopt : FileSecurity::of(path.substr(0, end + 1));
+    const bool open = above && above->letsEverybodyAdd();
+    NewAccess own(open ? ownFolderList() : std::u16string());
+    return CreateDirectoryW(wide(path), open ? own.attributes() : nullptr) ||
+           GetLastError() == ERROR_ALREADY_EXISTS;
 }
 
 bool removePath(const NativePath& path) {

@@ -1,0 +1,95 @@
+#include <aclapi.h>
+#include <chrono>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <windows.h>
+
+#include "AccessList.h"
+#include "Wide.h"
+#include "platform/FileAccess.h"
+#include "platform/Files.h"
+#include "support/PlatformFolder.h"
+
+using namespace Platform;
+
+namespace {
+
+class FileAccesses : public testing::Test {
+protected:
+    static std::optional<FileAccess> of(const std::u16string& path) {
+        return FileAccessReader::system().read(path);
+    }
+    static void start(std::u16string command) {
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process{};
+        ASSERT_TRUE(CreateProcessW(nullptr, wide(command.data()), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
+                                   nullptr, nullptr, &startup, &process));
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+    // A junction; under Wine, which has none, a link of the system below, which it shows as one.
+    static bool makeLink(const std::u16string& link, const std::u16string& target) {
+        using UnixName = char*(__cdecl*)(const wchar_t*);
+        const auto unixName = reinterpret_cast<UnixName>(reinterpret_cast<void*>(
+            GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
+        if (!unixName) {
+            start(u"cmd.exe /c mklink /J \"" + link + u"\" \"" + target + u"\"");
+        } else {
+            const auto name = [&](const std::u16string& path) {
+                return u" \"" + portablePath(unixName(wide(path))) + u'"';
+            };
+            std::u16string command = u"Z:\\bin\\ln -s" + name(target) + name(link);
+            std::ranges::replace(command.begin() + 9, command.end(), u'\\', u'/');
+            start(command);
+        }
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!fileExists(link) && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+        return fileExists(link);
+    }
+
+    Support::PlatformFolder folder;
+    const std::u16string path = folder.portable() + u"\\folder";
+};
+
+TEST_F(FileAccesses, TellALinkFromAFolderOfOnesOwn) {
+    EXPECT_FALSE(of(path));
+    ASSERT_TRUE(createFolders(path + u"\\below"));
+    ASSERT_TRUE(appendToFile(path + u"\\file", "text"));
+    for (const auto& own : {of(path), of(path + u"\\file")}) {
+        ASSERT_TRUE(own);
+        EXPECT_TRUE(own->ownerDecides);
+        EXPECT_FALSE(own->isLink || own->everybodyAdds);
+    }
+    ASSERT_TRUE(makeLink(path + u" link", path));
+    const auto link = of(path + u" link"), through = of(path + u" link\\below");
+    EXPECT_TRUE(link && link->isLink);
+    EXPECT_TRUE(through && !through->isLink);
+}
+
+TEST_F(FileAccesses, OfFoldersThatAreMadeWhereEverybodyMayAreForTheirMaker) {
+    ASSERT_TRUE(createFolders(path));
+    NewAccess everybody(u"D:P(A;OICI;GA;;;WD)");
+    BOOL present = FALSE, ofDefaults = FALSE;
+    ACL* list = nullptr;
+    ASSERT_TRUE(GetSecurityDescriptorDacl(everybody.attributes()->lpSecurityDescriptor, &present, &list,
+                                          &ofDefaults));
+    std::u16string name = path;
+    ASSERT_EQ(SetNamedSecurityInfoW(wide(name.data()), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                                    nullptr, list, nullptr),
+              0u);
+    EXPECT_TRUE(of(path)->everybodyAdds);
+    ASSERT_TRUE(createFolders(path + u"\\made\\below"));
+    for (const auto& made : {path + u"\\made", path + u"\\made\\below"}) {
+        EXPECT_FALSE(of(made)->everybodyAdds);
+        EXPECT_TRUE(of(made)->ownerDecides);
+    }
+    const auto security = FileSecurity::of(path + u"\\made");
+    for (const Grant& grant : security->grants)
+        EXPECT_NE(grant.account, u"S-1-1-0");
+    ASSERT_TRUE(appendToFile(path + u"\\made\\below\\file", "text"));
+}
+
+}  // namespace
