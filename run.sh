@@ -12,21 +12,7 @@ root=$(cd "$(dirname "$0")" && pwd)
 # Libraries that others may write are not loaded.
 umask 022
 . "$root/scripts/deps.sh"
-
-build() {
-    local preset=$1 log=$root/build/run.log
-    shift
-    mkdir -p "$root/build"
-    # On its own: a redirection that fails makes "if !" below go on as if all were well.
-    : >"$log"
-    [ -e "$root/build/$preset/bin/MessageBus.dll" ] || echo "== building (once; its output is in build/run.log)"
-    if ! (cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset" --target "$@") \
-        >"$log" 2>&1; then
-        tail -n 40 "$log" >&2
-        echo "./run.sh: the build failed; its whole output is in build/run.log" >&2
-        exit 1
-    fi
-}
+. "$root/scripts/build.sh"
 
 # Puts the machine's registry in place, as an installer does; one that is there stays.
 prepare_linux() {
@@ -121,7 +107,8 @@ if [ "${1-}" = --windows ]; then
     need_wine
 fi
 install_needed
-build "$system" "${targets[@]}"
+[ -e "$root/build/$system/bin/MessageBus.dll" ] || echo "== building (once; its output is in build/run.log)"
+build "$system" run.log "${targets[@]}"
 "prepare_$system"
 [ $# -gt 0 ] || set -- "$root/examples/alert.json"
 "host_$system" "$@"

@@ -4,11 +4,15 @@
 # ./test.sh linux|windows|asan|tsan
 #                      one of them; the last two are Linux under the address (and undefined-behaviour) and the
 #                      thread sanitizer
+# ./test.sh linux -R REGEX
+#                      the test programs, or else the single cases, whose names match: -R sessions, -R RequestTest,
+#                      -R 'LogTest\.Writes'; builds no more than the cases need
 # Further arguments go to ctest. Ends with how many tests ran on each system, and which were skipped and why.
 set -euo pipefail
 cd "$(dirname "$0")"
 umask 022
 . scripts/deps.sh
+. scripts/build.sh
 
 presets=(linux windows)
 case ${1-} in
@@ -18,10 +22,24 @@ linux | windows | asan | tsan)
     shift
     ;;
 *)
-    echo "usage: ./test.sh [linux|windows|asan|tsan [argument of ctest...]]" >&2
+    echo "usage: ./test.sh [linux|windows|asan|tsan [-R REGEX] [argument of ctest...]]" >&2
     exit 2
     ;;
 esac
+
+# CTest knows programs only.
+targets=()
+if [ "${1-}" = -R ]; then
+    chosen=$(scripts/choose_cases.sh "${2?-R needs a regular expression}")
+    if [ -n "$chosen" ]; then
+        shift 2
+        { read -r GTEST_FILTER && readarray -t targets; } <<<"$chosen"
+        export GTEST_FILTER
+        set -- -R "^($(IFS='|' && echo "${targets[*]}"))\$" "$@"
+        # What stands beside every program there.
+        [ "${presets[*]}" != windows ] || targets+=(wtsapi32)
+    fi
+fi
 
 need_build_tools
 case " ${presets[*]} " in *" windows "*)
@@ -30,18 +48,6 @@ case " ${presets[*]} " in *" windows "*)
     ;;
 esac
 install_needed
-
-build() {
-    echo "== building $1"
-    mkdir -p build
-    # On its own: a redirection that fails makes "if !" below go on as if all were well.
-    : >"build/$1.log"
-    if ! { cmake --preset "$1" && cmake --build --preset "$1"; } >"build/$1.log" 2>&1; then
-        tail -n 60 "build/$1.log" >&2
-        echo "./test.sh: the $1 build failed; its whole output is in build/$1.log" >&2
-        exit 1
-    fi
-}
 
 run_tests() {
     local preset=$1 status=0
@@ -55,6 +61,10 @@ run_tests() {
         grep -aE -B12 '\[  FAILED  \]|\*\*\*|Sanitizer|FAILED:' "build/$preset.tests.log" | tail -n 120 >&2
         echo "./test.sh: tests failed on $preset; all that they printed is in build/$preset.tests.log" >&2
     fi
+    if [ -n "${GTEST_FILTER-}" ] && ! grep -qa '\[ RUN  ' "build/$preset.tests.log"; then
+        echo "./test.sh: none of the cases exists on $preset" >&2
+        status=1
+    fi
     summaries+=("$(scripts/summarize_tests.sh "$preset" "build/$preset.tests.log")")
     return "$status"
 }
@@ -64,7 +74,8 @@ export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
 failed=0
 summaries=()
 for preset in "${presets[@]}"; do
-    build "$preset"
+    echo "== building $preset"
+    build "$preset" "$preset.log" "${targets[@]}"
     run_tests "$preset" "$@" || failed=1
 done
 printf '%s\n' "${summaries[@]}"
