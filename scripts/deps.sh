@@ -39,7 +39,6 @@ need_wine() {
 }
 
 need_check_tools() {
-    need clang-format clang-format
     need clang++ clang
     need clang-tidy clang-tidy
 }

@@ -1,10 +1,19 @@
-# Fails unless the library exports exactly the four names of the interface. -DLIBRARY= -DTOOL= -DKIND=nm|objdump
+# Fails unless the library exports exactly the four names of the interface, and imports nothing but the system's
+# libraries where objdump tells. -DLIBRARY= -DTOOL= -DKIND=nm|objdump
 if(KIND STREQUAL "nm")
     execute_process(COMMAND ${TOOL} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
     string(REGEX MATCHALL "[0-9a-f]+ [A-Za-z] [^\n]+" lines "${output}")
     list(TRANSFORM lines REPLACE "^[0-9a-f]+ [A-Za-z] " "")
 else()
     execute_process(COMMAND ${TOOL} -p ${LIBRARY} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX MATCHALL "DLL Name: [^\n]+" imports "${output}")
+    list(TRANSFORM imports REPLACE "DLL Name: (.*)" "\\1")
+    list(TRANSFORM imports TOLOWER)
+    list(REMOVE_ITEM imports kernel32.dll msvcrt.dll advapi32.dll ole32.dll oleaut32.dll shell32.dll version.dll
+        wintrust.dll crypt32.dll wtsapi32.dll user32.dll shlwapi.dll)
+    if(imports)
+        message(FATAL_ERROR "${LIBRARY} imports: ${imports}")
+    endif()
     string(REGEX REPLACE ".*Ordinal/Name Pointer. Table[^\n]*\n" "" output "${output}")
     string(REGEX REPLACE "\n\n.*" "" output "${output}")
     string(REGEX MATCHALL "\\[ *[0-9]+\\][^\n]+" lines "${output}")
