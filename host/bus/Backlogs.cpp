@@ -34,12 +34,20 @@ void Backlog::run(CallSlot& slot) noexcept {
 }
 
 bool Backlogs::append(const Outbox& outbox, const std::shared_ptr<Subscription>& receiver,
-                      const std::shared_ptr<const Publication>& publication) {
+                      const std::shared_ptr<const Publication>& publication) noexcept {
     Platform::MutexLock lock(mutex_);
     const auto found = receiver->backlogs.find(&outbox);
     if (found == receiver->backlogs.end() || !receiver->active.load())
         return false;
-    found->second->queue.push_back(publication);
+    try {
+        found->second->queue.push_back(publication);
+        return true;
+    } catch (const std::bad_alloc&) {
+    }
+    // Lost to this receiver: it must neither overtake what waits nor be waited for.
+    lock.unlock();
+    if (publication->request)
+        requests_.receiverLeft(*publication->request);
     return true;
 }
 

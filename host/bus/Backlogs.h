@@ -38,7 +38,7 @@ public:
     // Behind what the outbox already has waiting for the receiver. False when nothing waits, or need not any
     // more.
     bool append(const Outbox& outbox, const std::shared_ptr<Subscription>& receiver,
-                const std::shared_ptr<const Publication>& publication);
+                const std::shared_ptr<const Publication>& publication) noexcept;
     // For a call that is announced in the slot: makes it, and tells the request. When the receiver is crowded
     // the publication waits in a backlog instead and the slot is ended.
     enum class Delivery { made, parked, parkedAndTaken };

@@ -4,11 +4,6 @@
 
 namespace EmbeddedBus {
 
-void RunningCalls::reserve() {
-    Platform::MutexLock lock(mutex_);
-    slots_.reserve(slotCount_ + 1);
-}
-
 void RunningCalls::add(CallSlot& slot) {
     Platform::MutexLock lock(mutex_);
     slots_.push_back(&slot);

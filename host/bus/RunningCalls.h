@@ -87,8 +87,6 @@ class RunningCalls {
 public:
     void add(CallSlot& slot);
     void remove(CallSlot& slot) noexcept;
-    // Room for one more slot.
-    void reserve();
 
     // For a worker that has ended a call with these marks.
     void ended(CallSlot::State marks) {

@@ -15,7 +15,7 @@
 
 namespace EmbeddedBus {
 
-class Backlog;
+struct Backlog;
 class Outbox;
 
 struct Subscription {

@@ -64,25 +64,21 @@ WorkerPool::~WorkerPool() = default;
 void WorkerPool::postMessage(std::shared_ptr<Task> task, Poster poster) {
     TaskQueue tasks;
     tasks.push(std::move(task));
-    post(messages_, tasks, poster);
-}
-
-void WorkerPool::postMessages(TaskQueue& tasks, Poster poster) {
-    post(messages_, tasks, poster);
+    post(tasks, false, poster);
 }
 
 void WorkerPool::postReply(std::shared_ptr<Task> task) {
     TaskQueue tasks;
     tasks.push(std::move(task));
-    post(replies_, tasks, Poster::returns);
+    post(tasks, true, Poster::returns);
 }
 
-void WorkerPool::post(TaskQueue& queue, TaskQueue& tasks, Poster poster) {
+void WorkerPool::post(TaskQueue& tasks, bool areReplies, Poster poster) {
     auto* const self = static_cast<Member*>(self_.get());
     Platform::MutexLock lock(mutex_);
     if (stopping_)
         return;
-    queue.splice(tasks);
+    (areReplies ? replies_ : messages_).splice(tasks);
     findable_.store(takeable(), std::memory_order_relaxed);
     if (self && self->task && self->promised != (poster == Poster::returns)) {
         self->promised = !self->promised;
@@ -165,7 +161,13 @@ void WorkerPool::start(void (WorkerPool::*body)(Members::iterator)) {
         spare_.emplace_back();
     const auto self = spare_.begin();
     self->called = self->leaves = self->promised = false;
-    self->thread = Platform::Thread([this, body, self] { (this->*body)(self); });
+    calls_.add(self->slot);
+    try {
+        self->thread = Platform::Thread([this, body, self] { (this->*body)(self); });
+    } catch (...) {
+        calls_.remove(self->slot);
+        throw;
+    }
     members_.splice(members_.end(), spare_, self);
 }
 
@@ -176,7 +178,6 @@ bool WorkerPool::startWorker() {
     }
     try {
         idle_.reserve(workers_ + 1);
-        calls_.reserve();
         start(&WorkerPool::work);
     } catch (...) {
         noteBound();
@@ -192,6 +193,7 @@ void WorkerPool::noteBound() {
 }
 
 void WorkerPool::leave(Members::iterator self) {
+    calls_.remove(self->slot);
     left_.splice(left_.end(), members_, self);
     memberLeft_.notifyAll();
     keeperWake_.notifyOne();
@@ -199,7 +201,6 @@ void WorkerPool::leave(Members::iterator self) {
 
 void WorkerPool::work(Members::iterator self) {
     const bool listed = self_.set(&*self);
-    calls_.add(self->slot);
     Platform::MutexLock lock(mutex_);
     --looking_;
     // One that cannot be told from the host's threads runs nothing.
@@ -209,7 +210,6 @@ void WorkerPool::work(Members::iterator self) {
         else if (!look(lock))
             sleep(*self, lock);
     }
-    calls_.remove(self->slot);
     --workers_;
     leave(self);
 }
@@ -429,7 +429,7 @@ bool WorkerPool::releaseStalled(Platform::MutexLock& lock) {
         if (each.task->releaseRest(each.member->slot, each.member->seenInCall))
             released.push(std::move(each.task));
     if (!released.empty())
-        post(messages_, released, Poster::returns);
+        post(released, false, Poster::returns);
     stalled.clear();
     lock.lock();
     return anyProgress;

@@ -55,8 +55,6 @@ public:
 
     // The pool outlives the call: not only through the task.
     void postMessage(std::shared_ptr<Task> task, Poster poster = Poster::returns);
-    // Takes all tasks of the queue.
-    void postMessages(TaskQueue& tasks, Poster poster = Poster::returns);
     void postReply(std::shared_ptr<Task> task);
     // The caller, when it is a task of the pool, is going to wait for what it has posted.
     void posterWaits();
@@ -98,7 +96,7 @@ private:
     void work(Members::iterator self);
     void keep(Members::iterator self);
 
-    void post(TaskQueue& queue, TaskQueue& tasks, Poster poster);
+    void post(TaskQueue& tasks, bool areReplies, Poster poster);
     void run(Member& self, Platform::MutexLock& lock) NO_THREAD_SAFETY_ANALYSIS;
     // False when there was nothing to be found.
     bool look(Platform::MutexLock& lock) NO_THREAD_SAFETY_ANALYSIS;
