@@ -17,9 +17,12 @@ public:
 
     // Speaks of these files instead, whether or not they exist. Look at them afterwards. Full paths.
     void follow(std::span<const std::u16string> paths);
-    // True only when nothing can have changed since follow began; costs a system call for each file. Always
-    // false before, and where the system does not tell of changes.
+    // True only when nothing has changed since follow began, as far as files are written through calls and
+    // not through memory; costs a system call for each file. Always false before, and where the system does
+    // not tell of changes.
     bool unchanged() noexcept;
+    // Whether it ever does.
+    static bool areToldOf() noexcept;
 
 private:
     struct Watches;

@@ -46,15 +46,17 @@ std::string linkTarget(const std::string& link) {
     return {target, length < 0 ? 0 : static_cast<size_t>(length)};
 }
 
-// Other machines change these file systems' files too, and nothing here tells.
-bool isShared(const std::string& path) {
+// Files on other file systems other machines may change too, and nothing here tells.
+bool isLocal(const std::string& path) {
     struct statfs status {};
     if (statfs(path.c_str(), &status) != 0)
         return false;
-    const auto type = static_cast<uint32_t>(status.f_type);
-    constexpr uint32_t shared[] = {AFS_SUPER_MAGIC, CEPH_SUPER_MAGIC, CIFS_SUPER_MAGIC, FUSE_SUPER_MAGIC,
-                                   NFS_SUPER_MAGIC, SMB2_SUPER_MAGIC, SMB_SUPER_MAGIC,  V9FS_MAGIC};
-    return std::ranges::find(shared, type) != std::end(shared);
+    constexpr uint32_t zfs = 0x2FC12FC1;
+    constexpr uint32_t local[] = {
+        BTRFS_SUPER_MAGIC,     EXT4_SUPER_MAGIC,    F2FS_SUPER_MAGIC, zfs,
+        OVERLAYFS_SUPER_MAGIC, RAMFS_MAGIC,         TMPFS_MAGIC,      XFS_SUPER_MAGIC,
+        SQUASHFS_MAGIC,        REISERFS_SUPER_MAGIC};
+    return std::ranges::find(local, static_cast<uint32_t>(status.f_type)) != std::end(local);
 }
 
 }  // namespace
@@ -136,16 +138,16 @@ std::vector<PathWatch::Step> PathWatch::steps() const {
 
 PathWatch::Entries PathWatch::watch(const std::vector<Step>& steps) {
     Entries entries;
-    toldOfAll_ = true;
+    toldOfAll_ = static_cast<bool>(mounts_);
     for (const Step& step : steps) {
         const uint32_t events = step.file            ? fileEvents | (writes_ == Writes::each ? IN_MODIFY : 0)
                                 : step.entry.empty() ? selfEvents | IN_ONLYDIR
                                                      : entryEvents | IN_ONLYDIR;
         const int watch = inotify_add_watch(notifications_.get(), step.watched.c_str(), events | IN_MASK_ADD);
-        toldOfAll_ = toldOfAll_ && watch >= 0 && !isShared(step.watched);
+        toldOfAll_ = toldOfAll_ && watch >= 0 && isLocal(step.watched);
         if (watch < 0)
             continue;
-        std::set<std::string>& counting = entries[watch];
+        auto& counting = entries[watch];
         if (!step.entry.empty())
             counting.insert(step.entry);
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -38,7 +39,7 @@ private:
 
         bool operator==(const Step&) const = default;
     };
-    using Entries = std::map<int, std::set<std::string>>;  // by watch
+    using Entries = std::map<int, std::set<std::string, std::less<>>>;  // by watch
 
     std::vector<Step> steps() const;
     Entries watch(const std::vector<Step>& steps);

@@ -23,14 +23,14 @@ int64_t nanoseconds(const timespec& time) {
 
 class RegistryCache {
 public:
-    std::shared_ptr<const RegistryNode> current() {
+    std::shared_ptr<const RegistryNode> current(Look look) {
         std::string path = registryFilePath();
         std::shared_ptr<const RegistryNode> tree;
         std::optional<std::u16string> problem;
         {
             MutexLock lock(mutex_);
-            if (!tree_ || path != path_ || !watch_.unchanged())
-                problem = look(std::move(path));
+            if (look == Look::always || !known_ || path != path_ || !watch_.unchanged())
+                problem = lookAt(std::move(path));
             tree = tree_;
         }
         if (problem)
@@ -40,13 +40,17 @@ public:
     }
 
 private:
-    std::optional<std::u16string> look(std::string path) REQUIRES(mutex_) {
+    std::optional<std::u16string> lookAt(std::string path) REQUIRES(mutex_) {
+        known_ = false;
         const std::u16string portable = portablePath(path);
         watch_.follow({&portable, 1});
         const FileState state = fileState(path);
+        std::optional<std::u16string> problem;
         if (tree_ && path == path_ && state == state_ && settled_)
-            return std::nullopt;
-        return read(std::move(path), state);
+            known_ = true;
+        else
+            problem = read(std::move(path), state);
+        return problem;
     }
 
     // Returns the problem of a text that has not been reported yet.
@@ -54,26 +58,32 @@ private:
         // Two writes within one tick of the file system's clock leave the same state behind, so a file that
         // has only just changed is looked at again next time. (Anybody can set the time of modification.)
         constexpr int64_t tick = 50'000'000;
-        settled_ = wallTime().count() - state.changed > tick;
-        state_ = state;
+        settled_ = false;
         std::optional<std::u16string> problem;
         std::string text;
+        // May pass without a change of the file, and must not be taken for one.
+        bool unreadable = false;
         if (state.size >= 0) {
-            if (std::optional<std::string> content = readFile(portablePath(path), mostBytes))
+            if (std::optional<std::string> content = readFile(portablePath(path), mostBytes)) {
                 text = std::move(*content);
-            else
+            } else {
                 problem = u"it cannot be read or is too large";
+                unreadable = static_cast<uint64_t>(state.size) <= mostBytes;
+            }
         }
         const size_t fingerprint = std::hash<std::string_view>()(text);
         const bool same = tree_ && path == path_ && fingerprint == fingerprint_ && !problem;
+        if (!same && !(unreadable && tree_ && path == path_)) {
+            RegistryText parsed = parseRegistryText(text);
+            if (parsed.error)
+                problem = std::move(parsed.error);
+            tree_ = std::make_shared<const RegistryNode>(std::move(parsed.localMachine));
+            fingerprint_ = fingerprint;
+        }
         path_ = std::move(path);
-        fingerprint_ = fingerprint;
-        if (same)
-            return std::nullopt;
-        RegistryText parsed = parseRegistryText(text);
-        if (parsed.error)
-            problem = std::move(parsed.error);
-        tree_ = std::make_shared<const RegistryNode>(std::move(parsed.localMachine));
+        state_ = state;
+        known_ = !unreadable;
+        settled_ = known_ && wallTime().count() - state.changed > tick;
         if (!problem || (reported_ && *reported_ == fingerprint))
             return std::nullopt;
         reported_ = fingerprint;
@@ -84,6 +94,7 @@ private:
     Mutex mutex_;
     std::string path_ GUARDED_BY(mutex_);
     KnownFiles watch_ GUARDED_BY(mutex_);
+    bool known_ GUARDED_BY(mutex_) = false;  // what the file says, since watching began
     FileState state_ GUARDED_BY(mutex_);
     bool settled_ GUARDED_BY(mutex_) = false;
     size_t fingerprint_ GUARDED_BY(mutex_) = 0;
@@ -107,8 +118,8 @@ std::string registryFilePath() {
     return nativePath(platformFolder()) + "/registry.reg";
 }
 
-std::shared_ptr<const RegistryNode> currentRegistry() {
-    return registryCache.get().current();
+std::shared_ptr<const RegistryNode> currentRegistry(Look look) {
+    return registryCache.get().current(look);
 }
 
 }  // namespace Platform

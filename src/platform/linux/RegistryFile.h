@@ -26,7 +26,11 @@ FileState fileState(const std::string& nativePath) noexcept;
 // Path of the registry file in the present platform folder, in the system's form.
 std::string registryFilePath();
 
-// The tree that the file describes now, read again only when the file has changed. Any thread.
-std::shared_ptr<const RegistryNode> currentRegistry();
+// Whether to look at the file also when nothing has been told of a change.
+enum class Look { whenTold, always };
+
+// The tree that the file describes now, read again only when the file has changed. While the file is there
+// and cannot be read, what it said before counts. Any thread.
+std::shared_ptr<const RegistryNode> currentRegistry(Look look = Look::whenTold);
 
 }  // namespace Platform

@@ -41,7 +41,8 @@ private:
     using Values = decltype(RegistryNode::values);
 
     Values values() const {
-        const std::shared_ptr<const RegistryNode> registry = currentRegistry();
+        // Of what this watch has been told, others may not have been yet.
+        const std::shared_ptr<const RegistryNode> registry = currentRegistry(Look::always);
         const RegistryNode* const key = findRegistryKey(*registry, key_);
         return key ? key->values : Values();
     }

@@ -73,17 +73,22 @@ public:
     SessionList current() {
         const std::u16string path = platformFolder() + u"\\sessions";
         MutexLock lock(mutex_);
-        if (path != path_ || !watch_.unchanged()) {
+        if (path == path_ && watch_.unchanged())
+            return list_;
+        path_.clear();
+        watch_.follow({&path, 1});
+        SessionList list = readSessions(path);
+        // Any other failure may pass without a change of the file.
+        if (list.error == 0 || list.error == errorInvalidData) {
+            list_ = list;
             path_ = path;
-            watch_.follow({&path_, 1});
-            list_ = readSessions(path_);
         }
-        return list_;
+        return list;
     }
 
 private:
     Mutex mutex_;  // leaf: the file is read under it so that one thread reads for all
-    std::u16string path_ GUARDED_BY(mutex_);
+    std::u16string path_ GUARDED_BY(mutex_);  // empty while nothing is known
     KnownFiles watch_ GUARDED_BY(mutex_);
     SessionList list_ GUARDED_BY(mutex_);
 };

@@ -11,6 +11,10 @@ KnownFiles::~KnownFiles() = default;
 
 void KnownFiles::follow(std::span<const std::u16string>) {}
 
+bool KnownFiles::areToldOf() noexcept {
+    return false;
+}
+
 bool KnownFiles::unchanged() noexcept {
     return false;
 }
