@@ -41,10 +41,12 @@ class LatestBusLibrary {
 public:
     std::shared_ptr<SharedLibrary> get() {
         Paths files = candidates();
+        std::shared_ptr<SharedLibrary> held;  // its last holder may be this call
         {
             Platform::MutexLock lock(mutex_);
-            if (auto library = library_.lock(); library && files == files_ && known_->unchanged())
-                return library;
+            held = library_.lock();
+            if (held && files == files_ && known_->unchanged())
+                return held;
         }
         auto known = std::make_unique<Platform::KnownFiles>();
         known->follow(lookedAt(files));
@@ -66,7 +68,7 @@ private:
         return std::span(files).first(count);
     }
 
-    Platform::Mutex mutex_;  // leaf: nothing is loaded under it
+    Platform::Mutex mutex_;  // leaf: nothing is loaded or freed under it
     std::weak_ptr<SharedLibrary> library_ GUARDED_BY(mutex_);
     Paths files_ GUARDED_BY(mutex_);
     std::unique_ptr<Platform::KnownFiles> known_ GUARDED_BY(mutex_);
@@ -79,7 +81,7 @@ constinit Platform::ProcessWide<LatestBusLibrary> latest;
 std::shared_ptr<SharedLibrary> loadBusLibrary() {
     const bool searchIsLogged = ETWLogging::isLogEnabled(ETWLogging::levelNormal) ||
                                 ETWLogging::isLogEnabled(ETWLogging::levelWarning);
-    return searchIsLogged ? load() : latest.get().get();
+    return searchIsLogged || !Platform::KnownFiles::areToldOf() ? load() : latest.get().get();
 }
 
 }  // namespace Tavix

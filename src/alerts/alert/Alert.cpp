@@ -108,10 +108,11 @@ bool Alert::waitForOutcome(int64_t seconds) {
         return true;
     const Platform::Clock::Time deadline =
         Platform::deadlineAfter(clock_.now(), std::chrono::seconds(seconds));
+    const std::u16string pattern = outcomePatternOf(info_);
     Platform::MutexLock lock(outcome_->mutex);
     while (!outcome_->received && clock_.waitUntil(outcome_->condition, lock, deadline)) {
     }
-    busClient_->unsubscribe(outcomePatternOf(info_));  // compat
+    busClient_->unsubscribe(pattern);  // compat
     return outcome_->received;
 }
 
