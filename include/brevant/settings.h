@@ -16,7 +16,9 @@
  * under a prefix: those that are got are answered under their own names, a prefix that is removed under P.
  *
  * Each change is told twice, in the order of the changes: under one topic for all, {"name":N}, and under a
- * topic that ends in the property's name, {"name":N,"value":V} or, for one that is gone, {"name":N}.
+ * topic that ends in the property's name, {"name":N,"value":V} or, for one that is gone, {"name":N}. A change
+ * is made before it is told. Whoever is told may ask at once, from inside the notification: the settings
+ * manager holds no lock while it tells.
  */
 #ifndef BREVANT_SETTINGS_H
 #define BREVANT_SETTINGS_H

@@ -35,6 +35,42 @@ std::optional<std::u16string> parseViewerId(const std::u16string& propertyName) 
 
 }  // namespace
 
+// A change of the table, with what it needs made before the lock is taken, and what it removes let go of
+// after.
+class ViewerRegistrar::Change {
+public:
+    Change(ViewerRegistrar& registrar, const std::u16string& viewerId)
+        : registrar_(registrar), viewer_(std::make_shared<AlertViewer>(viewerId, registrar.busClient_)) {}
+    void apply(bool registered) REQUIRES(registrar_.mutex_) {
+        if (registered)
+            registrar_.viewers_.try_emplace(viewer_->getId(), viewer_);
+        else
+            removed_ = registrar_.viewers_.extract(viewer_->getId());
+    }
+
+private:
+    ViewerRegistrar& registrar_;
+    const std::shared_ptr<AlertViewer> viewer_;
+    decltype(viewers_)::node_type removed_;
+};
+
+// Until the list has been added, nothing tells of deletions that came before the subscription to them.
+class ViewerRegistrar::Starting {
+public:
+    explicit Starting(ViewerRegistrar& registrar) : registrar_(registrar) { set(true); }
+    ~Starting() { set(false); }
+    Starting(const Starting&) = delete;
+    Starting& operator=(const Starting&) = delete;
+
+private:
+    void set(bool starting) {
+        Platform::MutexLock lock(registrar_.mutex_);
+        registrar_.starting_ = starting;
+    }
+
+    ViewerRegistrar& registrar_;
+};
+
 ViewerRegistrar::ViewerRegistrar(std::shared_ptr<Tavix::MessageBusClient> busClient,
                                  std::shared_ptr<Tavix::SettingsManagerClient> settings)
     : busClient_(busClient ? std::move(busClient) : std::make_shared<Tavix::MessageBusClient>()),
@@ -52,6 +88,7 @@ ViewerRegistrar::~ViewerRegistrar() {
 
 void ViewerRegistrar::start() {
     constexpr const char16_t* function = u"Vok::ViewerRegistrar::start";
+    const Starting starting(*this);
     const bool watchesSet = settings_->subscribeSet(
         [this, gate = gate_](const std::u16string& name, const std::u16string&) {
             if (const Tavix::CallbackGate::Pass pass(*gate); pass)
@@ -79,7 +116,7 @@ void ViewerRegistrar::start() {
 
     // One name makes add throw; coming last, it keeps no viewer out.
     const bool keyItself = properties.erase(viewerKey) != 0;
-    Source source = Source::settings;
+    Source source = Source::list;
     for (const auto& [name, value] : properties)
         if (!add(name, source))
             source = Source::caller;  // who does not answer is asked no more
@@ -108,10 +145,10 @@ bool ViewerRegistrar::add(const std::u16string& propertyName, Source source) {
                       u"Failed to parse viewer id. Unable to add viewer. Key: %s", propertyName);  // compat
     const std::u16string viewerId = parsed.value_or(u"");
 
-    const bool answered = change(viewerId, propertyName, true, source);
+    const std::optional<uint64_t> inquiry = change(viewerId, true, source);
     LOG_FORMATTED(ETWLogging::levelNormal, function, u"Viewer registered: %s", viewerId);
     announce(viewerId, BREVANT_VIEWER_REGISTERED);  // compat
-    return answered;
+    return !inquiry || lookAgain(viewerId, propertyName, *inquiry);
 }
 
 void ViewerRegistrar::remove(const std::u16string& propertyName, Source source) {
@@ -123,45 +160,47 @@ void ViewerRegistrar::remove(const std::u16string& propertyName, Source source) 
                       u"Failed to parse viewer id. Unable to remove viewer. Key: %s", propertyName);
     const std::u16string viewerId = parsed.value_or(u"");
 
-    change(viewerId, propertyName, false, source);
+    const std::optional<uint64_t> inquiry = change(viewerId, false, source);
     LOG_FORMATTED(ETWLogging::levelNormal, function, u"Viewer unregistered: %s", viewerId);
     announce(viewerId, BREVANT_VIEWER_UNREGISTERED);  // compat
+    if (inquiry)
+        lookAgain(viewerId, propertyName, *inquiry);
 }
 
-bool ViewerRegistrar::change(const std::u16string& viewerId, const std::u16string& propertyName,
-                             bool registered, Source source) {
-    const auto viewer = std::make_shared<AlertViewer>(viewerId, busClient_);
-    decltype(viewers_)::node_type removed;
+std::optional<uint64_t> ViewerRegistrar::change(const std::u16string& viewerId, bool registered,
+                                                Source source) {
     const size_t place = std::hash<std::u16string>()(viewerId) % deletionPlaces;
-    std::optional<bool> found;
-
+    Change made(*this, viewerId);
     Platform::MutexLock lock(mutex_);
     const bool known = viewers_.contains(viewerId);
-    const bool mayBeOld = registered ? !known && deletionTold_[place] : known;
-    const bool overlaps = inquiries_.contains(viewerId);
-    const bool asks = source == Source::settings && (mayBeOld || overlaps);
+    const bool mayBeOld =
+        registered ? !known && ((starting_ && source == Source::settings) || deletionTold_[place]) : known;
+    const auto overlapping = inquiries_.find(viewerId);
+    const bool overlaps = overlapping != inquiries_.end();
     if (!registered)
         deletionTold_.set(place);
-    if (asks || overlaps) {
-        Inquiry& inquiry = inquiries_[viewerId];
-        ++inquiry.running;
-        const uint64_t mine = ++inquiry.latest;
-        if (asks) {
-            lock.unlock();
-            found = isSet(propertyName);
-            lock.lock();
-        }
-        const bool isLatest = inquiry.latest == mine;
-        if (--inquiry.running == 0)
-            inquiries_.erase(viewerId);
-        if (!isLatest)
-            return found || !asks;
-    }
-    if (found.value_or(registered))
-        viewers_.try_emplace(viewerId, viewer);
-    else
-        removed = viewers_.extract(viewerId);
-    return found || !asks;
+    made.apply(registered);
+    if (overlaps)
+        ++overlapping->second.latest;
+    if (source == Source::caller || !(mayBeOld || overlaps))
+        return std::nullopt;
+    Inquiry& inquiry = overlaps ? overlapping->second : inquiries_[viewerId];
+    ++inquiry.running;
+    return overlaps ? inquiry.latest : ++inquiry.latest;
+}
+
+bool ViewerRegistrar::lookAgain(const std::u16string& viewerId, const std::u16string& propertyName,
+                                uint64_t inquiry) {
+    const std::optional<bool> found = isSet(propertyName);
+    Change made(*this, viewerId);
+    Platform::MutexLock lock(mutex_);
+    const auto running = inquiries_.find(viewerId);
+    const bool isLatest = running->second.latest == inquiry;
+    if (--running->second.running == 0)
+        inquiries_.erase(running);
+    if (found && isLatest)
+        made.apply(*found);
+    return found.has_value();
 }
 
 std::optional<bool> ViewerRegistrar::isSet(const std::u16string& propertyName) noexcept {

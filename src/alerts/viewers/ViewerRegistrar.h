@@ -27,11 +27,11 @@ class AlertViewer;
 // The settings tell of sets and of deletions through two subscriptions, and a bus keeps the order within each
 // alone: a viewer that restarts, and so deletes its property and sets it again, may be heard of the other way
 // round, and a list that was asked for may be older than a deletion that has come meanwhile. What is told
-// only says that something has changed. So where the table would follow a change that may be out of date, the
-// settings are asked for the property as it is now, and of changes that are looked into at the same time the
-// one that came last decides: its question is younger than every change that has been told. This rests on
-// nothing but that the settings manager makes a change before it tells of it; an order between the two
-// subscriptions would have to come from the bus, and not every bus has one.
+// only says that something has changed. So where the table has followed a change that may be out of date, the
+// settings are asked for the property as it is now, and the table follows the answer; of changes that are
+// looked into at the same time the one that came last decides: its question is younger than every change that
+// has been told. This rests on nothing but that the settings manager makes a change before it tells of it; an
+// order between the two subscriptions would have to come from the bus, and not every bus has one.
 class ViewerRegistrar {
 public:
     // What is empty is made: a bus client of its own, a settings client over the bus client. Making a bus
@@ -47,7 +47,7 @@ public:
     // Null when no viewer of that id is registered.
     virtual std::shared_ptr<AlertViewer> findViewer(const std::u16string& viewerId) const;
 
-    // Watches the settings, then reads what is there; waits up to 5 s for the answer, and again for each
+    // Watches the settings, then reads what is there; waits up to 6 s for the answer, and again for each
     // viewer of which a deletion has been told, until an answer fails to come. A failure of either is logged
     // and start goes on with what it has. Throws as addViewer, once every other viewer has been added.
     void start();
@@ -60,8 +60,10 @@ public:
     void removeViewer(const std::u16string& propertyName);
 
 private:
-    // What the settings tell may be out of date; what a caller wants is not.
-    enum class Source { caller, settings };
+    // What the settings tell, or have listed, may be out of date; what a caller wants is not.
+    enum class Source { caller, settings, list };
+    class Change;
+    class Starting;
     // The changes of one viewer that are being looked into.
     struct Inquiry {
         size_t running = 0;
@@ -72,10 +74,11 @@ private:
     // False when the settings manager was asked and did not answer.
     bool add(const std::u16string& propertyName, Source source);
     void remove(const std::u16string& propertyName, Source source);
-    // Brings the table in step with what the settings hold by now or, when they are not asked or do not
-    // answer, with the change. Returns as add.
-    bool change(const std::u16string& viewerId, const std::u16string& propertyName, bool registered,
-                Source source);
+    // Makes the change. When it may be out of date, gives the number under which to look again.
+    std::optional<uint64_t> change(const std::u16string& viewerId, bool registered, Source source);
+    // Brings the table in step with what the settings hold by now, unless a later change does. Returns as
+    // add.
+    bool lookAgain(const std::u16string& viewerId, const std::u16string& propertyName, uint64_t inquiry);
     std::optional<bool> isSet(const std::u16string& propertyName) noexcept;
     void announce(const std::u16string& viewerId, const char16_t* change);
 
@@ -91,6 +94,7 @@ private:
     // By hash of the viewer id, since ids may be without number: whether a deletion has been told, which may
     // be younger than a set that is still to come. Those that share a place cost each other a question.
     std::bitset<deletionPlaces> deletionTold_ GUARDED_BY(mutex_);
+    bool starting_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace Vok
