@@ -7,6 +7,8 @@
 #include <brevant/event_sink.h>
 
 #include "platform/Components.h"
+#include "platform/Sync.h"
+#include "platform/Thread.h"
 #include "telemetry/CJSONFormatter.h"
 
 namespace Tavix::Analytics {
@@ -29,7 +31,35 @@ struct ReleaseSink {
 };
 using EventSink = std::unique_ptr<ILegacyEventSink, ReleaseSink>;
 
+constinit Platform::Mutex creatingMutex;  // leaf
+constinit Platform::ThreadList creating GUARDED_BY(creatingMutex);
+
+// The calling thread is inside a sink's creation. Should the sink publish there, over a bus that delivers in
+// place, the event that this brings about would create it again, and so on.
+class Creation {
+public:
+    Creation() {
+        Platform::MutexLock lock(creatingMutex);
+        isNested_ = creating.hasCurrent();
+        creating.enter(mark_);
+    }
+    ~Creation() {
+        Platform::MutexLock lock(creatingMutex);
+        creating.leave(mark_);
+    }
+    Creation(const Creation&) = delete;
+    Creation& operator=(const Creation&) = delete;
+    bool isNested() const noexcept { return isNested_; }
+
+private:
+    Platform::ThreadList::Mark mark_;
+    bool isNested_ = false;
+};
+
 EventSink createSink(const Platform::Guid& classId) {
+    const Creation creation;
+    if (creation.isNested())
+        return nullptr;
     void* object = nullptr;
     if (Platform::createTrustedComponent(classId, eventSinkInterfaceId, &object) >= 0 && object)
         return EventSink(static_cast<ILegacyEventSink*>(object));
