@@ -49,12 +49,18 @@ public:
         writeString(text);
         return EndValue(true);
     }
-    bool Double(double number) { return std::isfinite(number) ? Writer::Double(number) : Writer::Null(); }
+    bool Double(double number) {
+        hasDoubles_ = true;
+        return std::isfinite(number) ? Writer::Double(number) : Writer::Null();
+    }
+    // Whether a number with a fraction or an exponent has been written: read again, it may be another by the
+    // last digit.
+    bool hasDoubles() const noexcept { return hasDoubles_; }
 
     // Writes the object that a text holds, without building a document: what parsing and writing it gives. An
     // empty object, and false, for a text that is not well-formed, no object or nested too deeply.
     bool ObjectText(const std::u16string& text);
-    // Takes over the text of an object as it stands: one that has been written by such a writer.
+    // Takes over the text of an object as it stands: one that such a writer has written, without doubles.
     void WrittenObject(std::u16string_view text) {
         Prefix(rapidjson::kObjectType);
         os_->append(text);
@@ -63,6 +69,8 @@ public:
 
 private:
     void writeString(std::u16string_view text);
+
+    bool hasDoubles_ = false;
 };
 
 }  // namespace Tavix

@@ -128,7 +128,7 @@ std::u16string AlertInfo::toJson() const {
         json.EndArray();
     }
     json.Key(BREVANT_DESCRIPTION_CONTEXT);
-    if (context.isWritten())
+    if (context.isStable())
         json.WrittenObject(context.text());
     else
         json.ObjectText(context);

@@ -28,7 +28,8 @@ struct AlertInfo {
     bool fromJson(const std::u16string& text);
     // Compact. An empty preferredViewer writes no member; a context that is no object text is written as {}.
     std::u16string toJson() const;
-    // Whether fromJson makes the same record of what toJson writes.
+    // Whether fromJson makes the same record of what toJson writes, but for the last digits of numbers in the
+    // context.
     bool readsBack() const noexcept;
 
     std::u16string id;          // which alert

@@ -1,11 +1,17 @@
 #include "alerts/description/ContextText.h"
 
 #include "alerts/description/AlertContext.h"
+#include "json/JSONTextWriter.h"
 #include "json/JSONView.h"
 
 namespace Vok {
 
-ContextText::ContextText(const Tavix::JSONView& object) : text_(object.toString()) {
+ContextText::ContextText(const Tavix::JSONView& object) {
+    Tavix::JSONTextSink sink;
+    Tavix::JSONTextWriter writer(sink);
+    object.value()->Accept(writer);
+    isStable_ = !writer.hasDoubles();
+    text_ = sink.take();
     AlertContext context;
     context.read(object);
     key_ = duplicateKeyOf(context);
@@ -16,6 +22,7 @@ ContextText& ContextText::operator=(ContextText&& other) noexcept {
         // A plain move may leave the source's text as it was.
         text_ = std::exchange(other.text_, {});
         key_ = std::exchange(other.key_, std::nullopt);
+        isStable_ = std::exchange(other.isStable_, false);
     }
     return *this;
 }

@@ -28,14 +28,17 @@ public:
     const std::u16string& text() const noexcept { return text_; }
     operator const std::u16string&() const noexcept { return text_; }
 
-    // Whether it comes from a document: then it can be taken into another text as it stands.
+    // Whether it comes from a document.
     bool isWritten() const noexcept { return key_.has_value(); }
+    // Whether reading and writing it again would give the same text, so that it can be taken into another.
+    bool isStable() const noexcept { return isStable_; }
     // Of what AlertContext reads in the text, which is not read again when it comes from a document.
     DuplicateKey duplicateKey() const;
 
 private:
     std::u16string text_;
     std::optional<DuplicateKey> key_;  // of a text from a document
+    bool isStable_ = false;
 };
 
 }  // namespace Vok
