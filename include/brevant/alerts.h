@@ -22,7 +22,10 @@
 
 #include <brevant/conventions.h>
 
-/* Sender of the broker's requests and announcements; of its other messages its library's file name. */
+/*
+ * Sender of the id response, of requests to viewers and of what announces viewers; other answers bear the
+ * library's file name.
+ */
 #define BREVANT_SENDER u"Brevant"
 
 /* --- products and the broker ---------------------------------------------------------------------------- */
@@ -45,7 +48,8 @@
 
 /*
  * Withdraws an alert: a queued one whose alert id is the instance id in the name, or the one on screen of
- * that instance id. Answered by DELETED or NOT_FOUND, with an empty alert id, which leaves two dots in a row.
+ * that instance id. Answered by DELETED or NOT_FOUND, with an empty alert id, which leaves two dots in a row;
+ * by no message, as SHOW, for a number that has not been handed out.
  * [product to broker]
  */
 #define BREVANT_ALERT_DELETE BREVANT_ALERT_PREFIX u"Delete."

@@ -14,8 +14,8 @@
  *  - The broker releases no handle while it holds a lock that a callback of that handle takes. The bus may
  *    wait for the handle's callbacks in releaseHandle.
  *  - The broker's callbacks may run on any number of threads at once, and from inside publish or request.
- *  - The broker's callbacks may publish, request, subscribe and acquire handles. One may block until a
- * request of its own is answered; the bus must go on delivering meanwhile.
+ *  - The broker's callbacks may publish, request, subscribe and acquire handles. A callback may block until
+ *    a request of its own is answered; the bus must go on delivering meanwhile.
  *
  * What the broker expects of the bus:
  *  - The bus delivers the messages of one publisher to one subscription in the order of publishing.
