@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "text/PatternHead.h"
 #include "text/NamePattern.h"
+#include "text/PatternHead.h"
 
 namespace {
 

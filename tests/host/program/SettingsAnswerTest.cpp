@@ -106,7 +106,8 @@ TEST_F(SettingsAnswerTest, TheServiceRepliesToTheRequesterAndTellsEverybodyOfCha
         return client.request(topic, payload, std::chrono::seconds(20)).message;
     };
     for (const std::u16string value : {u"1", u"2", u"3"}) {
-        const ReceivedMessage answer = send(set, uR"({"name":"n","volatile":true,"value":")" + value + u"\"}");
+        const ReceivedMessage answer =
+            send(set, uR"({"name":"n","volatile":true,"value":")" + value + u"\"}");
         EXPECT_EQ(answer.name, u"SETTINGS_MANAGER_SET_PROPERTY.Response");
         EXPECT_EQ(answer.payload, uR"({"name":"n","status":true})");
     }
