@@ -1,4 +1,5 @@
 #include <aclapi.h>
+#include <algorithm>
 #include <chrono>
 #include <gtest/gtest.h>
 #include <string>
@@ -29,25 +30,36 @@ protected:
         CloseHandle(process.hThread);
         CloseHandle(process.hProcess);
     }
-    // A junction; under Wine, which has none, a link of the system below, which it shows as one.
-    static bool makeLink(const std::u16string& link, const std::u16string& target) {
+    // Runs one of the system's below Wine on paths; false where there is none.
+    static bool runBelow(std::u16string command, std::initializer_list<std::u16string> paths) {
         using UnixName = char*(__cdecl*)(const wchar_t*);
         const auto unixName = reinterpret_cast<UnixName>(reinterpret_cast<void*>(
             GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
-        if (!unixName) {
-            start(u"cmd.exe /c mklink /J \"" + link + u"\" \"" + target + u"\"");
-        } else {
-            const auto name = [&](const std::u16string& path) {
-                return u" \"" + portablePath(unixName(wide(path))) + u'"';
-            };
-            std::u16string command = u"Z:\\bin\\ln -s" + name(target) + name(link);
-            std::ranges::replace(command.begin() + 9, command.end(), u'\\', u'/');
-            start(command);
+        if (!unixName)
+            return false;
+        for (const std::u16string& each : paths) {
+            std::u16string name = portablePath(unixName(wide(each)));
+            std::ranges::replace(name, u'\\', u'/');
+            command += u" \"" + name + u'"';
         }
+        start(u"Z:\\bin\\" + command);
+        return true;
+    }
+    static bool becomes(const std::u16string& file, bool exists) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!fileExists(link) && std::chrono::steady_clock::now() < deadline)
+        while (fileExists(file) != exists && std::chrono::steady_clock::now() < deadline)
             std::this_thread::yield();
-        return fileExists(link);
+        return fileExists(file) == exists;
+    }
+    // A junction; under Wine, which has none, a link of the system below, which it shows as one.
+    static bool makeLink(const std::u16string& link, const std::u16string& target) {
+        if (!runBelow(u"ln -s", {target, link}))
+            start(u"cmd.exe /c mklink /J \"" + link + u"\" \"" + target + u"\"");
+        return becomes(link, true);
+    }
+    // Nobody else does under Wine: what it shows as a folder cannot be removed as one.
+    static bool removeLink(const std::u16string& link) {
+        return RemoveDirectoryW(wide(link)) || (runBelow(u"rm", {link}) && becomes(link, false));
     }
 
     Support::PlatformFolder folder;
@@ -67,6 +79,7 @@ TEST_F(FileAccesses, TellALinkFromAFolderOfOnesOwn) {
     const auto link = of(path + u" link"), through = of(path + u" link\\below");
     EXPECT_TRUE(link && link->isLink);
     EXPECT_TRUE(through && !through->isLink);
+    ASSERT_TRUE(removeLink(path + u" link"));
 }
 
 TEST_F(FileAccesses, OfFoldersThatAreMadeWhereEverybodyMayAreForTheirMaker) {
