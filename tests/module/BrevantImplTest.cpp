@@ -97,8 +97,6 @@ TEST_F(BrevantImplTest, LeavesASessionAtLogoffWithoutWaitingAndItsScreenToOneAle
     EXPECT_EQ(logoff(1), done);
     EXPECT_TRUE(log.records().empty());
 
-    std::atomic<int> looks{0};
-    sessions.whenListed = [&] { ++looks; };
     EXPECT_EQ(show(u"1"), done);
     EXPECT_EQ(screen->next(), u"1");
     std::thread busThread([&] {
@@ -111,10 +109,10 @@ TEST_F(BrevantImplTest, LeavesASessionAtLogoffWithoutWaitingAndItsScreenToOneAle
     });
     EXPECT_TRUE(bus.waitForPublished(u"Brevant.Alert.id.Queued.1x"));
     // The third look shows that the second has led to nothing.
-    const int before = looks;
+    const int before = sessions.looks;
     EXPECT_TRUE(eventually([&] {
         bus.deliver(u"SystemMonitor.UserSession.Logon", u"");
-        return looks >= before + 3;
+        return sessions.looks >= before + 3;
     }));
     EXPECT_FALSE(screen->shownBefore(u"0") || screen->shownBefore(u"1x"));
     dismissedByUser(u"1");
@@ -123,8 +121,6 @@ TEST_F(BrevantImplTest, LeavesASessionAtLogoffWithoutWaitingAndItsScreenToOneAle
 }
 
 TEST_F(BrevantImplTest, ShowsNothingMoreFromWhenItsDestructionBegins) {
-    std::atomic<int> looks{0};
-    sessions.whenListed = [&] { ++looks; };
     sessions.active = 9;
     EXPECT_EQ(show(u"0", 9), done);
     EXPECT_EQ(screen->next(), u"0");
@@ -150,10 +146,10 @@ TEST_F(BrevantImplTest, ShowsNothingMoreFromWhenItsDestructionBegins) {
         return bus.published().size() == answers;
     }));
     dismissedByUser(u"0");
-    const int before = looks;
+    const int before = sessions.looks;
     EXPECT_TRUE(eventually([&] {
         bus.deliver(u"SystemMonitor.UserSession.Logon", u"");
-        return looks >= before + 3;
+        return sessions.looks >= before + 3;
     }));
     EXPECT_FALSE(screen->shownBefore(u"0x"));
     answer.set_value();

@@ -101,11 +101,13 @@ class SessionList {
 public:
     std::atomic<uint32_t> active{1};  // 0: none
     std::atomic<bool> fails{false};
+    std::atomic<int> looks{0};         // how often it was made
     std::function<void()> whenListed;  // on the asking thread, once the list has been made
     Vok::SessionEnumerator enumerator() {
         return [this](std::vector<Platform::UserSession>& list) {
             using State = Platform::UserSessionState;
             const State state = active ? State::active : State::connected;
+            ++looks;
             list = {{7, State::disconnected}, {active, state}, {8, state}};
             if (whenListed)
                 whenListed();
