@@ -151,9 +151,11 @@ TEST(JSONFormatterNumbers, ThatWereSetAreReadAndWrittenBack) {
               u"{\"a\":-2147483648,\"b\":4294967295,\"c\":-9223372036854775808,"
               u"\"d\":18446744073709551615,\"e\":5.0,\"f\":5,\"g\":true}");
     double real = 0;
-    EXPECT_TRUE(formatter.getDouble(u"e", real) && real == 5);
+    EXPECT_TRUE(formatter.getDouble(u"e", real));
+    EXPECT_EQ(real, 5);
     bool flag = false;
-    EXPECT_TRUE(formatter.getBool(u"g", flag) && flag);
+    EXPECT_TRUE(formatter.getBool(u"g", flag));
+    EXPECT_TRUE(flag);
     EXPECT_FALSE(parsed(u"{\"g\":\"true\"}").getBool(u"g", flag));
     formatter.setDouble(u"e", std::nan(""));
     EXPECT_TRUE(JSONFormatter().parse(formatter.toString()));
@@ -178,10 +180,12 @@ TEST(JSONFormatterStrings, AreWrittenAndReadWhateverTheyHold) {
     // A list's texts end at a NUL, other texts do not; a low surrogate may stand alone.
     const JSONFormatter read = parsed(u"{\"l\":[\"a\\u0000b\",\"\"],\"s\":\"a\\u0000\\uDE00\"}");
     Strings strings;
-    EXPECT_TRUE(read.getStringArray(u"l", strings) && read.getString(u"s", back));
+    EXPECT_TRUE(read.getStringArray(u"l", strings));
+    EXPECT_TRUE(read.getString(u"s", back));
     EXPECT_EQ(strings, (Strings{u"a", u""}));
     EXPECT_EQ(back, std::u16string(u"a\0\xDE00", 3));
-    EXPECT_FALSE(read.getString(u"S", back) || read.getString(std::u16string(u"s\0", 2), back));
+    EXPECT_FALSE(read.getString(u"S", back));
+    EXPECT_FALSE(read.getString(std::u16string(u"s\0", 2), back));
 }
 
 TEST(JSONFormatterSet, MovesTheReplacedMemberToTheEnd) {
@@ -194,7 +198,8 @@ TEST(JSONFormatterSet, MovesTheReplacedMemberToTheEnd) {
 
     JSONFormatter twice = parsed(u"{\"a\":1,\"a\":2}");
     int32_t value = 0;
-    EXPECT_TRUE(twice.getInt32(u"a", value) && value == 1);
+    EXPECT_TRUE(twice.getInt32(u"a", value));
+    EXPECT_EQ(value, 1);
     twice.setInt32(u"a", 5);
     EXPECT_EQ(twice.toString(), u"{\"a\":2,\"a\":5}");
 }

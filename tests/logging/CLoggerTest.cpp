@@ -37,8 +37,10 @@ TEST(CLogger, KeepsTheFirstHandlerAndSaysWhatItRefuses) {
     CLogger& logger = coreLogger();
     const auto first = std::make_shared<Handler>(), second = std::make_shared<Handler>();
     ASSERT_TRUE(logger.registerHandler(first));
-    EXPECT_FALSE(logger.registerHandler(second) || logger.registerHandler(nullptr));
-    EXPECT_FALSE(logger.unregisterHandler(nullptr) || logger.unregisterHandler(second.get()));
+    EXPECT_FALSE(logger.registerHandler(second));
+    EXPECT_FALSE(logger.registerHandler(nullptr));
+    EXPECT_FALSE(logger.unregisterHandler(nullptr));
+    EXPECT_FALSE(logger.unregisterHandler(second.get()));
     const std::u16string registering = u"Ferrow::CLogger::registerHandler: ";
     const std::u16string unregistering = u"Ferrow::CLogger::unregisterHandler: ";
     EXPECT_EQ(first->messages,
@@ -53,7 +55,8 @@ TEST(CLogger, KeepsTheFirstHandlerAndSaysWhatItRefuses) {
     EXPECT_EQ(first.use_count(), 1);
     EXPECT_FALSE(logger.unregisterHandler(first.get()));
     EXPECT_EQ(first->messages.size(), 4u) << "goes to the debugger now";
-    EXPECT_TRUE(logger.registerHandler(second) && logger.unregisterHandler(second.get()));
+    EXPECT_TRUE(logger.registerHandler(second));
+    EXPECT_TRUE(logger.unregisterHandler(second.get()));
 }
 
 }  // namespace

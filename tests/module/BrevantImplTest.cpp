@@ -46,7 +46,8 @@ TEST_F(BrevantImplTest, RefusesShowRequestsThatMakeNoSenseWithoutAStatusMessage)
         EXPECT_EQ(log.records().back().message, reason);
         EXPECT_EQ(log.records().back().function, u"Vok::BrevantImpl::showAlertHandler");
     }
-    EXPECT_TRUE(bus.published().empty() && createdSessions.empty());
+    EXPECT_TRUE(bus.published().empty());
+    EXPECT_TRUE(createdSessions.empty());
 }
 
 TEST_F(BrevantImplTest, QueuesInTheSessionThatIsNamedAndReturnsHowTheAnswerFared) {
@@ -114,7 +115,8 @@ TEST_F(BrevantImplTest, LeavesASessionAtLogoffWithoutWaitingAndItsScreenToOneAle
         bus.deliver(u"SystemMonitor.UserSession.Logon", u"");
         return sessions.looks >= before + 3;
     }));
-    EXPECT_FALSE(screen->shownBefore(u"0") || screen->shownBefore(u"1x"));
+    EXPECT_FALSE(screen->shownBefore(u"0"));
+    EXPECT_FALSE(screen->shownBefore(u"1x"));
     dismissedByUser(u"1");
     busThread.join();
     expectShownAndDismiss(u"1x");
@@ -156,7 +158,8 @@ TEST_F(BrevantImplTest, ShowsNothingMoreFromWhenItsDestructionBegins) {
     busThread.join();
     dismissedByUser(u"1");
     owner.join();
-    EXPECT_FALSE(screen->shownBefore(u"0x") || screen->shownBefore(u"0y"));
+    EXPECT_FALSE(screen->shownBefore(u"0x"));
+    EXPECT_FALSE(screen->shownBefore(u"0y"));
 }
 
 TEST_F(BrevantImplTest, HandsOutIdsAndDeletesGlobalAlertsWhileTheSessionMapIsHeld) {

@@ -83,7 +83,8 @@ protected:
 TEST_F(ModuleFunctionsTest, RefuseAHandleThatIsNullOrWithoutAModule) {
     const auto expectRefused = [&](const char16_t* function, uint32_t status, const char16_t* reason) {
         EXPECT_EQ(status, MODULE_STATUS_INVALID_PARAMETER);
-        EXPECT_TRUE(log.has(4, reason) && log.records().back().function == function);
+        EXPECT_TRUE(log.has(4, reason));
+        EXPECT_EQ(log.records().back().function, function);
         log.clear();
     };
     ModuleHandle* empty = handleOf(nullptr);

@@ -53,7 +53,8 @@ TEST(DynamicLibraries, AreLoadedFromExactlyTheFileThatIsNamed) {
     folder.write("plain.dll", "no library");
     const std::u16string full = folder.portable() + u"\\plain";
     const Support::LoadedLibrary library(full);
-    EXPECT_TRUE(library && library.function<void*>("DllCanUnloadNow"));
+    EXPECT_TRUE(library);
+    EXPECT_TRUE(library.function<void*>("DllCanUnloadNow"));
 
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
@@ -78,11 +79,15 @@ TEST(DynamicLibraries, ThatAreCutShortAreRefused) {
 }
 
 TEST(DynamicLibraries, ThatCannotBeLoadedSayWhy) {
-    EXPECT_FALSE(loadLibrary(u"") || verifyLibraryTrust(u"") || loadedLibrary(u""));
+    EXPECT_FALSE(loadLibrary(u""));
+    EXPECT_FALSE(verifyLibraryTrust(u""));
+    EXPECT_FALSE(loadedLibrary(u""));
     setLastError(0);
     EXPECT_FALSE(loadLibrary(beside(u"no such library.dll")));
     EXPECT_NE(lastError(), 0u);
-    EXPECT_FALSE(freeLibrary(nullptr) || libraryFunction(nullptr, "x") || libraryContaining(nullptr));
+    EXPECT_FALSE(freeLibrary(nullptr));
+    EXPECT_FALSE(libraryFunction(nullptr, "x"));
+    EXPECT_FALSE(libraryContaining(nullptr));
     EXPECT_EQ(libraryPathOf(nullptr), u"");
 }
 

@@ -71,8 +71,11 @@ TEST_F(Files, AFailedReplacementLeavesNothingBehindAndLargerOnesAreNotRead) {
 TEST_F(Files, PathsThatNameNoFileFail) {
     ASSERT_TRUE(writeFileAtomically(file, "text"));
     for (const std::u16string& path : {std::u16string(), file + std::u16string(1, u'\0') + u".txt"}) {
-        EXPECT_FALSE(fileExists(path) || readFile(path) || writeFileAtomically(path, "x"));
-        EXPECT_FALSE(createFolders(path) || removeFile(path));
+        EXPECT_FALSE(fileExists(path));
+        EXPECT_FALSE(readFile(path));
+        EXPECT_FALSE(writeFileAtomically(path, "x"));
+        EXPECT_FALSE(createFolders(path));
+        EXPECT_FALSE(removeFile(path));
     }
     EXPECT_EQ(readFile(file), "text");
 }
@@ -81,7 +84,8 @@ TEST_F(Files, LieInFoldersOfAnyDepth) {
     std::u16string deep = folder.portable();
     for (int level = 0; level < 20; ++level)
         deep += u"\\a folder of twenty!!";
-    ASSERT_TRUE(createFolders(deep + u"\\") && createFolders(deep));
+    ASSERT_TRUE(createFolders(deep + u"\\"));
+    ASSERT_TRUE(createFolders(deep));
     ASSERT_TRUE(writeFileAtomically(deep + u"\\file", "text"));
     EXPECT_EQ(readFile(deep + u"\\file"), "text");
     EXPECT_FALSE(createFolders(deep + u"\\file\\below"));

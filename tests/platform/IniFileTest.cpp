@@ -58,7 +58,8 @@ TEST(IniTexts, GiveBackEveryValueThatTheyAccept) {
         ASSERT_TRUE(text);
         EXPECT_EQ(readIniValue(*text, u"S", u"k"), value) << *text;
     }
-    EXPECT_FALSE(withIniValue("", u"S", u"k", u"a\nb=c") || withIniValue("", u"S]\r\n", u"k", u"v"));
+    EXPECT_FALSE(withIniValue("", u"S", u"k", u"a\nb=c"));
+    EXPECT_FALSE(withIniValue("", u"S]\r\n", u"k", u"v"));
     for (const std::u16string_view key : {u"k=", u"[k", u""})
         EXPECT_FALSE(withIniValue("", u"S", key, u"v"));
 }

@@ -12,10 +12,12 @@ TEST(Threads, RunTheirBodyAndReleaseItBeforeTheJoinReturns) {
     const auto held = std::make_shared<uint32_t>(0);
     Thread first([held] { *held = Platform::currentThreadId(); });
     Thread thread(std::move(first));
-    EXPECT_TRUE(!first.joinable() && thread.joinable());
+    EXPECT_FALSE(first.joinable());
+    EXPECT_TRUE(thread.joinable());
     thread.join();
     EXPECT_EQ(held.use_count(), 1);
-    EXPECT_TRUE(*held != 0 && *held != Platform::currentThreadId());
+    EXPECT_NE(*held, 0u);
+    EXPECT_NE(*held, Platform::currentThreadId());
     EXPECT_THROW(thread.join(), std::system_error);
 }
 

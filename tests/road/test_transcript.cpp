@@ -113,11 +113,13 @@ TEST_F(Transcript, IsTheSameOnEverySystem) {
     EXPECT_TRUE(seen(outcome(u"first", u"Dismissed", first)));
 
     const auto suppressed = showAndExpect(titled(u"!suppress"), u"Suppressed");
-    EXPECT_TRUE(logged("Alert id: !suppress, Instance: 2.") && told("!suppress"));
+    EXPECT_TRUE(logged("Alert id: !suppress, Instance: 2."));
+    EXPECT_TRUE(told("!suppress"));
     AlertText alert = titled(u"for nobody");
     alert.viewer = u"nobody";
     showAndExpect(alert, u"Suppressed");
-    EXPECT_TRUE(logged("Alert id: for nobody, Instance: 3.") && told("for nobody"));
+    EXPECT_TRUE(logged("Alert id: for nobody, Instance: 3."));
+    EXPECT_TRUE(told("for nobody"));
 
     // These wait behind the alert on screen.
     const auto shown = showUntilShown(u"on screen");
@@ -132,7 +134,8 @@ TEST_F(Transcript, IsTheSameOnEverySystem) {
     viewer->dismiss(shown);
     EXPECT_TRUE(seen(outcome(u"on screen", u"Dismissed", shown)));
     EXPECT_TRUE(seen(outcome(u"!no content", u"Failed", failing)));
-    EXPECT_TRUE(logged("Failed to show alert.") && told("!no content"));
+    EXPECT_TRUE(logged("Failed to show alert."));
+    EXPECT_TRUE(told("!no content"));
 
     settings->remove(u"Brevant/Product/p");
     EXPECT_TRUE(logged("Changing state of plugin for p to INVALIDATED."));

@@ -89,7 +89,8 @@ TEST_F(SettingsNotificationsTest, ThatCannotBeReadAreRefusedAndLogged) {
     for (const auto& [topic, payload, function, text] : cases) {
         EXPECT_EQ(bus.deliver(topic, payload), MODULE_STATUS_DATA_ERROR) << testing::PrintToString(topic);
         const auto last = log.records().back();
-        EXPECT_TRUE(last.level == 2 && last.message == text) << testing::PrintToString(last.message);
+        EXPECT_EQ(last.level, 2u);
+        EXPECT_EQ(last.message, text) << testing::PrintToString(last.message);
         EXPECT_EQ(last.function, u"Tavix::SettingsManagerClient::" + function);
     }
     EXPECT_TRUE(notes.empty());

@@ -62,7 +62,8 @@ TEST_F(AlertViewerTest, ReportsAFailureAndAnnouncesTheAlertAsFailed) {
                   u"Brevant.Failed Vok Failed false false Brevant Failure a1 " + one.event + u" V");
         const FakeBus::Sent announcement = bus.published().back();
         EXPECT_EQ(announcement.name, u"Brevant.Alert.a1.Failed.i1");
-        EXPECT_TRUE(announcement.payload.empty() && !announcement.sender.empty());
+        EXPECT_TRUE(announcement.payload.empty());
+        EXPECT_FALSE(announcement.sender.empty());
     }
     EXPECT_EQ(bus.published().size(), std::size(cases));
 }

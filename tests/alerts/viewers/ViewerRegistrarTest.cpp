@@ -30,7 +30,8 @@ protected:
     Names announced() const {
         Names names;
         for (const FakeBus::Sent& message : bus.published()) {
-            EXPECT_TRUE(message.sender == u"Brevant" && message.payload.empty());
+            EXPECT_EQ(message.sender, u"Brevant");
+            EXPECT_TRUE(message.payload.empty());
             names.push_back(message.name);
         }
         return names;
@@ -77,7 +78,8 @@ TEST_F(ViewerRegistrarTest, TakesAForeignNameForTheEmptyIdAndRefusesOneThatNames
 
     settingsHold({u"Brevant/Viewer", u"Brevant/Viewer/", u"Brevant/Viewer/A"});
     EXPECT_THROW(registrar.start(), std::out_of_range);
-    EXPECT_TRUE(registrar.findViewer(u"") && registrar.findViewer(u"A"));
+    EXPECT_TRUE(registrar.findViewer(u""));
+    EXPECT_TRUE(registrar.findViewer(u"A"));
     EXPECT_EQ(notify(u"Delete", u"Brevant/Viewer"), MODULE_STATUS_UNKNOWN_EXCEPTION);
     EXPECT_EQ(notify(u"Delete", u"Brevant/Viewer/A"), MODULE_STATUS_SUCCESS);
 }

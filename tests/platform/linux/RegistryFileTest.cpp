@@ -54,7 +54,9 @@ TEST_F(RegistryFiles, AreReadAgainAfterEveryChange) {
     const auto key = Registry::protectedReader().openKey(u"SOFTWARE\\Corvane\\Logging");
     ASSERT_TRUE(key);
     EXPECT_EQ(key->readText(u"TEXT"), u"t");
-    EXPECT_FALSE(key->readText(u"Severity") || key->readNumber(u"Text") || key->readText(u""));
+    EXPECT_FALSE(key->readText(u"Severity"));
+    EXPECT_FALSE(key->readNumber(u"Text"));
+    EXPECT_FALSE(key->readText(u""));
     folder.writeRegistry(numbered(1) + "@=\"d\"\n");
     EXPECT_EQ(key->readText(u""), u"d");
     std::filesystem::remove(folder.path() / "registry.reg");

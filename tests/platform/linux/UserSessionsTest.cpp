@@ -50,9 +50,11 @@ TEST_F(UserSessionFiles, FailWholeOnALineThatDoesNotParse) {
 TEST_F(UserSessionFiles, TheProcessTakesItsSessionFromTheEnvironment) {
     uint32_t session = 99;
     unsetenv("BREVANT_SESSION_ID");
-    EXPECT_TRUE(processIdToSessionId(currentProcessId(), session) && session == 0);
+    EXPECT_TRUE(processIdToSessionId(currentProcessId(), session));
+    EXPECT_EQ(session, 0u);
     setenv("BREVANT_SESSION_ID", "5", 1);
-    EXPECT_TRUE(processIdToSessionId(currentProcessId(), session) && session == 5);
+    EXPECT_TRUE(processIdToSessionId(currentProcessId(), session));
+    EXPECT_EQ(session, 5u);
     EXPECT_FALSE(processIdToSessionId(currentProcessId() + 1, session));
     setenv("BREVANT_SESSION_ID", "5x", 1);
     EXPECT_FALSE(processIdToSessionId(currentProcessId(), session));

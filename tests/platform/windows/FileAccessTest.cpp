@@ -73,12 +73,15 @@ TEST_F(FileAccesses, TellALinkFromAFolderOfOnesOwn) {
     for (const auto& own : {of(path), of(path + u"\\file")}) {
         ASSERT_TRUE(own);
         EXPECT_TRUE(own->ownerDecides);
-        EXPECT_FALSE(own->isLink || own->everybodyAdds);
+        EXPECT_FALSE(own->isLink);
+        EXPECT_FALSE(own->everybodyAdds);
     }
     ASSERT_TRUE(makeLink(path + u" link", path));
     const auto link = of(path + u" link"), through = of(path + u" link\\below");
-    EXPECT_TRUE(link && link->isLink);
-    EXPECT_TRUE(through && !through->isLink);
+    ASSERT_TRUE(link);
+    EXPECT_TRUE(link->isLink);
+    ASSERT_TRUE(through);
+    EXPECT_FALSE(through->isLink);
     ASSERT_TRUE(removeLink(path + u" link"));
 }
 

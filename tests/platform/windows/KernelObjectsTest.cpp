@@ -56,8 +56,11 @@ TEST(KernelObjects, AMutexIsForThoseAloneWhoMayChangeTheFilesThatItGuards) {
     LocalFree(text);
     LocalFree(descriptor);
     const auto names = [&](const std::u16string& part) { return list.find(part) != list.npos; };
-    EXPECT_TRUE(names(u";SY)") && names(u";BA)"));
-    EXPECT_FALSE(names(u"-1002)") || names(u"-1003)") || names(u";WD)"));
+    EXPECT_TRUE(names(u";SY)"));
+    EXPECT_TRUE(names(u";BA)"));
+    EXPECT_FALSE(names(u"-1002)"));
+    EXPECT_FALSE(names(u"-1003)"));
+    EXPECT_FALSE(names(u";WD)"));
     // Wine keeps no more of a folder's list than fits a mode.
     const auto security = FileSecurity::of(guarded);
     const bool kept =

@@ -40,7 +40,8 @@ TEST_F(SystemRegistries, AnswerOnlyForTheTypeAskedFor) {
     EXPECT_EQ(key->readText(u""), u"default");
     for (const char16_t* name : {u"Bytes", u"Missing"})
         EXPECT_FALSE(key->readNumber(name) || key->readText(name));
-    EXPECT_FALSE(key->readText(u"Number") || key->readNumber(u"Text"));
+    EXPECT_FALSE(key->readText(u"Number"));
+    EXPECT_FALSE(key->readNumber(u"Text"));
 }
 
 TEST_F(SystemRegistries, TellOfChangesOfAKeyOnceItExists) {
@@ -61,7 +62,8 @@ TEST_F(SystemRegistries, TellOfChangesOfAKeyOnceItExists) {
     EXPECT_TRUE(change.get());
     removeKey();
     const auto gone = [&] { return !Registry::system().openKey(path); };
-    EXPECT_TRUE(watch->wait() && gone());
+    EXPECT_TRUE(watch->wait());
+    EXPECT_TRUE(gone());
     auto again = std::async(std::launch::async, [&] {
         while (gone())
             ASSERT_TRUE(watch->wait());
