@@ -87,7 +87,7 @@ bool AlertInfo::fromJson(const std::u16string& text) {
         !json.getStringArray(BREVANT_DESCRIPTION_PREFERRED_VIEWER, preferredViewer) ||
         !json.getObject(BREVANT_DESCRIPTION_CONTEXT, object))
         return false;
-    context = ContextText(object);
+    context = ContextText(object, text.size());
     return true;
 }
 

@@ -6,12 +6,13 @@
 
 namespace Vok {
 
-ContextText::ContextText(const Tavix::JSONView& object) {
-    Tavix::JSONTextSink sink;
+ContextText::ContextText(const Tavix::JSONView& object, size_t expectedLength) {
+    Tavix::JSONTextSink sink(expectedLength);
     Tavix::JSONTextWriter writer(sink);
     object.value()->Accept(writer);
     isStable_ = !writer.hasDoubles();
     text_ = sink.take();
+    text_.shrink_to_fit();  // kept for as long as the alert waits
     AlertContext context;
     context.read(object);
     key_ = duplicateKeyOf(context);

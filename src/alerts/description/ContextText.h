@@ -1,6 +1,7 @@
 // The text of a description's context, and what is known of it.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <utility>
@@ -20,8 +21,8 @@ public:
     // Any text. Implicit: to most of its users the context is just that.
     ContextText(std::u16string text) noexcept : text_(std::move(text)) {}
     ContextText(const char16_t* text) : text_(text) {}
-    // The compact text of an object in a document.
-    explicit ContextText(const Tavix::JSONView& object);
+    // The compact text of an object in a document; about as long as expected, at most.
+    ContextText(const Tavix::JSONView& object, size_t expectedLength);
     ContextText(ContextText&& other) noexcept { *this = std::move(other); }
     ContextText& operator=(ContextText&& other) noexcept;
 
