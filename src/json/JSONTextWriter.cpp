@@ -21,16 +21,18 @@ bool JSONTextWriter::ObjectText(const std::u16string& text) {
 namespace {
 
 // Without a branch, so that compilers test several units at a time.
-constexpr bool isEscaped(char16_t unit) noexcept {
-    return (unit < 0x20) | (unit == u'"') | (unit == u'\\');
+constexpr char16_t isEscaped(char16_t unit) noexcept {
+    return static_cast<char16_t>(unit < 0x20) | static_cast<char16_t>(unit == u'"') |
+           static_cast<char16_t>(unit == u'\\');
 }
 
 size_t findEscaped(std::u16string_view text, size_t from) noexcept {
     constexpr size_t block = 16;
     for (; from + block <= text.size(); from += block) {
-        bool found = false;
+        const char16_t* const units = text.data() + from;
+        char16_t found = 0;
         for (size_t at = 0; at < block; ++at)
-            found |= isEscaped(text[from + at]);
+            found |= isEscaped(units[at]);
         if (found)
             break;
     }
