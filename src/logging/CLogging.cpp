@@ -79,8 +79,9 @@ void CLogging::write(const LogRecord& record) noexcept {
     try {
         std::u16string line;
         const internal::LineContext context{identity_.logName, options_, identity_.processId};
-        if (internal::buildLogLine(context, record, Platform::currentThreadId(), localTime_(), line) !=
-            internal::lineSuccess)
+        // The system is asked for the thread's number only where it is shown.
+        const uint32_t thread = options_ & internal::lineProcessAndThread ? Platform::currentThreadId() : 0;
+        if (internal::buildLogLine(context, record, thread, localTime_(), line) != internal::lineSuccess)
             return;
         const std::string text = Ferrow::toUtf8(line);
         Platform::MutexLock lock(mutex_);

@@ -25,14 +25,14 @@ void LogFiles::setMaximumFiles(uint32_t count) noexcept {
 }
 
 void LogFiles::select(uint32_t index) {
-    file_ = Ferrow::formatText(u"%s\\%s%03lu.log", folder_.path(), stem_, index);
+    file_ = Platform::AppendFile(Ferrow::formatText(u"%s\\%s%03lu.log", folder_.path(), stem_, index));
     index_ = index;
 }
 
-LogFiles::Room LogFiles::room() const {
+LogFiles::Room LogFiles::room() {
     if (index_ >= maximumFiles_)
         return Room::missing;
-    const auto size = Platform::fileSize(file_);
+    const auto size = file_.size();
     return !size ? Room::missing : *size < maximumSize_ ? Room::left : Room::full;
 }
 
@@ -57,10 +57,10 @@ bool LogFiles::startFile(uint32_t index, std::string_view text) {
 }
 
 bool LogFiles::write(std::string_view text, bool emptyFirst) {
-    if (folderReady_ && Platform::appendToFile(file_, text, emptyFirst))
+    if (folderReady_ && file_.append(text, emptyFirst))
         return true;
     folderReady_ = folder_.create();
-    return folderReady_ && Platform::appendToFile(file_, text, emptyFirst);
+    return folderReady_ && file_.append(text, emptyFirst);
 }
 
 }  // namespace ETWLogging::internal

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "logging/LogFolder.h"
+#include "platform/AppendFile.h"
 #include "platform/IniFile.h"
 
 namespace ETWLogging::internal {
@@ -37,7 +38,7 @@ public:
 private:
     enum class Room { missing, left, full };
     void select(uint32_t index);
-    Room room() const;
+    Room room();
     bool write(std::string_view text, bool emptyFirst);
     bool startFile(uint32_t index, std::string_view text);
 
@@ -50,7 +51,7 @@ private:
     uint32_t maximumFiles_ = 0;
     uint32_t index_ = 0;
     bool indexStored_ = true;
-    std::u16string file_;  // of that index
+    Platform::AppendFile file_;  // of that index
 };
 
 }  // namespace ETWLogging::internal

@@ -31,9 +31,20 @@ bool writeAll(const NativeFile& file, std::string_view text);
 // over where they do not come from the folder.
 bool moveIntoPlace(NativeFile file, const NativePath& from, const NativePath& to);
 
+// Tells a file from all others, whatever its name.
+struct FileIdentity {
+    uint64_t device;
+    uint64_t number;
+
+    bool operator==(const FileIdentity&) const = default;
+};
+// Nothing where asking costs more than opening the file again.
+std::optional<FileIdentity> identityOf(const NativeFile& file);
+
 struct FileStatus {
     uint64_t size;
     bool folder;
+    std::optional<FileIdentity> identity{};  // as above
 };
 std::optional<FileStatus> statusOf(const NativePath& path);
 // True as well when something of that name exists.

@@ -99,10 +99,18 @@ bool moveIntoPlace(NativeFile file, const NativePath& from, const NativePath& to
     return renamePath(from, to);
 }
 
+std::optional<FileIdentity> identityOf(const NativeFile& file) {
+    struct stat status {};
+    if (fstat(file.get(), &status) == 0)
+        return FileIdentity{status.st_dev, status.st_ino};
+    return std::nullopt;
+}
+
 std::optional<FileStatus> statusOf(const NativePath& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) == 0)
-        return FileStatus{static_cast<uint64_t>(status.st_size), S_ISDIR(status.st_mode)};
+        return FileStatus{static_cast<uint64_t>(status.st_size), S_ISDIR(status.st_mode),
+                          FileIdentity{status.st_dev, status.st_ino}};
     failed();
     return std::nullopt;
 }

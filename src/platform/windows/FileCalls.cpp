@@ -72,6 +72,10 @@ bool moveIntoPlace(NativeFile file, const NativePath& from, const NativePath& to
     return renamePath(from, to);
 }
 
+std::optional<FileIdentity> identityOf(const NativeFile&) {
+    return std::nullopt;
+}
+
 std::optional<FileStatus> statusOf(const NativePath& path) {
     WIN32_FILE_ATTRIBUTE_DATA data{};
     if (!GetFileAttributesExW(wide(path), GetFileExInfoStandard, &data))
