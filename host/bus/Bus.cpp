@@ -46,7 +46,7 @@ uint32_t Bus::releaseHandle(BrevantBusHandle handle) {
         isLast = handles_.empty();
         mayWait = !onOwnThread();
         if (isLast && pool_)
-            retired_.add(std::move(pool_));
+            retired_.add(std::exchange(pool_, nullptr));
     }
     requests_.release(entry->requester);
     if (!mayWait)

@@ -42,6 +42,7 @@ void Outbox::run(CallSlot& slot) noexcept {
 bool Outbox::drive(const std::shared_ptr<const Publication>& publication, size_t from,
                    CallSlot& slot) noexcept {
     // Both outlive the driver's part in it: the front may be another's as soon as the rest is released.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const std::shared_ptr<const Publication> current = publication;
     const std::shared_ptr<Outbox> self = shared_from_this();
     Subscription* called = nullptr;

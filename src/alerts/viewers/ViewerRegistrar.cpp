@@ -35,25 +35,6 @@ std::optional<std::u16string> parseViewerId(const std::u16string& propertyName) 
 
 }  // namespace
 
-// A change of the table, with what it needs made before the lock is taken, and what it removes let go of
-// after.
-class ViewerRegistrar::Change {
-public:
-    Change(ViewerRegistrar& registrar, const std::u16string& viewerId)
-        : registrar_(registrar), viewer_(std::make_shared<AlertViewer>(viewerId, registrar.busClient_)) {}
-    void apply(bool registered) REQUIRES(registrar_.mutex_) {
-        if (registered)
-            registrar_.viewers_.try_emplace(viewer_->getId(), viewer_);
-        else
-            removed_ = registrar_.viewers_.extract(viewer_->getId());
-    }
-
-private:
-    ViewerRegistrar& registrar_;
-    const std::shared_ptr<AlertViewer> viewer_;
-    decltype(viewers_)::node_type removed_;
-};
-
 // Until the list has been added, nothing tells of deletions that came before the subscription to them.
 class ViewerRegistrar::Starting {
 public:
@@ -170,7 +151,7 @@ void ViewerRegistrar::remove(const std::u16string& propertyName, Source source) 
 std::optional<uint64_t> ViewerRegistrar::change(const std::u16string& viewerId, bool registered,
                                                 Source source) {
     const size_t place = std::hash<std::u16string>()(viewerId) % deletionPlaces;
-    Change made(*this, viewerId);
+    Change made{std::make_shared<AlertViewer>(viewerId, busClient_), {}};
     Platform::MutexLock lock(mutex_);
     const bool known = viewers_.contains(viewerId);
     const bool mayBeOld =
@@ -179,7 +160,7 @@ std::optional<uint64_t> ViewerRegistrar::change(const std::u16string& viewerId, 
     const bool overlaps = overlapping != inquiries_.end();
     if (!registered)
         deletionTold_.set(place);
-    made.apply(registered);
+    apply(made, registered);
     if (overlaps)
         ++overlapping->second.latest;
     if (source == Source::caller || !(mayBeOld || overlaps))
@@ -189,17 +170,24 @@ std::optional<uint64_t> ViewerRegistrar::change(const std::u16string& viewerId, 
     return overlaps ? inquiry.latest : ++inquiry.latest;
 }
 
+void ViewerRegistrar::apply(Change& change, bool registered) {
+    if (registered)
+        viewers_.try_emplace(change.viewer->getId(), change.viewer);
+    else
+        change.removed = viewers_.extract(change.viewer->getId());
+}
+
 bool ViewerRegistrar::lookAgain(const std::u16string& viewerId, const std::u16string& propertyName,
                                 uint64_t inquiry) {
     const std::optional<bool> found = isSet(propertyName);
-    Change made(*this, viewerId);
+    Change made{std::make_shared<AlertViewer>(viewerId, busClient_), {}};
     Platform::MutexLock lock(mutex_);
     const auto running = inquiries_.find(viewerId);
     const bool isLatest = running->second.latest == inquiry;
     if (--running->second.running == 0)
         inquiries_.erase(running);
     if (found && isLatest)
-        made.apply(*found);
+        apply(made, *found);
     return found.has_value();
 }
 

@@ -62,8 +62,13 @@ public:
 private:
     // What the settings tell, or have listed, may be out of date; what a caller wants is not.
     enum class Source { caller, settings, list };
-    class Change;
     class Starting;
+    using Viewers = std::unordered_map<std::u16string, std::shared_ptr<AlertViewer>>;
+    // What a change of the table needs, made before the lock is taken, and what it removes, let go of after.
+    struct Change {
+        std::shared_ptr<AlertViewer> viewer;
+        Viewers::node_type removed;
+    };
     // The changes of one viewer that are being looked into.
     struct Inquiry {
         size_t running = 0;
@@ -79,6 +84,7 @@ private:
     // Brings the table in step with what the settings hold by now, unless a later change does. Returns as
     // add.
     bool lookAgain(const std::u16string& viewerId, const std::u16string& propertyName, uint64_t inquiry);
+    void apply(Change& change, bool registered) REQUIRES(mutex_);
     std::optional<bool> isSet(const std::u16string& propertyName) noexcept;
     void announce(const std::u16string& viewerId, const char16_t* change);
 
@@ -89,7 +95,7 @@ private:
 
     // Guards the tables alone; nothing is logged, requested, published or destroyed under it.
     mutable Platform::Mutex mutex_;
-    std::unordered_map<std::u16string, std::shared_ptr<AlertViewer>> viewers_ GUARDED_BY(mutex_);
+    Viewers viewers_ GUARDED_BY(mutex_);
     std::unordered_map<std::u16string, Inquiry> inquiries_ GUARDED_BY(mutex_);  // by viewer id
     // By hash of the viewer id, since ids may be without number: whether a deletion has been told, which may
     // be younger than a set that is still to come. Those that share a place cost each other a question.
