@@ -14,6 +14,9 @@ namespace {
 constexpr std::u16string_view logSource = u"AlertUserSession";
 constexpr std::u16string_view dispatchFunction = u"Vok::AlertUserSession::dispatchThread";
 
+// Alerts that come while another session is active: so long they wait for the next look whether it still is.
+constexpr std::chrono::milliseconds inactivePatience{20};
+
 // After any of these another session may be the active one.
 constexpr const char16_t* sessionTopics[] = {
     BREVANT_SESSION_CONSOLE_CONNECT,
@@ -45,7 +48,7 @@ AlertUserSession::AlertUserSession(uint32_t sessionId, std::shared_ptr<ViewerReg
             return MODULE_STATUS_SUCCESS;
         });
     }
-    globalSession_->registerSession(sessionId_, [wakeUp = wakeUp_] { wakeUp->wake(); });
+    globalSession_->registerSession(sessionId_, [wakeUp = wakeUp_] { wakeUp->wakeSoon(); });
     registered_ = true;
     try {
         thread_ = Platform::Thread([this] {
@@ -82,7 +85,7 @@ void AlertUserSession::queueAlert(std::shared_ptr<Alert> alert, bool& suppressed
     suppressed = !enqueue(std::move(alert), *dispatcher_, mutex_, queue_, logSource,
                           u"Vok::AlertUserSession::queueAlert");
     if (!suppressed)
-        wakeUp_->wake();
+        wakeUp_->wakeSoon();
 }
 
 bool AlertUserSession::deleteAlert(const std::u16string& key) {
@@ -120,9 +123,10 @@ void AlertUserSession::dispatchThread() {
             return;
         const bool work = queue_.size() != 0 || !globalSession_->isEmpty();
         // Listing the sessions takes its time: a wish to stop may have come meanwhile.
-        if (!isActiveSession() || !work || stopRequested_ || !globalSession_->takeScreen(sessionId_)) {
+        const bool active = isActiveSession();
+        if (!active || !work || stopRequested_ || !globalSession_->takeScreen(sessionId_)) {
             lock.unlock();
-            wakeUp_->waitWhile(wakeUps);
+            wakeUp_->waitWhile(wakeUps, active ? std::chrono::milliseconds(0) : inactivePatience);
             lock.lock();
             continue;
         }
