@@ -1,7 +1,8 @@
 #include "host/bus/QueuedMessage.h"
 
 #include <algorithm>
-#include <string>
+
+#include "text/TextLength.h"
 
 namespace EmbeddedBus {
 
@@ -33,10 +34,9 @@ void MessageAccount::refund(size_t bytes) noexcept {
 std::shared_ptr<QueuedMessage> QueuedMessage::copy(std::shared_ptr<MessageAccount> account, size_t receivers,
                                                    const MessageHeader& header, const char16_t* name,
                                                    const char16_t* sender, const char16_t* payload) {
-    using Traits = std::char_traits<char16_t>;
-    const size_t nameUnits = Traits::length(name) + 1;
-    const size_t senderUnits = Traits::length(sender) + 1;
-    const size_t payloadUnits = Traits::length(payload) + 1;
+    const size_t nameUnits = Ferrow::textLength(name) + 1;
+    const size_t senderUnits = Ferrow::textLength(sender) + 1;
+    const size_t payloadUnits = Ferrow::textLength(payload) + 1;
     const size_t units = nameUnits + senderUnits + payloadUnits;
     const size_t bytes = sizeof(QueuedMessage) + units * sizeof(char16_t) + receivers * bytesPerDelivery;
     MessageCharge charge(std::move(account), bytes);

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "bus/RunningCallbacks.h"
+#include "text/TextLength.h"
 
 namespace Tavix {
 namespace {
@@ -18,7 +19,7 @@ static_assert(std::is_trivially_destructible_v<ContextTable<ReplyReceiver>>);
 constinit std::atomic<uintptr_t> lastContext{0};
 
 std::u16string textOf(const char16_t* text) {
-    return text ? text : std::u16string();
+    return std::u16string(Ferrow::viewOf(text));
 }
 
 std::shared_ptr<Message> receivedMessage(const MessageHeader* header, const char16_t* name,

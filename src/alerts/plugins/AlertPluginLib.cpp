@@ -11,6 +11,7 @@
 #include "library/SharedLibrary.h"
 #include "logging/Log.h"
 #include "settings/SettingsManagerClient.h"
+#include "text/TextLength.h"
 
 namespace Vok {
 
@@ -18,10 +19,6 @@ namespace {
 
 constexpr std::u16string_view logSource = u"AlertPluginLib";
 constexpr std::chrono::milliseconds settingsTimeout{5000};
-
-std::u16string_view textOrEmpty(const char16_t* text) {
-    return text ? std::u16string_view(text) : std::u16string_view();
-}
 
 }  // namespace
 
@@ -53,8 +50,8 @@ uint32_t AlertPluginLib::processAlert(const std::u16string& alertText, std::u16s
     });
     if (status != MODULE_STATUS_SUCCESS)
         return status;
-    processed = textOrEmpty(processedText);
-    extra = textOrEmpty(extraText);
+    processed = Ferrow::viewOf(processedText);
+    extra = Ferrow::viewOf(extraText);
     callPlugin(function, [&, api = api_] {
         if (api->releaseProcessed)
             api->releaseProcessed(processedText, extraText);
@@ -79,7 +76,7 @@ uint32_t AlertPluginLib::getAlertContent(const std::u16string& alertText, const 
     });
     if (status != MODULE_STATUS_SUCCESS)
         return status;
-    content = textOrEmpty(contentText);
+    content = Ferrow::viewOf(contentText);
     callPlugin(function, [&, api = api_] {
         if (api->releaseContent)
             api->releaseContent(contentText);
