@@ -40,19 +40,21 @@ Paths candidates() {
 class LatestBusLibrary {
 public:
     std::shared_ptr<SharedLibrary> get() {
-        Paths files = candidates();
         std::shared_ptr<SharedLibrary> held;  // its last holder may be this call
         {
             Platform::MutexLock lock(mutex_);
             held = library_.lock();
-            if (held && files == files_ && known_->unchanged())
+            if (held && known_->unchanged())
                 return held;
         }
+        const Paths files = candidates();
         auto known = std::make_unique<Platform::KnownFiles>();
-        known->follow(lookedAt(files));
+        known->follow(lookedAt(files), Platform::KnownFiles::Registry::followed);
         auto library = load();
+        // What the registry said before it was followed may be out of date.
+        if (candidates() != files)
+            return library;
         Platform::MutexLock lock(mutex_);
-        files_ = std::move(files);
         known_ = std::move(known);
         library_ = library;
         return library;
@@ -70,7 +72,6 @@ private:
 
     Platform::Mutex mutex_;  // leaf: nothing is loaded or freed under it
     std::weak_ptr<SharedLibrary> library_ GUARDED_BY(mutex_);
-    Paths files_ GUARDED_BY(mutex_);
     std::unique_ptr<Platform::KnownFiles> known_ GUARDED_BY(mutex_);
 };
 

@@ -15,12 +15,15 @@ public:
     KnownFiles(const KnownFiles&) = delete;
     KnownFiles& operator=(const KnownFiles&) = delete;
 
-    // Speaks of these files instead, whether or not they exist. Look at them afterwards. Full paths.
-    void follow(std::span<const std::u16string> paths);
+    enum class Registry { left, followed };
+
+    // Speaks of these files instead, whether or not they exist, and of the registry. Look at them afterwards.
+    // Full paths.
+    void follow(std::span<const std::u16string> paths, Registry registry = Registry::left);
     // True only when nothing has changed since follow began, as far as files are written through calls and
-    // not through memory; costs a system call for each file. Always false before, and where the system does
-    // not tell of changes.
-    bool unchanged() noexcept;
+    // not through memory; costs one system call. Always false before, and where the system does not tell of
+    // changes.
+    bool unchanged();
     // Whether it ever does.
     static bool areToldOf() noexcept;
 

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <linux/magic.h>
-#include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
@@ -94,6 +93,11 @@ bool PathWatch::unchanged() noexcept {
     const int ready = poll(descriptors, 2, 0);
     toldOfAll_ = ready == 0 || (ready > 0 && descriptors[1].revents == 0 && !takeNotifications());
     return toldOfAll_;
+}
+
+void PathWatch::addTo(std::vector<pollfd>& descriptors) const {
+    descriptors.push_back({notifications_.get(), POLLIN, 0});
+    descriptors.push_back({mounts_.get(), POLLPRI, 0});
 }
 
 // The folders on the way are watched for themselves alone, those with a link in them and the last one for the

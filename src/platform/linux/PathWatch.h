@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <poll.h>
 #include <set>
 #include <string>
 #include <sys/types.h>
@@ -27,6 +28,9 @@ public:
     bool wait(int cancelled);
     // True when nothing can have changed since watching began or wait last returned. Once false, it stays so.
     bool unchanged() noexcept;
+    // For who watches several paths: unchanged is true while none of the descriptors has news, and this is.
+    void addTo(std::vector<pollfd>& descriptors) const;
+    bool tellsOfAll() const noexcept { return toldOfAll_; }
 
 private:
     // One thing on the way along the path.

@@ -1,10 +1,12 @@
 #include "platform/Process.h"
 
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -42,7 +44,17 @@ bool notHere() noexcept {
 }  // namespace
 
 uint32_t currentProcessId() noexcept {
-    return static_cast<uint32_t>(getpid());
+    // Asked for each alert, and a system call. A child that goes on without exec asks again.
+    static std::atomic<uint32_t> known{0};
+    static const int forgotten =
+        pthread_atfork(nullptr, nullptr, [] { known.store(0, std::memory_order_relaxed); });
+    uint32_t id = known.load(std::memory_order_relaxed);
+    if (id == 0) {
+        id = static_cast<uint32_t>(getpid());
+        if (forgotten == 0)
+            known.store(id, std::memory_order_relaxed);
+    }
+    return id;
 }
 
 bool processIdToSessionId(uint32_t processId, uint32_t& sessionId) noexcept {

@@ -9,13 +9,13 @@ struct KnownFiles::Watches {};
 KnownFiles::KnownFiles() noexcept = default;
 KnownFiles::~KnownFiles() = default;
 
-void KnownFiles::follow(std::span<const std::u16string>) {}
+void KnownFiles::follow(std::span<const std::u16string>, Registry) {}
 
 bool KnownFiles::areToldOf() noexcept {
     return false;
 }
 
-bool KnownFiles::unchanged() noexcept {
+bool KnownFiles::unchanged() {
     return false;
 }
 
