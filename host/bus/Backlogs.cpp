@@ -67,6 +67,9 @@ bool Backlogs::openBehind(CallSlot& slot, CallSlot::State seen, const std::share
                           const std::shared_ptr<Subscription>& receiver) noexcept {
     try {
         Platform::MutexLock lock(mutex_);
+        // No driver calls a receiver that has a backlog: the call that was seen has ended.
+        if (receiver->backlogs.contains(outbox.get()))
+            return false;
         backlogOf(outbox, receiver);
         if (slot.mark(seen, CallSlot::taken))
             return true;
