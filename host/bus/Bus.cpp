@@ -45,10 +45,11 @@ uint32_t Bus::releaseHandle(BrevantBusHandle handle) {
             deactivate(*subscription);
         isLast = handles_.empty();
         mayWait = !onOwnThread();
+        // Before the pool that watches their deadlines goes: a new pool starts without any.
+        requests_.release(entry->requester);
         if (isLast && pool_)
             retired_.add(std::exchange(pool_, nullptr));
     }
-    requests_.release(entry->requester);
     if (!mayWait)
         calls_.owe(entry->requester.handle);
     for (const auto& [id, subscription] : entry->subscriptions)

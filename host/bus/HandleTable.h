@@ -1,6 +1,7 @@
 // Handles as numbers: a stale one finds nothing, whatever has been acquired since.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -16,9 +17,10 @@ public:
     template <class Maker>
     uint64_t add(Maker&& make) {
         if (free_.empty()) {
-            slots_.emplace_back();
             // Room for every slot: giving one back must not fail.
-            free_.reserve(slots_.capacity());
+            if (free_.capacity() == slots_.size())
+                free_.reserve(std::max<size_t>(16, 2 * slots_.size()));
+            slots_.emplace_back();
             free_.push_back(static_cast<uint32_t>(slots_.size() - 1));
         }
         Slot& slot = slots_[free_.back()];

@@ -41,9 +41,9 @@ public:
 
     // For the worker: announces a call, which ends the one before. Returns that one's marks.
     State begin(const Call& call) noexcept {
-        handle_.store(call.handle, std::memory_order_relaxed);
-        function_.store(call.function, std::memory_order_relaxed);
-        target_.store(call.target, std::memory_order_relaxed);
+        handle_.store(call.handle, std::memory_order_release);
+        function_.store(call.function, std::memory_order_release);
+        target_.store(call.target, std::memory_order_release);
         ++number_;
         return state_.exchange((number_ << numberShift) | (State{call.position} << positionShift) | busy) &
                marks;
@@ -65,9 +65,9 @@ public:
         return true;
     }
     // What belongs to the call that state() has told of, or to the next: then that one has returned.
-    uint64_t handle() const noexcept { return handle_.load(std::memory_order_relaxed); }
-    CallbackIdentity function() const noexcept { return function_.load(std::memory_order_relaxed); }
-    const void* target() const noexcept { return target_.load(std::memory_order_relaxed); }
+    uint64_t handle() const noexcept { return handle_.load(std::memory_order_acquire); }
+    CallbackIdentity function() const noexcept { return function_.load(std::memory_order_acquire); }
+    const void* target() const noexcept { return target_.load(std::memory_order_acquire); }
 
 private:
     static constexpr State busy = 8;

@@ -210,6 +210,8 @@ void WorkerPool::work(Members::iterator self) {
         else if (!look(lock))
             sleep(*self, lock);
     }
+    if (!listed)
+        startWatch();  // what it was started for waits on
     --workers_;
     leave(self);
 }
@@ -417,6 +419,8 @@ bool WorkerPool::releaseStalled(Platform::MutexLock& lock) {
         }
         try {
             stalled.push_back({member.task, &member});
+            // Who has promised to come is blocked, not busy.
+            promised_ -= std::exchange(member.promised, false) ? 1 : 0;
         } catch (const std::bad_alloc&) {
             anyProgress = true;  // the next check tries again
         }
