@@ -194,21 +194,17 @@ uint32_t Bus::send(BrevantBusHandle handle, const MessageHeader& header, const T
     if (!message)
         return MODULE_STATUS_NO_MEMORY;
     publication->message = message;
+    Outbox::Queue queued;
+    queued.push_back(publication);
     if (answer) {
         publication->request = std::make_shared<Request>(requests_, outbox->pool, *answer, receivers.count());
+        // From here on nothing fails: the request may be answered.
         if (const uint32_t status =
                 requests_.open(publisher->requester, publication->request, message->header);
             status != MODULE_STATUS_SUCCESS)
             return status;
     }
-    bool posts = false;
-    try {
-        posts = outbox->add(publication);
-    } catch (...) {
-        if (answer)
-            requests_.cancel(*publication->request);
-        throw;
-    }
+    const bool posts = outbox->add(std::move(queued));
     const size_t count = receivers.count();
     if (posts)
         outbox->pool->postMessage(outbox, answer ? WorkerPool::Poster::waits : WorkerPool::Poster::returns);

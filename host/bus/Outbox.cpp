@@ -4,16 +4,14 @@
 
 namespace EmbeddedBus {
 
-bool Outbox::add(std::shared_ptr<const Publication> publication) {
-    std::list<std::shared_ptr<const Publication>> added;
-    added.push_back(std::move(publication));
+bool Outbox::add(Queue publications) noexcept {
     Platform::MutexLock lock(mutex_);
-    queue_.splice(queue_.end(), added);
+    queue_.splice(queue_.end(), publications);
     return !std::exchange(posted_, true);
 }
 
 void Outbox::run(CallSlot& slot) noexcept {
-    std::list<std::shared_ptr<const Publication>> delivered;  // let go of outside the lock
+    Queue delivered;  // let go of outside the lock
     Platform::MutexLock lock(mutex_);
     driver_ = &slot;
     while (!queue_.empty()) {

@@ -31,8 +31,9 @@ public:
     Outbox(std::shared_ptr<WorkerPool> delivering, RunningCalls& calls, Backlogs& backlogs) noexcept
         : pool(std::move(delivering)), calls_(calls), backlogs_(backlogs) {}
 
-    // True when the outbox is to be posted for it.
-    bool add(std::shared_ptr<const Publication> publication);
+    using Queue = std::list<std::shared_ptr<const Publication>>;
+    // True when the outbox is to be posted for them.
+    bool add(Queue publications) noexcept;
 
     void run(CallSlot& slot) noexcept override;
     bool releaseRest(CallSlot& slot, CallSlot::State seen) noexcept override;
@@ -51,7 +52,7 @@ private:
 
     // Not held while a callback runs. The backlogs' lock is taken under it.
     Platform::Mutex mutex_;
-    std::list<std::shared_ptr<const Publication>> queue_ GUARDED_BY(mutex_);
+    Queue queue_ GUARDED_BY(mutex_);
     size_t nextReceiver_ GUARDED_BY(mutex_) = 0;  // of the first publication, unless it is driven
     bool posted_ GUARDED_BY(mutex_) = false;      // or driven
     CallSlot* driver_ GUARDED_BY(mutex_) = nullptr;

@@ -46,12 +46,6 @@ uint32_t RequestTable::open(Requester& requester, const std::shared_ptr<Request>
     return MODULE_STATUS_SUCCESS;
 }
 
-void RequestTable::cancel(Request& request) noexcept {
-    Platform::MutexLock lock(mutex_);
-    if (request.state != Request::State::ended)
-        end(request);
-}
-
 void RequestTable::reply(const RequestIdentity& identity, std::shared_ptr<const QueuedMessage> message) {
     Platform::MutexLock lock(mutex_);
     const auto found = requests_.find(identity.cookie);
