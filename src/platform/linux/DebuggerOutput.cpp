@@ -1,12 +1,18 @@
 #include "platform/DebuggerOutput.h"
 
 #include <cstdio>
+#include <poll.h>
+#include <unistd.h>
 
 #include "text/Utf.h"
 
 namespace Platform {
 
 void writeToDebugger(const std::u16string& text) {
+    // Nobody waits for who does not read.
+    pollfd descriptor{STDERR_FILENO, POLLOUT, 0};
+    if (poll(&descriptor, 1, 0) != 1 || (descriptor.revents & POLLOUT) == 0)
+        return;
     const std::string bytes = Ferrow::toUtf8(text);
     std::fwrite(bytes.data(), 1, bytes.size(), stderr);
 }
