@@ -91,6 +91,18 @@ std::shared_ptr<Alert> AlertQueue::pop() {
     return lanes_.empty() ? nullptr : unlink(lanes_.begin()->second.begin());
 }
 
+void AlertQueue::clear() {
+    std::map<int32_t, Lane> lanes;
+    HashIndex<OfOneId> byId;
+    HashIndex<Lane::iterator> byTexts;
+    Platform::MutexLock lock(mutex_);
+    std::swap(lanes_, lanes);
+    std::swap(byId_, byId);
+    std::swap(byTexts_, byTexts);
+    count_ = 0;
+    lock.unlock();
+}
+
 uint64_t AlertQueue::size() const {
     Platform::MutexLock lock(mutex_);
     return count_;

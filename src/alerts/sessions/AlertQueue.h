@@ -34,6 +34,8 @@ public:
     std::shared_ptr<Alert> front() const;
     // Takes the first alert out; empty when the queue is.
     std::shared_ptr<Alert> pop();
+    // Lets go of all alerts, outside the lock.
+    void clear();
     uint64_t size() const;
 
 private:

@@ -53,8 +53,7 @@ AlertUserSession::AlertUserSession(uint32_t sessionId, std::shared_ptr<ViewerReg
     try {
         thread_ = Platform::Thread([this] {
             dispatchThread();
-            while (queue_.pop()) {
-            }
+            queue_.clear();
             ended_ = true;
         });
     } catch (...) {
