@@ -11,7 +11,7 @@ namespace Bench {
 namespace {
 
 // So many are accepted, each after the answer to the one before, then all are removed: queues hardly grow.
-constexpr uint32_t batch = 10;
+constexpr uint32_t batch = 30;
 
 // Side is a broker or a peer, made when its turn first comes.
 template <class Side>
