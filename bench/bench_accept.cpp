@@ -10,8 +10,11 @@
 namespace Bench {
 namespace {
 
-// So many are accepted, each after the answer to the one before, then all are removed: queues hardly grow.
-constexpr uint32_t batch = 30;
+// So many are accepted by each, each after the answer to the one before, then all are removed: queues hardly
+// grow. Several at once do not start and end together, which shall not count.
+constexpr uint32_t batchOf(uint32_t atOnce) {
+    return atOnce > 1 ? 30 : 10;
+}
 
 // Side is a broker or a peer, made when its turn first comes.
 template <class Side>
@@ -24,7 +27,7 @@ public:
             if (!side)
                 side = std::make_unique<Side>(waiting, arguments...);
             for ([[maybe_unused]] auto each : state)
-                state.SetIterationTime(side->accept(atOnce, batch) / (atOnce * batch));
+                state.SetIterationTime(side->accept(atOnce, batchOf(atOnce)) / (atOnce * batchOf(atOnce)));
         };
         benchmark::RegisterBenchmark(name.c_str(), accept)
             ->UseManualTime()
