@@ -26,20 +26,6 @@ protected:
     LogCapture log;
 };
 
-TEST_F(AlertUserSessionTest, ShowsOneAlertAtATimeAndAsksTheGlobalSessionBeforeEach) {
-    const auto session = userSession();
-    occupy(*session);
-    EXPECT_TRUE(queue(*session, alert(u"two", 2)));
-    EXPECT_TRUE(queue(*session, alert(u"one", 1)));
-    EXPECT_TRUE(queue(*session, alert(u"two again", 2)));
-    EXPECT_TRUE(queue(*global, alert(u"zero", 1)));
-    EXPECT_TRUE(queue(*global, alert(u"a", 1)));
-    EXPECT_FALSE(screen->shownBefore(u"zero"));
-    endWhatIsLeft();
-    // A tie goes to the greater instance; a global alert that nobody prefers comes when there is no other.
-    expectShown({u"zero", u"one", u"two", u"two again", u"a"});
-}
-
 TEST_F(AlertUserSessionTest, RefusesADuplicateOfAQueuedAlertButNotOfTheAlertOnScreen) {
     const auto session = userSession();
     EXPECT_TRUE(queue(*session, alertWith({.instance = u"on screen"})));
@@ -59,18 +45,6 @@ TEST_F(AlertUserSessionTest, RefusesADuplicateOfAQueuedAlertButNotOfTheAlertOnSc
         EXPECT_TRUE(log.has(3, u"Plugin suppressed the alert. Alert id: id, Instance: 4."));
     }
     endWhatIsLeft();
-}
-
-TEST_F(AlertUserSessionTest, DeletesQueuedAlertsByAlertIdAndTheOneOnScreenByInstance) {
-    const auto session = userSession();
-    occupy(*session);
-    EXPECT_TRUE(queue(*session, alertWith({.instance = u"5", .id = u"five"})));
-    EXPECT_FALSE(session->deleteAlert(u"5"));
-    EXPECT_TRUE(session->deleteAlert(u"five"));
-    EXPECT_FALSE(session->deleteAlert(u"id of on screen"));
-    EXPECT_TRUE(session->deleteAlert(u"on screen"));
-    EXPECT_TRUE(log.has(3, u"Alert instance on screen was being shown. The alert has been dismissed."));
-    EXPECT_EQ(screen->dismissals(), 1u);
 }
 
 TEST_F(AlertUserSessionTest, DispatchesOnlyWhileItsSessionIsTheFirstActiveOne) {
@@ -138,29 +112,6 @@ TEST_F(AlertUserSessionTest, LetsGoOfItsAlertsOutsideEveryLock) {
     expectShown({u"deleted"});
     EXPECT_TRUE(session->deleteAlert(u"deleted"));
     EXPECT_TRUE(eventually([&] { return ended == 3; }));
-}
-
-TEST_F(AlertUserSessionTest, EndsWithTheAlertOnScreenAndDropsWhatIsQueued) {
-    auto session = userSession();
-    occupy(*session);
-    EXPECT_TRUE(queue(*session, alert(u"dropped")));
-    const size_t published = bus.published().size();
-    std::atomic<bool> gone{false};
-    std::thread owner([&] {
-        session.reset();
-        gone = true;
-    });
-    // Late notifications and global alerts find nobody to wake.
-    EXPECT_TRUE(queue(*global, alert(u"global")));
-    bus.deliver(u"SystemMonitor.UserSession.Logon", u"");
-    EXPECT_FALSE(gone);
-    // Whichever comes first, the wish to stop or the outcome: nothing more is shown.
-    sessions.active = 2;
-    screen->end(u"on screen");
-    owner.join();
-    EXPECT_FALSE(screen->shownBefore(u"dropped"));
-    EXPECT_FALSE(screen->shownBefore(u"global"));
-    EXPECT_EQ(bus.published().size(), published);
 }
 
 TEST_F(AlertUserSessionTest, LosesNoWakeUpThatComesBetweenItsLookForWorkAndItsSleep) {
