@@ -22,6 +22,7 @@ TEST_F(RoadTest, RequestsThatMakeNoSenseGetNoStatusMessageAndAGoodOneIsTakenDire
     module->direct(u"Brevant.Alert.Show.1", u"{");
     module->direct(u"Brevant.Alert.Show.1", deep);
     module->direct(u"Brevant.Alert.Show.1", titled(u"a").json(u"0"));
+    module->direct(u"Brevant.Alert.Show.1", titled(u"a.\\u0000").json(u"1"));
     module->direct(u"Brevant.Alert.Delete.7", u"");
     EXPECT_EQ(module->direct(u"Brevant.Alert.GetId", u""), MODULE_STATUS_SUCCESS);
     EXPECT_EQ(module->direct(u"Brevant.Alert.Show.1", titled(u"direct").json(u"1")), MODULE_STATUS_SUCCESS);
