@@ -47,15 +47,11 @@ protected:
 };
 
 TEST_F(MessageBusLibTest, HoldsAHandleOfItsOwnAndReleasesHandleThenLibrary) {
-    {
-        const auto lib = std::make_shared<Tavix::MessageBusLib>(library());
-        EXPECT_TRUE(timed());
-        EXPECT_EQ(bus.handleCount(), 1u);
-        Tavix::MessageBusClient client(lib, nullptr);
-        client.subscribe(u"N", [](const auto&) { return 3u; });
-        EXPECT_EQ(bus.deliver(u"N", u""), 3u);
-        bus.whenCalled("releaseHandle", [this] { EXPECT_EQ(frees, 0); });
-    }
+    bus.whenCalled("releaseHandle", [this] { EXPECT_EQ(frees, 0); });
+    auto lib = std::make_unique<Tavix::MessageBusLib>(library());
+    EXPECT_TRUE(timed());
+    EXPECT_EQ(bus.handleCount(), 1u);
+    lib.reset();
     EXPECT_EQ(bus.handleCount(), 0u);
     EXPECT_EQ(frees, 1);
 

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "bus/Message.h"
-#include "platform/Process.h"
 
 namespace {
 
@@ -36,12 +35,6 @@ TEST(MessageTest, StartsWithTheDefaultHeaderAndItsOwnSize) {
 
     const auto longer = Tavix::makeMessage(u"name", u"sender", std::u16string(100'000, u'p'));
     EXPECT_EQ(+longer->header()->totalSize, 114u + 2 * 100'010);
-}
-
-TEST(MessageTest, IsSentByTheLibrarysFileUnlessItNamesASender) {
-    const std::u16string path = Platform::executablePath();
-    EXPECT_EQ(Tavix::makeMessage(u"n", u"", u"")->sender(), path.substr(path.rfind(u'\\') + 1));
-    EXPECT_EQ(Tavix::makeMessage(u"n", u"s", u"")->sender(), u"s");
 }
 
 TEST(MessageTest, TakesACurrentHeaderOverByteForByte) {

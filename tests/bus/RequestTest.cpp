@@ -60,23 +60,6 @@ TEST_F(RequestTest, CorrelatesRepliesWhateverTheirOrder) {
     EXPECT_EQ(first->wait(), ReplyState::received);
 }
 
-TEST_F(RequestTest, IsAnsweredFromInsideItselfOrFromAnotherThread) {
-    const auto waiting = bus.makeClient();
-    for (const bool inside : {true, false}) {
-        std::jthread answering;
-        bus.answer(u"Q", [&](const FakeBus::Sent& request) {
-            if (!inside)
-                answering = std::jthread([&, request] { FakeBus::reply(request, answer); });
-            return inside ? std::optional(answer) : std::nullopt;
-        });
-        std::shared_ptr<Tavix::Reply> reply;
-        waiting->requestAlternate(Tavix::makeMessage(u"Q", u"s", u"p"), reply, 20s);
-        EXPECT_TRUE(lastRequest().alternate);
-        EXPECT_EQ(reply->wait(), ReplyState::received);
-        EXPECT_EQ(reply->getMessage()->payload(), u"answer");
-    }
-}
-
 TEST_F(RequestTest, TellsATimeoutOfTheBusFromOtherFailuresAndAnOutcomeOnce) {
     leavePending();
     const std::pair<uint32_t, ReplyState> cases[]{{MODULE_STATUS_TIMEOUT, ReplyState::timedOut},
