@@ -167,35 +167,20 @@ TEST_F(EventLog, AlwaysPassesInformationAndLetsTheRegistryOverrideTheSession) {
     EXPECT_EQ(levels(), 0b1000u);
 }
 
-TEST(ETWAppProperties, DefaultsGiveWayToTheRegistry) {
-    FakeRegistry registry;
-    using Texts = std::vector<std::u16string>;
-    const auto texts = [&] {
-        const auto read = ETWAppProperties::read(registry, u"C:\\Data");
-        return Texts{read.logPath,        read.traceFile(),
-                     read.sessionName,    Platform::guidText(read.sessionId),
-                     read.controllerPath, Platform::guidText(read.provider),
-                     read.ownerMutexName};
-    };
-    EXPECT_EQ(texts(), (Texts{u"C:\\Data\\Corvane\\CVLOGS", u"C:\\Data\\Corvane\\CVLOGS\\ETW\\cvlogs.etl",
-                              u"Corvane.{3B9D2C41-7A5E-4f08-9C1D-52E8A0B7F6C3}",
-                              u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77}", u"",
-                              u"{5F83B2C4-61DA-11E0-9E37-0800200C4D58}",
-                              u"Global\\Corvane.{A41F7E92-6C3B-48d1-9E5A-0B7C2D8F4E16}"}));
-
-    registry.keys[loggingPath] = {{u"Log Path", u"l"}, {u"ETL Path", u"e"}};
-    registry.keys[loggingPath + u"\\Session"] = {{u"Session Name", u"s"}};
-    registry.keys[loggingPath + u"\\Provider"] = {
-        {u"Provider Guid", u"{7c2e5a10-3B9F-11e0-A4D2-0800200c1b78}"}};
-    registry.keys[loggingPath + u"\\Controller"] = {{u"Controller Path", u"c"}, {u"Owner Mutex Name", u"m"}};
-    EXPECT_EQ(texts(), (Texts{u"l", u"e\\cvlogs.etl", u"s", u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77}", u"c",
-                              u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B78}", u"m"}));
-
-    for (const char16_t* wrong :
-         {u"", u"(7C2E5A10-3B9F-11E0-A4D2-0800200C1B77)", u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B7}",
-          u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B7G}", u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77} "}) {
-        registry.keys[loggingPath + u"\\Provider"] = {{u"Provider Guid", wrong}};
-        EXPECT_EQ(texts()[5], u"{5F83B2C4-61DA-11E0-9E37-0800200C4D58}") << testing::PrintToString(wrong);
+TEST(ETWAppProperties, TakeAnotherProviderFromTheRegistryWhenItIsAGuid) {
+    const std::u16string ours = u"{5F83B2C4-61DA-11E0-9E37-0800200C4D58}";
+    const std::pair<std::u16string, std::u16string> cases[]{
+        {u"{7c2e5a10-3B9F-11e0-A4D2-0800200c1b78}", u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B78}"},
+        {u"", ours},
+        {u"(7C2E5A10-3B9F-11E0-A4D2-0800200C1B77)", ours},
+        {u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B7}", ours},
+        {u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B7G}", ours},
+        {u"{7C2E5A10-3B9F-11E0-A4D2-0800200C1B77} ", ours}};
+    for (const auto& [text, provider] : cases) {
+        FakeRegistry registry;
+        registry.keys[loggingPath + u"\\Provider"] = {{u"Provider Guid", text}};
+        EXPECT_EQ(Platform::guidText(ETWAppProperties::read(registry, u"").provider), provider)
+            << testing::PrintToString(text);
     }
 }
 

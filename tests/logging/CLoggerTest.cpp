@@ -26,11 +26,6 @@ TEST(CDefaultLoggingHandler, SendsTheMessageButNotTheLine) {
         handler.log(level, u"file", 7, u"function", u"message");
     handler.log(1, nullptr, 0, nullptr, nullptr);
     EXPECT_EQ(output, (Texts{u"message", u"message", u"message", u""}));
-
-    std::u16string lines;
-    for (const uint32_t level : {0u, 1u, 2u, 9u})
-        lines += CDefaultLoggingHandler::formatLine(level, u"a", 7, u"b", u"c");
-    EXPECT_EQ(lines, u"a(7): [INFO]: [b]: c\na(7): [ERROR]: [b]: c\na(7): [UNKNOWN]: [b]: c\n");
 }
 
 TEST(CLogger, KeepsTheFirstHandlerAndSaysWhatItRefuses) {

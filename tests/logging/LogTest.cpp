@@ -5,7 +5,6 @@
 
 #include "logging/Log.h"
 #include "logging/LogUse.h"
-#include "logging/LoggingIdentity.h"
 #include "logging/ProcessLogger.h"
 #include "platform/Diagnostics.h"
 #include "platform/Folders.h"
@@ -153,15 +152,6 @@ TEST_F(OwnMachine, FollowsTheRegistryWhileAModuleExists) {
     EXPECT_TRUE(becomes("\"Enable\"=dword:00000000\n", 4, false));
     releaseLog();
     releaseLog();  // one too many is ignored
-}
-
-TEST(LoggingIdentity, IsClearedButForTheGroupThatIsSet) {
-    EXPECT_EQ(loggingIdentity().group, u"_no_group");
-    EXPECT_EQ(loggingIdentity().host, u"_no_host");
-    setLogGroup(u"Group");
-    EXPECT_EQ(loggingIdentity().group, u"Group");
-    EXPECT_EQ(loggingIdentity().host, u"");
-    EXPECT_EQ(loggingIdentity().mechanism, 0u);
 }
 
 }  // namespace
