@@ -2,8 +2,6 @@
 
 #include <brevant/event_sink.h>
 
-#include "platform/Files.h"
-#include "platform/Folders.h"
 #include "support/Beside.h"
 #include "support/PlatformFolder.h"
 #include "telemetry/CEvent.h"
@@ -71,10 +69,6 @@ protected:
     void registerSink(const char16_t* file) {
         machine_.registerComponent(BREVANT_EVENT_SINK_CLASS_ID_TEXT, beside(file));
     }
-    static std::string eventFile() {
-        return Platform::readFile(Platform::commonDataFolder() + u"\\events.jsonl").value_or("");
-    }
-
     Support::PlatformFolder machine_;
 };
 
@@ -88,16 +82,6 @@ TEST_F(EventSink, IsPassedOverWhileItIsNotRegistered) {
     EXPECT_FALSE(connector.Send(dimensions));
     EXPECT_FALSE(CLegacyTransport().Open());
     EXPECT_FALSE(CLegacyTransport().Send({{u"a", u"b"}}));
-}
-
-TEST_F(EventSink, GetsEachEventAsOneLine) {
-    registerSink(EVENT_SINK_FILE);
-    v2::CEvent(u"Gr\u00FC\u00DFe").Add(u"text", u"two\n\"lines\"").Send();
-    const std::string line = eventFile();
-    for (const char* part : {"\"__transport.name\":\"Legacy v1\"", "\"UniqueIdentifier\":\"Gr\u00FC\u00DFe\"",
-                             R"("text":"two\n\"lines\"")"})
-        EXPECT_NE(line.find(part), line.npos) << line;
-    EXPECT_EQ(line.find('\n'), line.size() - 1);
 }
 
 TEST_F(EventSink, GetsTheEventBetweenEmptyTextsAndMayFail) {
