@@ -69,6 +69,19 @@ TEST_F(LibraryTrust, IsRefusedToFilesOfOtherUsers) {
     expectRefused();
 }
 
+// Whoever opened it to read or write would wait for somebody at the other end.
+TEST(Pipes, AreNoFilesAndMakeNobodyWait) {
+    const Support::PlatformFolder folder;
+    ASSERT_EQ(mkfifo((folder.path() / "pipe").c_str(), 0644), 0);
+    const std::u16string path = folder.portable() + u"\\pipe";
+    EXPECT_FALSE(readFile(path));
+    EXPECT_FALSE(appendToFile(path, "text", false));
+    EXPECT_FALSE(appendToFile(path, "text", true));
+    EXPECT_FALSE(loadedLibrary(path));
+    EXPECT_FALSE(verifyLibraryTrust(path));
+    EXPECT_FALSE(loadLibrary(path));
+}
+
 class Components : public LibraryTrust {
 protected:
     void registerLibrary(const std::u16string& library) {

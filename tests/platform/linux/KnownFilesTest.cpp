@@ -17,12 +17,14 @@ TEST(KnownFiles, TellsOfEveryChangeOnTheWayAndOfNoOther) {
     fs::create_directories(root / "real/inner");
     fs::create_directory_symlink("real", root / "link");
     write("real/inner/file", "1");
+    fs::create_hard_link(root / "real/inner/file", root / "another name");
     const std::u16string path = Platform::portablePath((root / "link/inner/file").native());
 
     Platform::KnownFiles files;
     EXPECT_FALSE(files.unchanged());
     const std::pair<const char*, std::function<void()>> changes[]{
         {"appended to", [&] { std::ofstream(root / "real/inner/file", std::ios::app) << "2"; }},
+        {"written by another name", [&] { std::ofstream(root / "another name") << "3"; }},
         {"replaced", [&] { write("real/inner/file", "3"); }},
         {"made unreadable", [&] { chmod((root / "real/inner/file").c_str(), 0); }},
         {"removed", [&] { fs::remove(root / "real/inner/file"); }},

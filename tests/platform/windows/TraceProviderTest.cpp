@@ -133,4 +133,9 @@ TEST_F(Tracing, WaitsForACallbackThatRunsWhenTheRegistrationEnds) {
     EXPECT_EQ(ended.size(), 1u);
 }
 
+// Whether sessions reach it only a system that has them could tell.
+TEST(TracingOfTheSystem, TakesTheRegistration) {
+    EXPECT_TRUE(TraceProvider::create(providerId, classId, [](bool, uint32_t) {})->start());
+}
+
 }  // namespace
