@@ -34,6 +34,14 @@ int flagsFor(FileUse use) {
     return O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW;
 }
 
+NativeFile opened(const NativePath& path, int flags) {
+    int number = -1;
+    do {
+        number = open(path.c_str(), flags | O_CLOEXEC, 0644);
+    } while (number < 0 && errno == EINTR);
+    return clearOfStandardStreams(NativeFile(number));
+}
+
 }  // namespace
 
 std::string nativePath(std::u16string_view path) {
@@ -50,13 +58,10 @@ NativePath checkedPath(const std::u16string& path) {
 }
 
 NativeFile openFile(const NativePath& path, FileUse use) {
-    int number = -1;
-    do {
-        number = open(path.c_str(), flagsFor(use) | O_CLOEXEC, 0644);
-    } while (number < 0 && errno == EINTR);
-    if (number < 0)
+    NativeFile file = opened(path, flagsFor(use));
+    if (!file)
         failed();
-    return NativeFile(number);
+    return file;
 }
 
 std::optional<uint64_t> regularSize(const NativeFile& file) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -28,5 +29,13 @@ public:
 private:
     int number_ = -1;
 };
+
+// The same under a number that is none of the standard streams'. A host may have closed these, and what it
+// prints all the same would go into the file.
+inline FileDescriptor clearOfStandardStreams(FileDescriptor opened) noexcept {
+    if (!opened || opened.get() > STDERR_FILENO)
+        return opened;
+    return FileDescriptor(fcntl(opened.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
 
 }  // namespace Platform

@@ -52,7 +52,8 @@ private:
     }
 
     void open() {
-        file_.reset(::open(path_.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+        file_ = clearOfStandardStreams(
+            FileDescriptor(::open(path_.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)));
         if (file_)
             shareWithWriters();
     }
