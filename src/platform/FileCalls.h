@@ -21,6 +21,7 @@ enum class FileUse {
     overwrite,  // created when missing, else emptied
     temporary,  // as overwrite, and no link is followed
 };
+// What is no regular file is not opened to be written.
 NativeFile openFile(const NativePath& path, FileUse use);
 // Nothing for what is no regular file.
 std::optional<uint64_t> regularSize(const NativeFile& file);
@@ -38,7 +39,7 @@ struct FileIdentity {
 
     bool operator==(const FileIdentity&) const = default;
 };
-// Nothing where asking costs more than opening the file again.
+// Nothing where asking costs more than opening the file again, and for what is no regular file.
 std::optional<FileIdentity> identityOf(const NativeFile& file);
 
 struct FileStatus {

@@ -21,7 +21,8 @@ std::optional<std::string> readFile(const std::u16string& path, size_t mostBytes
 // Replaces the file in one step: readers see the old text or the new one, whatever happens meanwhile. The
 // folder must exist.
 bool writeFileAtomically(const std::u16string& path, std::string_view text);
-// Appends to the file, which is created when missing; truncate empties it first.
+// Appends to the file, which is created when missing; truncate empties it first. False for what is no regular
+// file.
 bool appendToFile(const std::u16string& path, std::string_view text, bool truncate = false);
 // Creates the folder and those above it; true as well when it exists.
 bool createFolders(const std::u16string& path);

@@ -61,6 +61,9 @@ NativeFile openFile(const NativePath& path, FileUse use) {
     NativeFile file = opened(path, flagsFor(use));
     if (!file)
         failed();
+    // A pipe whose other end is let go of would end the process.
+    else if (use != FileUse::read && !regularSize(file))
+        file.reset();
     return file;
 }
 
@@ -106,7 +109,7 @@ bool moveIntoPlace(NativeFile file, const NativePath& from, const NativePath& to
 
 std::optional<FileIdentity> identityOf(const NativeFile& file) {
     struct stat status {};
-    if (fstat(file.get(), &status) == 0)
+    if (fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode))
         return FileIdentity{status.st_dev, status.st_ino};
     return std::nullopt;
 }
