@@ -19,8 +19,10 @@ enum class FileUse {
     read,
     append,     // created when missing
     overwrite,  // created when missing, else emptied
-    temporary,  // as overwrite, and no link is followed
+    temporary,  // created; fails with errorFileExists or errorAlreadyExists where anything has the name
 };
+constexpr uint32_t errorFileExists = 80;
+constexpr uint32_t errorAlreadyExists = 183;
 // What is no regular file is not opened to be written.
 NativeFile openFile(const NativePath& path, FileUse use);
 // Nothing for what is no regular file.

@@ -10,12 +10,27 @@
 namespace Platform {
 namespace {
 
-constexpr uint32_t errorAlreadyExists = 183;
 constexpr uint32_t errorFileTooLarge = 223;
 
 bool failed(uint32_t error) {
     setLastError(error);
     return false;
+}
+
+// A new file beside another; its name is told.
+NativeFile makeTemporary(const NativePath& beside, NativePath& name) {
+    static constinit std::atomic<uint32_t> counter{0};
+    const std::string process = "." + std::to_string(currentProcessId()) + "-";
+    // Names are taken by files that a crash left behind, or by what others put there to be written through.
+    constexpr int attempts = 100;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        const std::string ending = process + std::to_string(counter.fetch_add(1)) + ".tmp";
+        name.assign(beside).append(ending.begin(), ending.end());
+        NativeFile file = openFile(name, FileUse::temporary);
+        if (file || (lastError() != errorFileExists && lastError() != errorAlreadyExists))
+            return file;
+    }
+    return NativeFile();
 }
 
 }  // namespace
@@ -71,12 +86,8 @@ bool writeFileAtomically(const std::u16string& path, std::string_view text) {
     const NativePath native = checkedPath(path);
     if (native.empty())
         return false;
-    static constinit std::atomic<uint32_t> counter{0};
-    const std::string ending =
-        "." + std::to_string(currentProcessId()) + "-" + std::to_string(counter.fetch_add(1)) + ".tmp";
-    NativePath temporary = native;
-    temporary.append(ending.begin(), ending.end());
-    NativeFile file = openFile(temporary, FileUse::temporary);
+    NativePath temporary;
+    NativeFile file = makeTemporary(native, temporary);
     if (!file)
         return false;
     if (writeAll(file, text) && moveIntoPlace(std::move(file), temporary, native))

@@ -31,7 +31,7 @@ int flagsFor(FileUse use) {
         case FileUse::temporary:
             break;
     }
-    return O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW;
+    return O_WRONLY | O_CREAT | O_EXCL;
 }
 
 NativeFile opened(const NativePath& path, int flags) {

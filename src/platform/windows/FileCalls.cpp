@@ -27,11 +27,14 @@ NativeFile openFile(const NativePath& path, FileUse use) {
     const DWORD access = use == FileUse::read     ? GENERIC_READ
                          : use == FileUse::append ? FILE_APPEND_DATA
                                                   : GENERIC_WRITE;
-    const DWORD disposition = use == FileUse::read     ? OPEN_EXISTING
-                              : use == FileUse::append ? OPEN_ALWAYS
-                                                       : CREATE_ALWAYS;
+    const DWORD disposition = use == FileUse::read        ? OPEN_EXISTING
+                              : use == FileUse::append    ? OPEN_ALWAYS
+                              : use == FileUse::temporary ? CREATE_NEW
+                                                          : CREATE_ALWAYS;
+    const DWORD flags =
+        FILE_ATTRIBUTE_NORMAL | (use == FileUse::temporary ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
     return NativeFile(CreateFileW(wide(path), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                  nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+                                  nullptr, disposition, flags, nullptr));
 }
 
 std::optional<uint64_t> regularSize(const NativeFile& file) {
