@@ -85,7 +85,7 @@ TEST_F(PathMacrosTest, FollowsTheInstallFolderInTheRegistry) {
     system->wow64 = false;
     const std::string longest(259, 'i');
     EXPECT_EQ(with("\"Install Dir\"=\"" + longest + "\"\n"), std::u16string(259, u'i') + u"OS.Platform)");
-    for (const std::string unread : {"\"" + longest + "i\"", std::string("dword:00000001")})
+    for (const std::string& unread : {"\"" + longest + "i\"", std::string("dword:00000001")})
         EXPECT_EQ(with("\"Install Dir\"=" + unread + "\n"), path);
     EXPECT_EQ(replaced(path), path);
 }
