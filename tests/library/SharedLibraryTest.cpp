@@ -194,6 +194,7 @@ TEST_F(SharedLibraryTest, SharesALoadedLibraryAndReportsAFailedFree) {
     library.reset();
     EXPECT_EQ(dll->frees, 1);
     EXPECT_TRUE(log.has(4, u"Failed to free library: Some.dll."));
+    EXPECT_FALSE(loader->loadDLL(u"C:\\A\\Some.dll", nullptr));
 }
 
 // A copy of a library with the four exports. A system whose files have no versions blocks nothing.
