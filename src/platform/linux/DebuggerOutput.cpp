@@ -9,9 +9,9 @@
 namespace Platform {
 
 void writeToDebugger(const std::u16string& text) {
-    // Nobody waits for who does not read.
+    // Nobody waits for who does not read, and a pipe that nobody reads any more would end the process.
     pollfd descriptor{STDERR_FILENO, POLLOUT, 0};
-    if (poll(&descriptor, 1, 0) != 1 || (descriptor.revents & POLLOUT) == 0)
+    if (poll(&descriptor, 1, 0) != 1 || descriptor.revents != POLLOUT)
         return;
     const std::string bytes = Ferrow::toUtf8(text);
     std::fwrite(bytes.data(), 1, bytes.size(), stderr);
