@@ -16,7 +16,7 @@ void RetiredPools::add(std::shared_ptr<WorkerPool> pool) noexcept {
 void RetiredPools::reserve() {
     Platform::MutexLock lock(mutex_);
     pools_.reserve(pools_.size() + 1);
-    pins_.reserve(pools_.size() + 1);
+    pins_.reserve(pins_.size() + 1);
 }
 
 bool RetiredPools::isOwnThread() {

@@ -15,7 +15,7 @@ class RetiredPools {
 public:
     // Never fails, unless memory is short when the pool is started: see reserve.
     void add(std::shared_ptr<WorkerPool> pool) noexcept;
-    // Room for one more.
+    // Room for one more, and for a pin.
     void reserve();
     bool isOwnThread();
     // Keeps the library loaded until the pools have been joined.
