@@ -9,6 +9,7 @@
 #include "module/ModuleFactory.h"
 #include "module/ModuleHandle.h"
 #include "platform/ProcessWide.h"
+#include "text/TextLength.h"
 
 namespace Tavix {
 
@@ -17,7 +18,7 @@ namespace {
 constexpr std::u16string_view logSource = u"ModuleFunctions";
 
 std::u16string text(const char16_t* given) {
-    return given ? given : u"";
+    return std::u16string(Ferrow::viewOf(given));
 }
 
 // No exception crosses the interface.
