@@ -56,4 +56,19 @@ TEST(KnownFiles, TellsOfEveryChangeOnTheWayAndOfNoOther) {
     }
 }
 
+TEST(KnownFiles, TellsOfTheRegistryWhereItIsFollowed) {
+    Support::PlatformFolder folder;
+    Platform::KnownFiles files;
+    const std::pair<const char*, std::function<void()>> changes[]{
+        {"written", [&] { folder.writeKey("A", "\"b\"=\"c\"\n"); }},
+        {"another one", [&] { setenv("BREVANT_PLATFORM_DIR", (folder.path() / "other").c_str(), 1); }},
+    };
+    for (const auto& [what, change] : changes) {
+        files.follow({}, Platform::KnownFiles::Registry::followed);
+        EXPECT_TRUE(files.unchanged()) << what;
+        change();
+        EXPECT_FALSE(files.unchanged()) << what;
+    }
+}
+
 }  // namespace
