@@ -121,8 +121,8 @@ void AlertUserSession::dispatchThread() {
         if (stopRequested_)
             return;
         const bool work = queue_.size() != 0 || !globalSession_->isEmpty();
-        // Listing the sessions takes its time: a wish to stop may have come meanwhile.
         const bool active = isActiveSession();
+        // Listing the sessions takes its time: a wish to stop may have come meanwhile.
         if (!active || !work || stopRequested_ || !globalSession_->takeScreen(sessionId_)) {
             lock.unlock();
             wakeUp_->waitWhile(wakeUps, active ? std::chrono::milliseconds(0) : inactivePatience);

@@ -14,7 +14,8 @@ namespace Vok {
 // Owns a thread that takes the next alert, its own or a global one, hands it to the dispatcher and waits for
 // the outcome. It does so only while its session is the first active one of the machine and its screen is
 // free, and otherwise sleeps until an alert is queued, the screen is freed or the host tells of a change
-// among the sessions.
+// among the sessions. While another session is active, alerts that come are looked at together, some
+// milliseconds later.
 //
 //               | shows alerts | stopping: its last alert is on screen | ended
 //   stop        | stopping     | nothing                               | nothing
