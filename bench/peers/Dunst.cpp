@@ -58,9 +58,12 @@ Dunst::Dunst(size_t waiting, const std::string& address) : client_(address) {
 }
 
 double Dunst::accept(uint32_t atOnce, uint32_t times) {
+    // As with products, the first do not count.
+    std::vector<uint32_t> numbers = ask(atOnce, atOnce);
     const auto began = Clock::now();
-    const std::vector<uint32_t> numbers = ask(atOnce, size_t{atOnce} * times);
+    const std::vector<uint32_t> counted = ask(atOnce, size_t{atOnce} * times);
     const double took = secondsSince(began);
+    numbers.insert(numbers.end(), counted.begin(), counted.end());
     for (const uint32_t number : numbers) {
         const DBusMessagePointer close = newCall(daemonName, "CloseNotification");
         append(close, DBUS_TYPE_UINT32, &number);
