@@ -31,7 +31,6 @@ order, home, links = [], {}, {}
 
 
 def read_folder(folder):
-    order.append(folder)
     links[folder] = {}
     with open(os.path.join(folder, "CMakeLists.txt"), encoding="utf-8") as file:
         text = re.sub("#.*", "", file.read())
@@ -52,6 +51,8 @@ def read_folder(folder):
             for word in words:
                 at = call.start() + call[0].rindex(word)
                 links[folder].setdefault(word, text.count("\n", 0, at) + 1)
+    # A folder's own targets are made of what the folders below it build.
+    order.append(folder)
 
 
 def used_by(folder, found):

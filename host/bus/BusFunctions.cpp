@@ -3,10 +3,10 @@
 #include <new>
 #include <system_error>
 
-#include "host/bus/Bus.h"
+#include "host/bus/embedded/Bus.h"
 #include "platform/ProcessWide.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 namespace {
 
@@ -95,4 +95,4 @@ void reapBusThreads(bool wait) noexcept {
     });
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -2,7 +2,7 @@
 
 #include <brevant/bus.h>
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // The table over the one bus of this library.
 const BrevantBusFunctions& busFunctions() noexcept;
@@ -10,4 +10,4 @@ const BrevantBusFunctions& busFunctions() noexcept;
 // Joins threads of the bus that could not be waited for when they ended it; see Bus::reap.
 void reapBusThreads(bool wait) noexcept;
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

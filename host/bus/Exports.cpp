@@ -7,13 +7,13 @@
 BREVANT_EXPORT void* CreateObject(uint32_t interfaceVersion) {
     if (interfaceVersion != BREVANT_BUS_VERSION)
         return nullptr;
-    EmbeddedBus::reapBusThreads(false);
-    return const_cast<BrevantBusFunctions*>(&EmbeddedBus::busFunctions());
+    MessageBus::reapBusThreads(false);
+    return const_cast<BrevantBusFunctions*>(&MessageBus::busFunctions());
 }
 
 // The last chance to wait for threads before the library goes.
 BREVANT_EXPORT void ReleaseObject(void*) {
-    EmbeddedBus::reapBusThreads(true);
+    MessageBus::reapBusThreads(true);
 }
 
 BREVANT_EXPORT const char* GetVersionStr() {

@@ -37,7 +37,7 @@ private:
     bool open_ = false;
 };
 
-inline const BrevantBusFunctions* const bus = &EmbeddedBus::busFunctions();
+inline const BrevantBusFunctions* const bus = &MessageBus::busFunctions();
 
 class Peer : public Support::BusPeer {
 public:

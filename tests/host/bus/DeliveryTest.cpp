@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/bus/BusFixture.h"
-#include "host/bus/BusLimits.h"
+#include "host/bus/common/BusLimits.h"
 #include "platform/DebuggerOutput.h"
 
 namespace {
@@ -152,7 +152,7 @@ TEST(Delivery, ToManyGoesOnBehindOneThatBlocks) {
 }
 
 TEST(Delivery, ToOneSubscriptionLeavesThreadsToTheOthers) {
-    constexpr int senders = static_cast<int>(EmbeddedBus::subscriptionCallbacks) + 6;
+    constexpr int senders = static_cast<int>(MessageBus::subscriptionCallbacks) + 6;
     Gate gate;
     Log others(u"Other");
     Peer receiver;
@@ -162,10 +162,10 @@ TEST(Delivery, ToOneSubscriptionLeavesThreadsToTheOthers) {
     Platform::writeToDebugger(u"here\n");
     for (Peer& publisher : publishers)
         publisher.publish(u"\x1B");
-    ASSERT_TRUE(gate.waitForArrivals(static_cast<int>(EmbeddedBus::subscriptionCallbacks)));
+    ASSERT_TRUE(gate.waitForArrivals(static_cast<int>(MessageBus::subscriptionCallbacks)));
     publishers.front().publish(u"Other");
     EXPECT_TRUE(others.waitFor(u"Other"));
-    EXPECT_EQ(gate.arrived(), static_cast<int>(EmbeddedBus::subscriptionCallbacks));
+    EXPECT_EQ(gate.arrived(), static_cast<int>(MessageBus::subscriptionCallbacks));
     gate.open();
     EXPECT_TRUE(gate.waitForArrivals(senders));
     // Said once, unless debugger output goes elsewhere on this system.
@@ -215,7 +215,7 @@ TEST(Delivery, RefusesAPublisherWhoseMessagesPileUp) {
     while (accepted < 100 && (status = publisher.publish(u"Pile", payload)) == MODULE_STATUS_SUCCESS)
         ++accepted;
     EXPECT_EQ(status, MODULE_STATUS_NO_MEMORY);
-    EXPECT_EQ(accepted, EmbeddedBus::handleMessageBytes / (2 << 20) - 1);
+    EXPECT_EQ(accepted, MessageBus::handleMessageBytes / (2 << 20) - 1);
     EXPECT_EQ(other.publish(u"Through"), MODULE_STATUS_SUCCESS);
     EXPECT_TRUE(log.waitFor(u"Through"));
     gate.open();

@@ -3,17 +3,17 @@
 #include <memory>
 
 #include "host/bus/BusFixture.h"
-#include "host/bus/WorkerPool.h"
+#include "host/bus/common/WorkerPool.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using EmbeddedBus::PoolLimits;
-using EmbeddedBus::WorkerPool;
+using MessageBus::PoolLimits;
+using MessageBus::WorkerPool;
 
-struct FunctionTask : EmbeddedBus::Task {
+struct FunctionTask : MessageBus::Task {
     explicit FunctionTask(std::function<void()> function) : body(std::move(function)) {}
-    void run(EmbeddedBus::CallSlot&) noexcept override { body(); }
+    void run(MessageBus::CallSlot&) noexcept override { body(); }
     std::function<void()> body;
 };
 
@@ -35,7 +35,7 @@ public:
     WorkerPool& operator*() { return pool_; }
 
 private:
-    EmbeddedBus::RunningCalls calls_;
+    MessageBus::RunningCalls calls_;
     WorkerPool pool_;
 };
 

@@ -60,7 +60,7 @@ private:
 
 class HostTest : public testing::Test {
 protected:
-    static const BrevantBusFunctions& bus() { return EmbeddedBus::busFunctions(); }
+    static const BrevantBusFunctions& bus() { return MessageBus::busFunctions(); }
     // What matches on that bus.
     struct Recorder : Support::MessageLog {
         explicit Recorder(const std::u16string& pattern) : MessageLog({pattern}, &bus()) {}

@@ -3,11 +3,11 @@
 
 #include <memory>
 
-#include "host/bus/QueuedMessage.h"
-#include "host/bus/Receivers.h"
-#include "host/bus/Request.h"
+#include "host/bus/common/QueuedMessage.h"
+#include "host/bus/common/Receivers.h"
+#include "host/bus/common/Request.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // Constant once it is published.
 struct Publication {
@@ -16,4 +16,4 @@ struct Publication {
     std::shared_ptr<Request> request;  // null for a plain message
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -1,8 +1,8 @@
-#include "host/bus/RunningCalls.h"
+#include "host/bus/common/RunningCalls.h"
 
 #include <algorithm>
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 void RunningCalls::add(CallSlot& slot) {
     Platform::MutexLock lock(mutex_);
@@ -58,4 +58,4 @@ void RunningCalls::wakeWaiting() {
     ended_.notifyAll();
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

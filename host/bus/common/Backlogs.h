@@ -5,13 +5,13 @@
 #include <list>
 #include <memory>
 
-#include "host/bus/Publication.h"
-#include "host/bus/RequestTable.h"
-#include "host/bus/Subscription.h"
-#include "host/bus/Task.h"
+#include "host/bus/common/Publication.h"
+#include "host/bus/common/RequestTable.h"
+#include "host/bus/common/Subscription.h"
+#include "host/bus/common/Task.h"
 #include "platform/Sync.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 class Backlogs;
 
@@ -77,4 +77,4 @@ private:
     Platform::Mutex mutex_;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

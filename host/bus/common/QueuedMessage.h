@@ -8,7 +8,7 @@
 
 #include <brevant/message.h>
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // Counts the bytes of messages on their way, for one handle and for the bus.
 class MessageAccount {
@@ -66,4 +66,4 @@ private:
     const char16_t* payload_ = nullptr;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -8,14 +8,14 @@
 #include <memory>
 #include <vector>
 
-#include "host/bus/BusLimits.h"
-#include "host/bus/Task.h"
+#include "host/bus/common/BusLimits.h"
+#include "host/bus/common/Task.h"
 #include "platform/Clock.h"
 #include "platform/Sync.h"
 #include "platform/Thread.h"
 #include "platform/ThreadPointer.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // Any task may block for as long as it likes. Replies go before messages and have threads that messages
 // cannot use. A task that is posted is taken, whichever comes first,
@@ -160,4 +160,4 @@ private:
     Time shrinkCheck_ GUARDED_BY(mutex_) = Time::max();
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -1,11 +1,11 @@
-#include "host/bus/Bus.h"
+#include "host/bus/embedded/Bus.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "platform/ProcessWide.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 namespace {
 
@@ -253,4 +253,4 @@ bool Bus::onOwnThread() {
     return (pool_ && pool_->isOwnThread()) || retired_.isOwnThread();
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -8,21 +8,21 @@
 
 #include <brevant/bus.h>
 
-#include "host/bus/Backlogs.h"
-#include "host/bus/BusLimits.h"
-#include "host/bus/HandleTable.h"
-#include "host/bus/Outbox.h"
-#include "host/bus/QueuedMessage.h"
-#include "host/bus/RequestTable.h"
-#include "host/bus/RetiredPools.h"
-#include "host/bus/RunningCalls.h"
-#include "host/bus/Subscription.h"
-#include "host/bus/SubscriptionIndex.h"
-#include "host/bus/WorkerPool.h"
+#include "host/bus/common/Backlogs.h"
+#include "host/bus/common/BusLimits.h"
+#include "host/bus/common/HandleTable.h"
+#include "host/bus/common/Outbox.h"
+#include "host/bus/common/QueuedMessage.h"
+#include "host/bus/common/RequestTable.h"
+#include "host/bus/common/RetiredPools.h"
+#include "host/bus/common/RunningCalls.h"
+#include "host/bus/common/Subscription.h"
+#include "host/bus/common/SubscriptionIndex.h"
+#include "host/bus/common/WorkerPool.h"
 #include "platform/ProcessWide.h"
 #include "platform/Sync.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // Implements include/brevant/bus.h. What that leaves to the bus:
 //
@@ -117,4 +117,4 @@ private:
     std::shared_ptr<WorkerPool> pool_ GUARDED_BY(mutex_);  // made for the first message
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

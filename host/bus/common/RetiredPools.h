@@ -4,11 +4,11 @@
 #include <memory>
 #include <vector>
 
-#include "host/bus/LibraryPin.h"
-#include "host/bus/WorkerPool.h"
+#include "host/bus/common/LibraryPin.h"
+#include "host/bus/common/WorkerPool.h"
 #include "platform/Sync.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // A pool counts as a use of the library from its start until it is joined here. Any thread.
 class RetiredPools {
@@ -30,4 +30,4 @@ private:
     std::vector<LibraryPin> pins_ GUARDED_BY(mutex_);
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

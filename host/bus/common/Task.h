@@ -4,9 +4,9 @@
 #include <memory>
 #include <utility>
 
-#include "host/bus/RunningCalls.h"
+#include "host/bus/common/RunningCalls.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 class Task {
 public:
@@ -74,4 +74,4 @@ private:
     size_t size_ = 0;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

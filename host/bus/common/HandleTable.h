@@ -7,7 +7,7 @@
 #include <memory>
 #include <vector>
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // Every operation takes constant time. Ids are never 0.
 template <class Entry>
@@ -56,4 +56,4 @@ private:
     std::vector<uint32_t> free_;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 struct Subscription;
 
@@ -55,4 +55,4 @@ private:
     size_t count_ = 0;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

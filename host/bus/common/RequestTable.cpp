@@ -1,10 +1,10 @@
-#include "host/bus/RequestTable.h"
+#include "host/bus/common/RequestTable.h"
 
 #include <utility>
 
-#include "host/bus/BusLimits.h"
+#include "host/bus/common/BusLimits.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 namespace {
 
@@ -158,4 +158,4 @@ void RequestTable::post(std::shared_ptr<Request> request) {
     pool->postReply(std::move(request));
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

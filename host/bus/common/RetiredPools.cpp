@@ -1,11 +1,11 @@
-#include "host/bus/RetiredPools.h"
+#include "host/bus/common/RetiredPools.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "platform/ProcessWide.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 void RetiredPools::add(std::shared_ptr<WorkerPool> pool) noexcept {
     pool->beginStop();
@@ -52,4 +52,4 @@ void RetiredPools::reap(bool wait) {
     }
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

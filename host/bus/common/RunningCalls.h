@@ -7,7 +7,7 @@
 
 #include "platform/Sync.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // A function of one of the two callback types, to be compared.
 using CallbackIdentity = uintptr_t;
@@ -111,4 +111,4 @@ private:
     std::vector<CallSlot*> slots_ GUARDED_BY(mutex_);
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

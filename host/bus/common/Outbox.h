@@ -6,14 +6,14 @@
 #include <list>
 #include <memory>
 
-#include "host/bus/Backlogs.h"
-#include "host/bus/Publication.h"
-#include "host/bus/RequestTable.h"
-#include "host/bus/Task.h"
-#include "host/bus/WorkerPool.h"
+#include "host/bus/common/Backlogs.h"
+#include "host/bus/common/Publication.h"
+#include "host/bus/common/RequestTable.h"
+#include "host/bus/common/Task.h"
+#include "host/bus/common/WorkerPool.h"
 #include "platform/Sync.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // Run as a task, it delivers its publications one after the other, each to one receiver after the other: one
 // worker at a time, the driver, without a lock between two receivers. That is what keeps the order of this
@@ -58,4 +58,4 @@ private:
     CallSlot* driver_ GUARDED_BY(mutex_) = nullptr;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

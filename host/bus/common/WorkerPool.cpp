@@ -1,4 +1,4 @@
-#include "host/bus/WorkerPool.h"
+#include "host/bus/common/WorkerPool.h"
 
 #include <algorithm>
 #include <new>
@@ -9,7 +9,7 @@
 #include "platform/Processor.h"
 #include "text/Format.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 namespace {
 
@@ -468,4 +468,4 @@ void WorkerPool::joinLeft(Platform::MutexLock& lock) {
     memberLeft_.notifyAll();
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

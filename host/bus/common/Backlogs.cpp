@@ -1,14 +1,14 @@
-#include "host/bus/Backlogs.h"
+#include "host/bus/common/Backlogs.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "host/bus/BusLimits.h"
-#include "host/bus/Outbox.h"
+#include "host/bus/common/BusLimits.h"
+#include "host/bus/common/Outbox.h"
 #include "platform/DebuggerOutput.h"
 #include "text/Format.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 namespace {
 
@@ -212,4 +212,4 @@ void Backlogs::close(const Outbox& outbox, Subscription& receiver) {
     receiver.backlogs.erase(found);
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <cstddef>
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // Memory of the messages that one handle has published and that are still queued or being delivered, and of
 // all of them together. Whoever publishes beyond it gets MODULE_STATUS_NO_MEMORY.
@@ -28,4 +28,4 @@ struct PoolLimits {
     std::chrono::nanoseconds shrinkTime = std::chrono::seconds(10);     // threads idle for so long are ended
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

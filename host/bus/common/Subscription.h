@@ -9,11 +9,11 @@
 
 #include <brevant/bus.h>
 
-#include "host/bus/RunningCalls.h"
-#include "host/bus/Task.h"
+#include "host/bus/common/RunningCalls.h"
+#include "host/bus/common/Task.h"
 #include "text/NamePattern.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 struct Backlog;
 class Outbox;
@@ -43,4 +43,4 @@ struct Subscription {
     bool boundReported = false;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

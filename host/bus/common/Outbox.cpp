@@ -1,8 +1,8 @@
-#include "host/bus/Outbox.h"
+#include "host/bus/common/Outbox.h"
 
 #include <utility>
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 bool Outbox::add(Queue publications) noexcept {
     Platform::MutexLock lock(mutex_);
@@ -100,4 +100,4 @@ bool Outbox::releaseRest(CallSlot& slot, CallSlot::State seen) noexcept {
     return true;
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -1,10 +1,10 @@
-#include "host/bus/QueuedMessage.h"
+#include "host/bus/common/QueuedMessage.h"
 
 #include <algorithm>
 
 #include "text/TextLength.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 namespace {
 
@@ -52,4 +52,4 @@ std::shared_ptr<QueuedMessage> QueuedMessage::copy(std::shared_ptr<MessageAccoun
     return message;
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -5,7 +5,7 @@
 
 #include <brevant/message.h>
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 struct RequestIdentity {
     uint64_t handle;  // the requester's
@@ -16,4 +16,4 @@ struct RequestIdentity {
     bool readFrom(const MessageHeader& reply) noexcept;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -3,7 +3,7 @@
 
 #include "platform/DynamicLibrary.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 class LibraryPin {
 public:
@@ -27,4 +27,4 @@ private:
     Platform::LibraryHandle library_ = nullptr;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -1,8 +1,8 @@
-#include "host/bus/RequestIdentity.h"
+#include "host/bus/common/RequestIdentity.h"
 
 #include <cstring>
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 namespace {
 
@@ -47,4 +47,4 @@ bool RequestIdentity::readFrom(const MessageHeader& reply) noexcept {
            reply.replyCookie == cookie && cookie != 0;
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -9,11 +9,11 @@
 #include <unordered_map>
 #include <vector>
 
-#include "host/bus/Receivers.h"
-#include "host/bus/Subscription.h"
+#include "host/bus/common/Receivers.h"
+#include "host/bus/common/Subscription.h"
 #include "text/PatternHead.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // Used under the bus's lock.
 class SubscriptionIndex {
@@ -66,4 +66,4 @@ private:
     std::list<Shape> shapes_;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -7,13 +7,13 @@
 
 #include <brevant/bus.h>
 
-#include "host/bus/QueuedMessage.h"
-#include "host/bus/Task.h"
-#include "host/bus/WorkerPool.h"
+#include "host/bus/common/QueuedMessage.h"
+#include "host/bus/common/Task.h"
+#include "host/bus/common/WorkerPool.h"
 #include "platform/Clock.h"
 #include "platform/StackList.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 class RequestTable;
 struct Request;
@@ -63,4 +63,4 @@ struct Request : Task, Platform::StackList<Request>::Link, std::enable_shared_fr
     std::shared_ptr<const QueuedMessage> reply;
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -6,13 +6,13 @@
 #include <memory>
 #include <unordered_map>
 
-#include "host/bus/Request.h"
-#include "host/bus/RequestIdentity.h"
-#include "host/bus/RunningCalls.h"
+#include "host/bus/common/Request.h"
+#include "host/bus/common/RequestIdentity.h"
+#include "host/bus/common/RunningCalls.h"
 #include "platform/StackList.h"
 #include "platform/Sync.h"
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 // The requests of one handle. Belongs to the table's lock, but for the id.
 struct Requester {
@@ -70,4 +70,4 @@ private:
     Deadlines deadlines_ GUARDED_BY(mutex_);
 };
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus

@@ -1,8 +1,8 @@
-#include "host/bus/SubscriptionIndex.h"
+#include "host/bus/common/SubscriptionIndex.h"
 
 #include <algorithm>
 
-namespace EmbeddedBus {
+namespace MessageBus {
 
 void SubscriptionIndex::add(const std::shared_ptr<Subscription>& subscription) {
     if (!subscription->pattern) {
@@ -110,4 +110,4 @@ std::list<SubscriptionIndex::Shape>::iterator SubscriptionIndex::findShape(const
     });
 }
 
-}  // namespace EmbeddedBus
+}  // namespace MessageBus
