@@ -3,14 +3,14 @@
 #include <new>
 #include <system_error>
 
-#include "host/bus/embedded/Bus.h"
+#include "host/bus/embedded/EmbeddedBus.h"
 #include "platform/ProcessWide.h"
 
 namespace MessageBus {
 
 namespace {
 
-constinit Platform::ProcessWide<Bus> processBus;
+constinit Platform::ProcessWide<EmbeddedBus> processBus;
 
 Bus& bus() {
     return processBus.get();

@@ -47,7 +47,7 @@ bool Backlogs::append(const Outbox& outbox, const std::shared_ptr<Subscription>&
     // Lost to this receiver: it must neither overtake what waits nor be waited for.
     lock.unlock();
     if (publication->request)
-        requests_.receiverLeft(*publication->request);
+        publication->request->receiverLeft();
     return true;
 }
 
@@ -108,7 +108,7 @@ void Backlogs::drop(Subscription& receiver) noexcept {
     }
     for (const auto& publication : publications)
         if (publication->request)
-            requests_.receiverLeft(*publication->request);
+            publication->request->receiverLeft();
 }
 
 void Backlogs::run(Backlog& backlog, CallSlot& slot) noexcept {
@@ -130,10 +130,10 @@ void Backlogs::run(Backlog& backlog, CallSlot& slot) noexcept {
 }
 
 void Backlogs::call(Subscription& receiver, const Publication& publication) noexcept {
-    Request* const request = publication.request.get();
+    ReceiverReports* const request = publication.request.get();
     if (!receiver.active.load()) {
         if (request)
-            requests_.receiverLeft(*request);
+            request->receiverLeft();
         return;
     }
     const QueuedMessage& message = *publication.message;
@@ -144,7 +144,7 @@ void Backlogs::call(Subscription& receiver, const Publication& publication) noex
     } catch (...) {
     }
     if (request)
-        requests_.receiverReturned(*request, status);
+        request->receiverReturned(status);
 }
 
 Backlogs::Delivery Backlogs::admit(const std::shared_ptr<Outbox>& outbox,

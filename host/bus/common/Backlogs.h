@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "host/bus/common/Publication.h"
-#include "host/bus/common/RequestTable.h"
+#include "host/bus/common/RunningCalls.h"
 #include "host/bus/common/Subscription.h"
 #include "host/bus/common/Task.h"
 #include "platform/Sync.h"
@@ -33,7 +33,7 @@ struct Backlog : Task, std::enable_shared_from_this<Backlog> {
 // Any thread.
 class Backlogs {
 public:
-    Backlogs(RunningCalls& calls, RequestTable& requests) noexcept : calls_(calls), requests_(requests) {}
+    explicit Backlogs(RunningCalls& calls) noexcept : calls_(calls) {}
 
     // Behind what the outbox already has waiting for the receiver. False when nothing waits, or need not any
     // more.
@@ -72,7 +72,6 @@ private:
     void close(const Outbox& outbox, Subscription& receiver) REQUIRES(mutex_);
 
     RunningCalls& calls_;
-    RequestTable& requests_;
     // Taken under an outbox's lock; nothing but the running calls' lock is taken under it.
     Platform::Mutex mutex_;
 };

@@ -4,9 +4,11 @@
 
 namespace MessageBus {
 
-bool Outbox::add(Queue publications) noexcept {
+bool Outbox::add(std::shared_ptr<const Publication> publication) {
+    Queue added;
+    added.push_back(std::move(publication));
     Platform::MutexLock lock(mutex_);
-    queue_.splice(queue_.end(), publications);
+    queue_.splice(queue_.end(), added);
     return !std::exchange(posted_, true);
 }
 

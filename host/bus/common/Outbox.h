@@ -8,7 +8,6 @@
 
 #include "host/bus/common/Backlogs.h"
 #include "host/bus/common/Publication.h"
-#include "host/bus/common/RequestTable.h"
 #include "host/bus/common/Task.h"
 #include "host/bus/common/WorkerPool.h"
 #include "platform/Sync.h"
@@ -31,9 +30,8 @@ public:
     Outbox(std::shared_ptr<WorkerPool> delivering, RunningCalls& calls, Backlogs& backlogs) noexcept
         : pool(std::move(delivering)), calls_(calls), backlogs_(backlogs) {}
 
-    using Queue = std::list<std::shared_ptr<const Publication>>;
-    // True when the outbox is to be posted for them.
-    bool add(Queue publications) noexcept;
+    // True when the outbox is to be posted for it.
+    bool add(std::shared_ptr<const Publication> publication);
 
     void run(CallSlot& slot) noexcept override;
     bool releaseRest(CallSlot& slot, CallSlot::State seen) noexcept override;
@@ -44,6 +42,8 @@ public:
     std::atomic<size_t> backlogCount{0};
 
 private:
+    using Queue = std::list<std::shared_ptr<const Publication>>;
+
     // False when the rest has been released to another worker.
     bool drive(const std::shared_ptr<const Publication>& publication, size_t from, CallSlot& slot) noexcept;
 

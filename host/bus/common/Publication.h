@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "host/bus/common/QueuedMessage.h"
+#include "host/bus/common/ReceiverReports.h"
 #include "host/bus/common/Receivers.h"
-#include "host/bus/common/Request.h"
 
 namespace MessageBus {
 
@@ -13,7 +13,7 @@ namespace MessageBus {
 struct Publication {
     std::shared_ptr<const QueuedMessage> message;
     Receivers receivers;
-    std::shared_ptr<Request> request;  // null for a plain message
+    std::shared_ptr<ReceiverReports> request;  // null for a plain message
 };
 
 }  // namespace MessageBus

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include <brevant/message.h>
@@ -18,6 +19,8 @@ public:
 
     // False, with nothing counted, when a limit would be passed.
     bool charge(size_t bytes) noexcept;
+    // Counts them whatever the limits.
+    void chargeAnyway(size_t bytes) noexcept;
     void refund(size_t bytes) noexcept;
 
 private:
@@ -31,6 +34,11 @@ class MessageCharge {
 public:
     MessageCharge(std::shared_ptr<MessageAccount> account, size_t bytes) noexcept
         : account_(std::move(account)), bytes_(account_->charge(bytes) ? bytes : 0) {}
+    // Charged, whatever the limits.
+    static MessageCharge anyway(std::shared_ptr<MessageAccount> account, size_t bytes) noexcept {
+        account->chargeAnyway(bytes);
+        return {std::move(account), Counted{bytes}};
+    }
     ~MessageCharge() {
         if (account_)
             account_->refund(bytes_);
@@ -40,6 +48,12 @@ public:
     explicit operator bool() const noexcept { return bytes_ != 0; }
 
 private:
+    struct Counted {
+        size_t bytes;
+    };
+    MessageCharge(std::shared_ptr<MessageAccount> account, Counted counted) noexcept
+        : account_(std::move(account)), bytes_(counted.bytes) {}
+
     std::shared_ptr<MessageAccount> account_;
     size_t bytes_;
 };
@@ -52,6 +66,12 @@ public:
     static std::shared_ptr<QueuedMessage> copy(std::shared_ptr<MessageAccount> account, size_t receivers,
                                                const MessageHeader& header, const char16_t* name,
                                                const char16_t* sender, const char16_t* payload);
+    // The same of texts without zeros at their ends, in the bytes of UTF-16 units. With mustPay the account
+    // pays whatever its limit.
+    static std::shared_ptr<QueuedMessage> copy(std::shared_ptr<MessageAccount> account, size_t receivers,
+                                               const MessageHeader& header, std::string_view name,
+                                               std::string_view sender, std::string_view payload,
+                                               bool mustPay);
     MessageHeader header;
     const char16_t* name() const noexcept { return texts_.get(); }
     const char16_t* sender() const noexcept { return sender_; }

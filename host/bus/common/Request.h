@@ -8,6 +8,7 @@
 #include <brevant/bus.h>
 
 #include "host/bus/common/QueuedMessage.h"
+#include "host/bus/common/ReceiverReports.h"
 #include "host/bus/common/Task.h"
 #include "host/bus/common/WorkerPool.h"
 #include "platform/Clock.h"
@@ -38,13 +39,18 @@ struct Answer {
 //   release              | ended              | ended                   | nothing
 //
 // From waiting to ended it is in its table and in its requester's list.
-struct Request : Task, Platform::StackList<Request>::Link, std::enable_shared_from_this<Request> {
+struct Request : Task,
+                 ReceiverReports,
+                 Platform::StackList<Request>::Link,
+                 std::enable_shared_from_this<Request> {
     enum class State { waiting, answered, ended };
 
     Request(RequestTable& owner, std::shared_ptr<WorkerPool> answering, const Answer& wanted,
             size_t receivers) noexcept
         : table(owner), pool(std::move(answering)), answer(wanted), openReceivers(receivers) {}
     void run(CallSlot& slot) noexcept override;
+    void receiverReturned(uint32_t status) noexcept override;
+    void receiverLeft() noexcept override;
 
     RequestTable& table;
     const std::shared_ptr<WorkerPool> pool;

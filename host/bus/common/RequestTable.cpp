@@ -18,6 +18,14 @@ void Request::run(CallSlot& slot) noexcept {
     table.deliver(*this, slot);
 }
 
+void Request::receiverReturned(uint32_t status) noexcept {
+    table.receiverReturned(*this, status);
+}
+
+void Request::receiverLeft() noexcept {
+    table.receiverLeft(*this);
+}
+
 uint32_t RequestTable::open(Requester& requester, const std::shared_ptr<Request>& request,
                             MessageHeader& header) {
     const auto deadline = Platform::deadlineAfter(
@@ -44,6 +52,12 @@ uint32_t RequestTable::open(Requester& requester, const std::shared_ptr<Request>
     if (request->deadline == deadlines_.begin())
         request->pool->setAlarm(deadline);
     return MODULE_STATUS_SUCCESS;
+}
+
+void RequestTable::cancel(Request& request) noexcept {
+    Platform::MutexLock lock(mutex_);
+    if (request.state != Request::State::ended)
+        end(request);
 }
 
 void RequestTable::reply(const RequestIdentity& identity, std::shared_ptr<const QueuedMessage> message) {

@@ -31,6 +31,8 @@ public:
     // MODULE_STATUS_INVALID_HANDLE when the requester is released, MODULE_STATUS_NO_MEMORY when it waits for
     // too many.
     uint32_t open(Requester& requester, const std::shared_ptr<Request>& request, MessageHeader& header);
+    // Ends a request whose message could not be sent.
+    void cancel(Request& request) noexcept;
 
     // Whether a request was ever given this identity.
     bool hasIssued(const RequestIdentity& identity) const noexcept {

@@ -10,6 +10,7 @@
 
 #include "host/bus/common/BusLimits.h"
 #include "host/bus/common/Task.h"
+#include "host/bus/common/ThreadOwner.h"
 #include "platform/Clock.h"
 #include "platform/Sync.h"
 #include "platform/Thread.h"
@@ -39,7 +40,7 @@ namespace MessageBus {
 //   setAlarm   | wakes the keeper in time | nothing
 //   beginStop  | stopping                 | nothing
 //   join       | not allowed              | waits until all threads are gone
-class WorkerPool {
+class WorkerPool : public ThreadOwner {
 public:
     using Time = Platform::Clock::Time;
     // Called on the keeper's thread when the alarm time has come; returns the next one.
@@ -48,7 +49,7 @@ public:
     // Starts the keeper and the first worker; throws std::system_error when the system gives no thread.
     WorkerPool(const PoolLimits& limits, RunningCalls& calls, Alarm onAlarm);
     // Stopped and joined by then.
-    ~WorkerPool();
+    ~WorkerPool() override;
 
     // Whether the poster, when it is a task of the pool, returns soon or waits for something first.
     enum class Poster { returns, waits };
@@ -66,12 +67,12 @@ public:
     void setAlarm(Time time);
 
     // Tasks that have not begun are dropped. Returns at once.
-    void beginStop();
+    void beginStop() override;
     // Not on a thread of the pool.
-    void join();
+    void join() override;
     // Whether join would return without waiting for a task.
-    bool ended();
-    bool isOwnThread() const noexcept { return self_.get() != nullptr; }
+    bool ended() override;
+    bool isOwnThread() const noexcept override { return self_.get() != nullptr; }
     size_t workerCount();
 
 private:

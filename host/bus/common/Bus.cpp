@@ -1,4 +1,4 @@
-#include "host/bus/embedded/Bus.h"
+#include "host/bus/common/Bus.h"
 
 #include <algorithm>
 #include <utility>
@@ -21,12 +21,16 @@ BrevantBusHandle toHandle(uint64_t id) noexcept {
 Bus::Bus(const PoolLimits& limits)
     : limits_(limits), account_(std::make_shared<MessageAccount>(busMessageBytes)) {}
 
+Bus::~Bus() = default;
+
 uint32_t Bus::acquireHandle(BrevantBusHandle* handle) {
     if (!handle)
         return MODULE_STATUS_INVALID_PARAMETER;
     reap(false);
     auto account = std::make_shared<MessageAccount>(handleMessageBytes, account_);
     Platform::MutexLock lock(mutex_);
+    if (handles_.empty())
+        opening();
     *handle =
         toHandle(handles_.add([&](uint64_t id) { return std::make_shared<Handle>(id, std::move(account)); }));
     return MODULE_STATUS_SUCCESS;
@@ -54,8 +58,15 @@ uint32_t Bus::releaseHandle(BrevantBusHandle handle) {
         calls_.owe(entry->requester.handle);
     for (const auto& [id, subscription] : entry->subscriptions)
         backlogs_.drop(*subscription);
-    if (mayWait) {
+    subscriptionsChanged();
+    if (mayWait)
         calls_.waitFor(entry->requester.handle, entry->functions);
+    if (isLast) {
+        Platform::MutexLock lock(mutex_);
+        if (handles_.empty())
+            closed();
+    }
+    if (mayWait) {
         if (isLast)
             reap(true);
     } else if (isLast) {
@@ -109,7 +120,17 @@ uint32_t Bus::subscribe(BrevantBusHandle handle, void* context, BrevantMessageFu
         owner->subscriptions.erase(subscription->id);
         throw;
     }
-    return subscription->id;
+    try {
+        added(*subscription);
+    } catch (...) {
+        index_.remove(*subscription);
+        owner->subscriptions.erase(subscription->id);
+        throw;
+    }
+    const uint32_t id = subscription->id;
+    lock.unlock();
+    subscriptionsChanged();
+    return id;
 }
 
 uint32_t Bus::unsubscribe(BrevantBusHandle handle, uint32_t subscriptionId) {
@@ -125,6 +146,7 @@ uint32_t Bus::unsubscribe(BrevantBusHandle handle, uint32_t subscriptionId) {
         deactivate(*ended.mapped());
     }
     backlogs_.drop(*ended.mapped());
+    subscriptionsChanged();
     return MODULE_STATUS_SUCCESS;
 }
 
@@ -162,77 +184,24 @@ const std::shared_ptr<WorkerPool>& Bus::pool() {
     return pool_;
 }
 
-uint32_t Bus::send(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts,
-                   const Answer* answer) {
-    const auto publication = std::make_shared<Publication>();
-    Receivers& receivers = publication->receivers;
-    std::vector<SubscriptionIndex::Candidate> candidates;
-    std::shared_ptr<Handle> publisher;
-    std::shared_ptr<Outbox> outbox;
-    {
-        Platform::MutexLock lock(mutex_);
-        publisher = find(handle);
-        if (!publisher)
-            return MODULE_STATUS_INVALID_HANDLE;
-        index_.collect(texts.name, receivers, candidates);
-        if (receivers.count() != 0 || !candidates.empty()) {
-            if (!publisher->outbox)
-                publisher->outbox = std::make_shared<Outbox>(pool(), calls_, backlogs_);
-            outbox = publisher->outbox;
-            if (answer)
-                noteFunction(*publisher, identityOf(answer->function));
-        }
-    }
-    const Ferrow::MatchName name(texts.name);
+void Bus::match(std::u16string_view name, const std::vector<SubscriptionIndex::Candidate>& candidates,
+                Receivers& receivers) {
+    const Ferrow::MatchName matched(name);
     for (const auto& candidate : candidates)
-        if (candidate.pattern->matches(name))
+        if (candidate.pattern->matches(matched))
             receivers.add(candidate.receivers);
-    if (receivers.count() == 0)
-        return answer ? MODULE_STATUS_NO_SUBSCRIBERS : MODULE_STATUS_SUCCESS;
-    const auto message = QueuedMessage::copy(publisher->account, receivers.count(), header, texts.name,
-                                             texts.sender, texts.payload);
-    if (!message)
-        return MODULE_STATUS_NO_MEMORY;
-    publication->message = message;
-    Outbox::Queue queued;
-    queued.push_back(publication);
-    if (answer) {
-        publication->request = std::make_shared<Request>(requests_, outbox->pool, *answer, receivers.count());
-        // From here on nothing fails: the request may be answered.
-        if (const uint32_t status =
-                requests_.open(publisher->requester, publication->request, message->header);
-            status != MODULE_STATUS_SUCCESS)
-            return status;
-    }
-    const bool posts = outbox->add(std::move(queued));
-    const size_t count = receivers.count();
+}
+
+void Bus::deliver(const std::shared_ptr<Outbox>& outbox, std::shared_ptr<const Publication> publication,
+                  WorkerPool::Poster poster) {
+    const size_t count = publication->receivers.count();
+    const bool posts = outbox->add(std::move(publication));
     if (posts)
-        outbox->pool->postMessage(outbox, answer ? WorkerPool::Poster::waits : WorkerPool::Poster::returns);
-    else if (answer)
+        outbox->pool->postMessage(outbox, poster);
+    else if (poster == WorkerPool::Poster::waits)
         outbox->pool->posterWaits();
     if (!posts || count > 1)
         outbox->pool->watch();
-    return MODULE_STATUS_SUCCESS;
-}
-
-uint32_t Bus::reply(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts) {
-    std::shared_ptr<MessageAccount> account;
-    {
-        Platform::MutexLock lock(mutex_);
-        const std::shared_ptr<Handle> replier = find(handle);
-        if (!replier)
-            return MODULE_STATUS_INVALID_HANDLE;
-        account = replier->account;
-    }
-    RequestIdentity identity{};
-    if (!identity.readFrom(header) || !requests_.hasIssued(identity))
-        return MODULE_STATUS_NOT_FOUND;
-    auto message =
-        QueuedMessage::copy(std::move(account), 1, header, texts.name, texts.sender, texts.payload);
-    if (!message)
-        return MODULE_STATUS_NO_MEMORY;
-    requests_.reply(identity, std::move(message));
-    return MODULE_STATUS_SUCCESS;
 }
 
 void Bus::noteFunction(Handle& handle, CallbackIdentity function) {
@@ -247,6 +216,7 @@ void Bus::deactivate(Subscription& subscription) noexcept {
     } catch (const std::bad_alloc&) {
         // It stays in the index, where nobody calls it.
     }
+    removed(subscription);
 }
 
 bool Bus::onOwnThread() {

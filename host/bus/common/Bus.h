@@ -1,4 +1,4 @@
-// The message bus of one process.
+// The handles and subscriptions of a bus, whatever carries its messages.
 #pragma once
 
 #include <cstdint>
@@ -12,9 +12,10 @@
 #include "host/bus/common/BusLimits.h"
 #include "host/bus/common/HandleTable.h"
 #include "host/bus/common/Outbox.h"
+#include "host/bus/common/Publication.h"
 #include "host/bus/common/QueuedMessage.h"
 #include "host/bus/common/RequestTable.h"
-#include "host/bus/common/RetiredPools.h"
+#include "host/bus/common/RetiredThreads.h"
 #include "host/bus/common/RunningCalls.h"
 #include "host/bus/common/Subscription.h"
 #include "host/bus/common/SubscriptionIndex.h"
@@ -24,7 +25,7 @@
 
 namespace MessageBus {
 
-// Implements include/brevant/bus.h. What that leaves to the bus:
+// Implements include/brevant/bus.h over what a transport adds. What that leaves to the bus:
 //
 //  an argument or a state                                    | what the entry gives
 //  a text, header, function or out-pointer is null           | MODULE_STATUS_INVALID_PARAMETER
@@ -53,12 +54,12 @@ namespace MessageBus {
 //    callbacks, finds the threads gone.
 class Bus {
 public:
-    explicit Bus(const PoolLimits& limits = {});
+    virtual ~Bus();
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;
 
     // They throw std::bad_alloc and std::system_error when memory or a thread cannot be had.
-    uint32_t acquireHandle(BrevantBusHandle* handle);
+    virtual uint32_t acquireHandle(BrevantBusHandle* handle);
     uint32_t releaseHandle(BrevantBusHandle handle);
     uint32_t publish(BrevantBusHandle handle, const MessageHeader* header, const char16_t* name,
                      const char16_t* sender, const char16_t* payload);
@@ -73,7 +74,7 @@ public:
     // Nothing on the bus's own threads.
     void reap(bool wait);
 
-private:
+protected:
     struct Handle {
         Handle(uint64_t id, std::shared_ptr<MessageAccount> pays) noexcept
             : requester{id}, account(std::move(pays)) {}
@@ -90,31 +91,52 @@ private:
         const char16_t* payload;
     };
 
+    explicit Bus(const PoolLimits& limits);
+
+    // What a transport does. Without answer the message is a plain one.
+    virtual uint32_t send(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts,
+                          const Answer* answer) = 0;
+    virtual uint32_t reply(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts) = 0;
+    // The first handle is about to be acquired; the last has been released, and all that its subscriptions
+    // had waiting is dropped.
+    virtual void opening() REQUIRES(mutex_) {}
+    virtual void closed() REQUIRES(mutex_) {}
+    // The subscription stands in the index, or has left it.
+    virtual void added(const Subscription&) REQUIRES(mutex_) {}
+    virtual void removed(const Subscription&) noexcept REQUIRES(mutex_) {}
+    // After calls of these two, outside the lock.
+    virtual void subscriptionsChanged() noexcept {}
+
     std::shared_ptr<Handle> find(BrevantBusHandle handle) const REQUIRES(mutex_);
     const std::shared_ptr<WorkerPool>& pool() REQUIRES(mutex_);
-
-    uint32_t send(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts,
-                  const Answer* answer);
-    uint32_t reply(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts);
     static void noteFunction(Handle& handle, CallbackIdentity function);
-    void deactivate(Subscription& subscription) noexcept REQUIRES(mutex_);
-    bool onOwnThread() REQUIRES(mutex_);
+    // Has the patterns among the candidates add their receivers.
+    static void match(std::u16string_view name, const std::vector<SubscriptionIndex::Candidate>& candidates,
+                      Receivers& receivers);
+    // Has the publisher's receivers called, in turn.
+    static void deliver(const std::shared_ptr<Outbox>& outbox, std::shared_ptr<const Publication> publication,
+                        WorkerPool::Poster poster);
 
     const PoolLimits limits_;
     const std::shared_ptr<MessageAccount> account_;
     RunningCalls calls_;
     RequestTable requests_{calls_};
-    Backlogs backlogs_{calls_, requests_};
+    Backlogs backlogs_{calls_};
     // Handles acquired after the last was released get a new pool.
-    RetiredPools retired_;
+    RetiredThreads retired_;
 
     // Guards the handles and the index; once for each message. Held for table work only: no callback and no
-    // pattern match runs under it. The retired pools' lock and a pool's are taken under it.
+    // pattern match runs under it. The locks of what is retired, of a pool and of a transport are taken under
+    // it.
     Platform::Mutex mutex_;
     HandleTable<Handle> handles_ GUARDED_BY(mutex_);
     SubscriptionIndex index_ GUARDED_BY(mutex_);
     uint32_t lastSubscription_ GUARDED_BY(mutex_) = 0;
     std::shared_ptr<WorkerPool> pool_ GUARDED_BY(mutex_);  // made for the first message
+
+private:
+    void deactivate(Subscription& subscription) noexcept REQUIRES(mutex_);
+    bool onOwnThread() REQUIRES(mutex_);
 };
 
 }  // namespace MessageBus
