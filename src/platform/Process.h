@@ -2,11 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace Platform {
 
 uint32_t currentProcessId() noexcept;
+
+// Whether a process of that id runs, or cannot be told about. Ids are used again.
+bool processExists(uint32_t processId) noexcept;
+
+// Nothing when the variable is not set. Names are ASCII.
+std::optional<std::u16string> environmentVariable(const char* name);
 
 // The user session that a process belongs to; false when it cannot be told.
 bool processIdToSessionId(uint32_t processId, uint32_t& sessionId) noexcept;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -14,6 +15,7 @@
 #include "platform/Files.h"
 #include "platform/UserSessions.h"
 #include "platform/linux/NativeErrors.h"
+#include "text/Utf.h"
 
 namespace Platform {
 namespace {
@@ -55,6 +57,16 @@ uint32_t currentProcessId() noexcept {
             known.store(id, std::memory_order_relaxed);
     }
     return id;
+}
+
+bool processExists(uint32_t processId) noexcept {
+    const auto id = static_cast<pid_t>(processId);
+    return id > 0 && (kill(id, 0) == 0 || errno != ESRCH);
+}
+
+std::optional<std::u16string> environmentVariable(const char* name) {
+    const char* const value = std::getenv(name);
+    return value ? std::optional(Ferrow::toUtf16(value)) : std::nullopt;
 }
 
 bool processIdToSessionId(uint32_t processId, uint32_t& sessionId) noexcept {

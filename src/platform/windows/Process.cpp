@@ -3,12 +3,36 @@
 #include <windows.h>
 #include <wtsapi32.h>
 
+#include "platform/windows/Handle.h"
 #include "platform/windows/Wide.h"
 
 namespace Platform {
 
 uint32_t currentProcessId() noexcept {
     return GetCurrentProcessId();
+}
+
+bool processExists(uint32_t processId) noexcept {
+    const Handle process(OpenProcess(SYNCHRONIZE, FALSE, processId));
+    if (!process)
+        return GetLastError() == ERROR_ACCESS_DENIED;
+    return WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT;
+}
+
+std::optional<std::u16string> environmentVariable(const char* name) {
+    const std::u16string wideName(name, name + std::char_traits<char>::length(name));
+    std::u16string value(64, u'\0');
+    for (;;) {
+        SetLastError(ERROR_SUCCESS);
+        const DWORD length = GetEnvironmentVariableW(wide(wideName.c_str()), wide(value.data()),
+                                                     static_cast<DWORD>(value.size()));
+        if (length == 0 && GetLastError() != ERROR_SUCCESS)
+            return std::nullopt;
+        const bool fits = length < value.size();
+        value.resize(length);
+        if (fits)
+            return value;
+    }
 }
 
 bool processIdToSessionId(uint32_t processId, uint32_t& sessionId) noexcept {
