@@ -20,7 +20,7 @@ namespace Platform {
 //   send     | closed                 | sends
 //   receive  | closed                 | receives
 //   wait     | till time or wake      | till ready, time or wake
-//   wake     | ends a connect or wait | ends a wait
+//   wake     | ends a wait            | ends a wait
 //   close    | nothing                | closed
 class Socket {
 public:
@@ -41,8 +41,8 @@ public:
     Socket(const Socket&) = delete;
     Socket& operator=(const Socket&) = delete;
 
-    // The address is a number of either version ("127.0.0.1", "::1"). False when nobody listens there, the
-    // time has passed or wake was called.
+    // The address is a number of either version ("127.0.0.1", "::1"). False when nobody listens there or the
+    // time has passed.
     bool connect(const std::string& address, uint16_t port, std::chrono::nanoseconds timeout);
     // One thread at a time, which may be another than the one that waits; not while close runs.
     Transfer send(std::string_view bytes) noexcept;

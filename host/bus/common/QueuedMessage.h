@@ -44,7 +44,11 @@ public:
             account_->refund(bytes_);
     }
     MessageCharge(MessageCharge&&) noexcept = default;
-    MessageCharge& operator=(MessageCharge&&) = delete;
+    MessageCharge& operator=(MessageCharge&& other) noexcept {
+        std::swap(account_, other.account_);
+        std::swap(bytes_, other.bytes_);
+        return *this;
+    }
     explicit operator bool() const noexcept { return bytes_ != 0; }
 
 private:

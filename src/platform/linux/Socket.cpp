@@ -84,8 +84,6 @@ bool Socket::connect(const std::string& address, uint16_t port, std::chrono::nan
                 error = errno;
             break;
         }
-        if (ready.woken || ready.readable)
-            break;
     }
     if (error == 0)
         return true;

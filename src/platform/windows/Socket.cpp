@@ -129,8 +129,6 @@ bool Socket::connect(const std::string& address, uint16_t port, std::chrono::nan
                 error = WSAGetLastError();
             break;
         }
-        if (ready.woken || ready.readable)
-            break;
     }
     if (error == 0)
         return true;
