@@ -1,19 +1,24 @@
 #include "host/bus/BusFunctions.h"
 
+#include <atomic>
 #include <new>
 #include <system_error>
 
-#include "host/bus/embedded/EmbeddedBus.h"
+#include "host/bus/BusChoice.h"
 #include "platform/ProcessWide.h"
 
 namespace MessageBus {
 
 namespace {
 
-constinit Platform::ProcessWide<EmbeddedBus> processBus;
+constinit Platform::ProcessWide<Bus> processBus;
+constinit std::atomic<bool> isChosen{false};
 
+// The transport is chosen once, for the first that needs one.
 Bus& bus() {
-    return processBus.get();
+    Bus& chosen = processBus.get(chooseBus);
+    isChosen = true;
+    return chosen;
 }
 
 // Nothing is thrown across the interface.
@@ -89,6 +94,8 @@ const BrevantBusFunctions& busFunctions() noexcept {
 }
 
 void reapBusThreads(bool wait) noexcept {
+    if (!isChosen)
+        return;
     guarded([&] {
         bus().reap(wait);
         return MODULE_STATUS_SUCCESS;

@@ -54,10 +54,27 @@ uint32_t RequestTable::open(Requester& requester, const std::shared_ptr<Request>
     return MODULE_STATUS_SUCCESS;
 }
 
-void RequestTable::cancel(Request& request) noexcept {
+bool RequestTable::cancel(Request& request) noexcept {
     Platform::MutexLock lock(mutex_);
-    if (request.state != Request::State::ended)
-        end(request);
+    if (request.state != Request::State::waiting)
+        return false;
+    end(request);
+    return true;
+}
+
+void RequestTable::fail(Request& request, uint32_t status) {
+    Platform::MutexLock lock(mutex_);
+    if (request.state != Request::State::waiting)
+        return;
+    auto settled = settle(request, status, nullptr);
+    lock.unlock();
+    post(std::move(settled));
+}
+
+std::shared_ptr<Request> RequestTable::find(uint64_t cookie) {
+    Platform::MutexLock lock(mutex_);
+    const auto found = requests_.find(cookie);
+    return found == requests_.end() ? nullptr : found->second;
 }
 
 void RequestTable::reply(const RequestIdentity& identity, std::shared_ptr<const QueuedMessage> message) {
@@ -67,6 +84,15 @@ void RequestTable::reply(const RequestIdentity& identity, std::shared_ptr<const 
         found->second->state != Request::State::waiting)
         return;
     auto settled = settle(*found->second, MODULE_STATUS_SUCCESS, std::move(message));
+    lock.unlock();
+    post(std::move(settled));
+}
+
+void RequestTable::answer(Request& request, std::shared_ptr<const QueuedMessage> message) {
+    Platform::MutexLock lock(mutex_);
+    if (request.state != Request::State::waiting)
+        return;
+    auto settled = settle(request, MODULE_STATUS_SUCCESS, std::move(message));
     lock.unlock();
     post(std::move(settled));
 }

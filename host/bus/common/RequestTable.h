@@ -31,8 +31,12 @@ public:
     // MODULE_STATUS_INVALID_HANDLE when the requester is released, MODULE_STATUS_NO_MEMORY when it waits for
     // too many.
     uint32_t open(Requester& requester, const std::shared_ptr<Request>& request, MessageHeader& header);
-    // Ends a request whose message could not be sent.
-    void cancel(Request& request) noexcept;
+    // Ends a request whose message could not be sent. False when it has been answered already.
+    bool cancel(Request& request) noexcept;
+    // Answers it with a failure, unless it is answered or has ended.
+    void fail(Request& request, uint32_t status);
+    // Null when there is none, or it has ended.
+    std::shared_ptr<Request> find(uint64_t cookie);
 
     // Whether a request was ever given this identity.
     bool hasIssued(const RequestIdentity& identity) const noexcept {
@@ -40,6 +44,7 @@ public:
     }
     // Dropped when the request has ended.
     void reply(const RequestIdentity& identity, std::shared_ptr<const QueuedMessage> message);
+    void answer(Request& request, std::shared_ptr<const QueuedMessage> message);
     void receiverReturned(Request& request, uint32_t status);
     // The subscription ended before the request reached it.
     void receiverLeft(Request& request);

@@ -1,0 +1,347 @@
+#include "host/bus/nats/NatsLink.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "host/bus/nats/Subject.h"
+#include "text/Utf.h"
+
+namespace MessageBus {
+
+namespace {
+
+using Platform::Clock;
+
+constexpr std::string_view messages = "mb.";
+constexpr std::string_view requests = "mq.";
+constexpr std::string_view addressed = "mp.";
+constexpr std::string_view controls = "mc.";
+// What the others tell of themselves when asked.
+constexpr std::string_view introductions = "table";
+
+// So long after the connection is open the others have told what they have announced.
+constexpr std::chrono::milliseconds tableTime{250};
+constexpr size_t mostHeardProcesses = 4096;
+
+}  // namespace
+
+NatsLink::NatsLink(const ServerAddress& address, Receiver& receiver, RequestTable& requests)
+    : receiver_(receiver), requests_(requests), client_(address, *this) {
+    client_.subscribe(client_.inbox() + ">");
+    client_.subscribe(addressOf(process(), ">"));
+    client_.subscribe(std::string(controls) + ">");
+    client_.start();
+}
+
+void NatsLink::subscribe(const Subscription& subscription) {
+    Platform::MutexLock lock(mutex_);
+    if (!subscription.pattern) {
+        const std::string subject = subjectOf(subscription.text);
+        addReference(std::string(messages) + subject);
+        addReference(std::string(requests) + subject);
+        return;
+    }
+    const PatternSubject pattern = patternSubject(subscription.text);
+    addReference(std::string(messages) + pattern.subject());
+    if (pattern.isWhole) {
+        addReference(std::string(requests) + pattern.subject());
+        return;
+    }
+    if (++announced_[subscription.text] != 1)
+        return;
+    peers_.add(process(), subscription.text, false);
+    WireMessage message = own(WireKind::addPattern);
+    message.name = bytesOf(subscription.text);
+    tell("mc.pattern", {}, message);
+}
+
+void NatsLink::unsubscribe(const Subscription& subscription) {
+    Platform::MutexLock lock(mutex_);
+    if (!subscription.pattern) {
+        const std::string subject = subjectOf(subscription.text);
+        dropReference(std::string(messages) + subject);
+        dropReference(std::string(requests) + subject);
+        return;
+    }
+    const PatternSubject pattern = patternSubject(subscription.text);
+    dropReference(std::string(messages) + pattern.subject());
+    if (pattern.isWhole) {
+        dropReference(std::string(requests) + pattern.subject());
+        return;
+    }
+    const auto announced = announced_.find(subscription.text);
+    if (announced == announced_.end() || --announced->second != 0)
+        return;
+    announced_.erase(announced);
+    peers_.remove(process(), subscription.text, false);
+    WireMessage message = own(WireKind::removePattern);
+    message.name = bytesOf(subscription.text);
+    tell("mc.pattern", {}, message);
+}
+
+std::string NatsLink::inboxOf(uint64_t cookie, size_t copy) const {
+    return client_.inbox() + std::to_string(cookie) + "." + std::to_string(copy);
+}
+
+std::string NatsLink::addressOf(const ProcessId& process, const std::string& subject) {
+    return std::string(addressed) + hexadecimal(process) + "." + subject;
+}
+
+void NatsLink::refuse(const std::string& inbox, uint32_t status) {
+    std::vector<Frame> frames;
+    frames.emplace_back(inbox, std::string_view(), own(WireKind::refusal, status));
+    client_.publish(std::move(frames));
+}
+
+void NatsLink::beginStop() {
+    try {
+        tell("mc.leave", {}, own(WireKind::leave));
+    } catch (const std::bad_alloc&) {
+        // The others find out when they next address it.
+    }
+    client_.beginStop();
+}
+
+void NatsLink::opened() {
+    settled_ = Platform::deadlineAfter(Clock::steady().now(), tableTime);
+    peers_.join(process());
+    describeSelf("mc.join");
+    tell("mc.list", client_.inbox() + std::string(introductions), own(WireKind::list));
+}
+
+void NatsLink::lost() noexcept {
+    settled_ = Time::max();
+    try {
+        peers_.forgetOthers(process());
+    } catch (const std::bad_alloc&) {
+        // What they had announced is found out of date when it is used.
+    }
+}
+
+void NatsLink::message(const ServerMessage& message) {
+    try {
+        dispatch(message);
+    } catch (...) {
+        report(u"memory or a thread is not to be had; a message is lost.");
+    }
+}
+
+NatsLink::Time NatsLink::tick(Time now) {
+    while (!censuses_.empty() && censuses_.begin()->first <= now) {
+        const std::shared_ptr<RemoteRequest> request = censuses_.begin()->second.lock();
+        censuses_.erase(censuses_.begin());
+        if (request)
+            follow(request, request->reviewed(others()));
+    }
+    return censuses_.empty() ? Time::max() : censuses_.begin()->first;
+}
+
+void NatsLink::dispatch(const ServerMessage& message) {
+    std::string_view subject = message.subject;
+    const auto take = [&subject](std::string_view beginning) {
+        if (!subject.starts_with(beginning))
+            return false;
+        subject.remove_prefix(beginning.size());
+        return true;
+    };
+    if (take(messages))
+        receive(subject, WireKind::message, message);
+    else if (take(requests))
+        receive(subject, WireKind::request, message);
+    else if (take(client_.inbox()))
+        answered(subject, message);
+    else if (take(addressOf(process(), {})))
+        receive(subject, WireKind::request, message);
+    else if (take(controls))
+        control(message);
+}
+
+void NatsLink::receive(std::string_view subject, WireKind kind, const ServerMessage& message) {
+    const auto wire = WireMessage::decode(message.payload);
+    if (!wire || wire->kind != kind || (kind == WireKind::request && message.reply.empty()) ||
+        (wire->flags & wireCopy) != 0) {
+        noteGarbage(message.subject);
+        return;
+    }
+    Arrival arrival{*wire, unitsOf(wire->name), std::string(message.reply)};
+    if (subjectOf(arrival.name) != subject) {
+        noteGarbage(message.subject);
+        return;
+    }
+    if (!isRepeat(*wire))
+        receiver_.arrived(*this, arrival);
+}
+
+void NatsLink::answered(std::string_view token, const ServerMessage& message) {
+    if (token == introductions) {
+        if (message.status == 0)
+            control(message);
+        return;
+    }
+    uint64_t cookie = 0;
+    size_t copy = 0;
+    const char* const end = token.data() + token.size();
+    const auto [dot, error] = std::from_chars(token.data(), end, cookie);
+    if (error != std::errc() || dot == end || std::from_chars(dot + 1, end, copy).ptr != end)
+        return;
+    const auto request = std::static_pointer_cast<RemoteRequest>(requests_.find(cookie));
+    if (!request)
+        return;
+    if (message.status == 503) {
+        // A process that had announced a pattern and is gone.
+        if (const ProcessId gone = request->nobodyThere(copy); gone != ProcessId{})
+            peers_.leave(gone);
+        return;
+    }
+    const auto wire = WireMessage::decode(message.payload);
+    if (!wire) {
+        noteGarbage(message.subject);
+    } else if (wire->kind == WireKind::reply) {
+        receiver_.replied(*request, *wire);
+    } else if (wire->kind == WireKind::refusal) {
+        follow(request, request->refused(wire->process, wire->value | 0x80000000u, others()));
+    } else if (wire->kind == WireKind::counted) {
+        follow(request, request->counted(wire->process, CensusState{wire->value}, others()));
+    }
+}
+
+void NatsLink::control(const ServerMessage& message) {
+    const auto wire = WireMessage::decode(message.payload);
+    if (!wire) {
+        noteGarbage(message.subject);
+        return;
+    }
+    if (wire->process == process())
+        return;
+    const std::string reply(message.reply);
+    switch (wire->kind) {
+        case WireKind::join:
+            peers_.join(wire->process);
+            break;
+        case WireKind::leave:
+            peers_.leave(wire->process);
+            heard_.erase(wire->process);
+            break;
+        case WireKind::addPattern:
+        case WireKind::addObserver:
+            peers_.add(wire->process, unitsOf(wire->name), wire->kind == WireKind::addObserver);
+            break;
+        case WireKind::removePattern:
+        case WireKind::removeObserver:
+            peers_.remove(wire->process, unitsOf(wire->name), wire->kind == WireKind::removeObserver);
+            break;
+        case WireKind::list:
+            if (!reply.empty())
+                describeSelf(reply);
+            break;
+        case WireKind::census:
+            if (!reply.empty())
+                tell(reply, {}, [&] {
+                    const CensusState state = incoming_.stateOf(wire->process, wire->handle);
+                    return own(WireKind::counted, static_cast<uint32_t>(state));
+                }());
+            break;
+        default:
+            noteGarbage(message.subject);
+            break;
+    }
+}
+
+void NatsLink::describeSelf(const std::string& to) {
+    tell(to, {}, own(WireKind::join));
+    std::vector<std::u16string> patterns;
+    {
+        Platform::MutexLock lock(mutex_);
+        for (const auto& [pattern, count] : announced_)
+            patterns.push_back(pattern);
+    }
+    for (const std::u16string& pattern : patterns) {
+        WireMessage message = own(WireKind::addPattern);
+        message.name = bytesOf(pattern);
+        tell(to, {}, message);
+    }
+}
+
+void NatsLink::follow(const std::shared_ptr<RemoteRequest>& request, const RemoteRequest::Census& census) {
+    if (incoming_.stateOf(process(), census.sequence) != CensusState::unknown)
+        return;
+    if (census.failed) {
+        requests_.fail(*request, request->failure());
+        return;
+    }
+    if (!census.mustAsk)
+        return;
+    WireMessage message = own(WireKind::census);
+    message.handle = census.sequence;
+    tell("mc.census", inboxOf(request->cookie, 0), message);
+    censuses_.emplace(census.deadline, request);
+}
+
+std::vector<ProcessId> NatsLink::others() {
+    std::vector<ProcessId> all = peers_.processes();
+    std::erase(all, process());
+    return all;
+}
+
+bool NatsLink::isRepeat(const WireMessage& message) {
+    if (message.sequence == 0 || message.process == ProcessId{})
+        return false;
+    if (heard_.size() >= mostHeardProcesses && !heard_.contains(message.process))
+        heard_.erase(std::ranges::min_element(heard_, {}, [](const auto& each) { return each.second.turn; }));
+    LastHeard& last = heard_[message.process];
+    last.turn = ++turn_;
+    if (message.sequence <= last.sequence)
+        return true;
+    last.sequence = message.sequence;
+    return false;
+}
+
+void NatsLink::noteGarbage(std::string_view subject) {
+    if (std::exchange(garbageReported_, true))
+        return;
+    std::u16string shown(Ferrow::toUtf16(subject.substr(0, 200)));
+    std::replace_if(
+        shown.begin(), shown.end(), [](char16_t unit) { return unit < u' ' || unit > u'~'; }, u'?');
+    report(u"what came under \"" + shown +
+           u"\" is no message of the bus; it and what else is none is dropped.");
+}
+
+WireMessage NatsLink::own(WireKind kind, uint32_t value) const {
+    WireMessage message;
+    message.kind = kind;
+    message.process = process();
+    message.value = value;
+    return message;
+}
+
+void NatsLink::tell(const std::string& subject, const std::string& reply, const WireMessage& message) {
+    // Told anew when the connection has been lost.
+    if (client_.state() != NatsClient::State::open)
+        return;
+    std::vector<Frame> frames;
+    frames.emplace_back(subject, reply, message).isKept = false;
+    client_.publish(std::move(frames));
+}
+
+void NatsLink::addReference(const std::string& subject) {
+    ServerSubscription& subscription = subjects_[subject];
+    if (subscription.count == 0) {
+        try {
+            subscription.id = client_.subscribe(subject);
+        } catch (...) {
+            subjects_.erase(subject);
+            throw;
+        }
+    }
+    ++subscription.count;
+}
+
+void NatsLink::dropReference(const std::string& subject) {
+    const auto found = subjects_.find(subject);
+    if (found == subjects_.end() || --found->second.count != 0)
+        return;
+    client_.unsubscribe(found->second.id);
+    subjects_.erase(found);
+}
+
+}  // namespace MessageBus
