@@ -69,9 +69,24 @@ function(brevant_test name)
     brevant_add_test(${name})
 endfunction()
 
-# brevant_add_test(name): lists a test program to CTest.
+# brevant_test_over_nats(program): lists a test program once more, run with a server that carries its messages.
+function(brevant_test_over_nats program)
+    brevant_add_test(${program}_over_nats COMMAND ${PROJECT_SOURCE_DIR}/tests/with_nats_server.sh
+        ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${program}>)
+endfunction()
+
+# brevant_test_environment(name entries...): adds to what the test finds in its environment.
+function(brevant_test_environment name)
+    set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ${ARGN})
+endfunction()
+
+# brevant_add_test(name [COMMAND command...]): lists a test program to CTest.
 function(brevant_add_test name)
-    add_test(NAME ${name} COMMAND ${name})
+    cmake_parse_arguments(TEST "" "" "COMMAND" ${ARGN})
+    if(NOT TEST_COMMAND)
+        set(TEST_COMMAND ${name})
+    endif()
+    add_test(NAME ${name} COMMAND ${TEST_COMMAND})
     # What a test logs by the way stays in the build tree. The C library shall count as in use what is, and not
     # the blocks that it keeps for its threads.
     set(environment "BREVANT_PLATFORM_DIR=${CMAKE_BINARY_DIR}/platform/${name}"

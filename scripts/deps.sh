@@ -25,6 +25,10 @@ need_build_tools() {
     need /usr/src/googletest/CMakeLists.txt googletest
 }
 
+need_test_server() {
+    need /usr/sbin/nats-server nats-server
+}
+
 need_windows_tools() {
     need x86_64-w64-mingw32-gcc-posix gcc-mingw-w64-x86-64-posix
     need x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix
@@ -54,7 +58,7 @@ need_bench_peers() {
     need dunst dunst
     need Xvfb xvfb
     need dbus-daemon dbus-daemon
-    need /usr/sbin/nats-server nats-server
+    need_test_server
     need perf linux-perf
 }
 

@@ -7,7 +7,6 @@
 
 #include <brevant/bus.h>
 
-#include "host/bus/BusFunctions.h"
 #include "support/BusPeer.h"
 #include "support/Monitor.h"
 
@@ -37,7 +36,8 @@ private:
     bool open_ = false;
 };
 
-inline const BrevantBusFunctions* const bus = &MessageBus::busFunctions();
+// Of the library beside the program: each case holds whatever bus that is, but where its name says otherwise.
+inline const BrevantBusFunctions* const bus = Support::embeddedBus();
 
 class Peer : public Support::BusPeer {
 public:
