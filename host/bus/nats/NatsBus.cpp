@@ -105,6 +105,8 @@ uint32_t NatsBus::request(const Publisher& publisher, const WireMessage& message
                     frame.watcher = request;
                 }
                 frames.front().charge = std::move(charged);
+                if (first == 0)
+                    link.addCopies(request->name, subject, sent, frames);
                 return client.publish(std::move(frames));
             });
             return true;
@@ -128,7 +130,10 @@ uint32_t NatsBus::request(const Publisher& publisher, const WireMessage& message
         throw;
     }
     const uint32_t failure = request->endWaiting();
-    return failure != MODULE_STATUS_SUCCESS && requests_.cancel(*request) ? failure : MODULE_STATUS_SUCCESS;
+    if (failure == MODULE_STATUS_SUCCESS || !requests_.cancel(*request))
+        return MODULE_STATUS_SUCCESS;
+    link.tellObservers(*request, failure);
+    return failure;
 }
 
 uint32_t NatsBus::reply(BrevantBusHandle handle, const MessageHeader& header, const Texts& texts) {

@@ -156,12 +156,12 @@ NatsClient::~NatsClient() {
 bool NatsClient::waitUntilOpen(std::chrono::nanoseconds timeout) {
     const Time deadline = Platform::deadlineAfter(steadyNow(), timeout);
     Platform::MutexLock lock(mutex_);
-    while (state_ != State::open && !refused_ && !stopping_ && !gaveUpWaiting_)
+    while (state() != State::open && !refused_ && !stopping_ && !gaveUpWaiting_)
         if (!Clock::steady().waitUntil(changed_, lock, deadline))
             break;
     // Nobody waits twice for a server that is not there.
-    gaveUpWaiting_ = state_ == State::away;
-    return state_ == State::open;
+    gaveUpWaiting_ = state() == State::away;
+    return state() == State::open;
 }
 
 uint64_t NatsClient::publish(std::vector<Frame> frames) {
@@ -355,10 +355,17 @@ std::u16string NatsClient::serve(Session& session) {
             session.openTime = Time::max();
             open();
         }
-        const Time silent = Platform::deadlineAfter(session.heard, (session.askedFor + 1) * silenceTime);
+        const Time silent =
+            silent_ ? Time::max()
+                    : Platform::deadlineAfter(session.heard, (session.askedFor + 1) * silenceTime);
         if (silent <= now) {
-            if (!session.handshaken || session.askedFor == 2)
+            if (!session.handshaken)
                 return u"it is silent";
+            if (session.askedFor == 2) {
+                silent_ = true;
+                reportAway(u"it is silent", false);
+                continue;
+            }
             ++session.askedFor;
             Platform::MutexLock lock(mutex_);
             pings_.push_back(nextFrame_);
@@ -381,6 +388,13 @@ std::u16string NatsClient::serve(Session& session) {
             continue;
         session.heard = steadyNow();
         session.askedFor = 0;
+        if (silent_.exchange(false)) {
+            {
+                Platform::MutexLock lock(mutex_);
+                gaveUpWaiting_ = false;
+            }
+            reportBack();
+        }
         if (!session.parser.feed({buffer.data(), transfer.count}, incoming))
             return u"what it sends is not the protocol's";
         if (!session.why.empty())
@@ -449,6 +463,7 @@ void NatsClient::disconnect() noexcept {
         Platform::MutexLock lock(mutex_);
         connected_ = false;
         state_ = State::away;
+        silent_ = false;
         while (flushing_)
             changed_.wait(lock);
         wantsWritable_ = false;

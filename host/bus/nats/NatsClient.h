@@ -67,14 +67,16 @@ struct Frame {
 //  answer,
 //    for a server that is killed just then may not have passed it on. Receivers know repeats by their
 //    numbers.
-//  - A silent server is asked for a sign of life; a second one that does not come ends the connection.
+//  - A silent server is asked for signs of life. When it gives none it counts as away, but the connection is
+//    kept: on this machine a server that has died has closed it, and one that stands still will go on reading
+//    where it stopped. What a new connection sent then could overtake what lies in the old one.
 class NatsClient final : public ThreadOwner {
 public:
     static constexpr std::chrono::milliseconds connectTimeout{1000};
     static constexpr std::chrono::milliseconds longestRetryWait{250};
     static constexpr std::chrono::milliseconds refusedRetryWait{1000};  // by a server that knows no such user
     static constexpr std::chrono::milliseconds settleTime{600};
-    static constexpr std::chrono::milliseconds silenceTime{2000};
+    static constexpr std::chrono::milliseconds silenceTime{2000};  // three of them until it counts as away
     static constexpr std::chrono::milliseconds lastFlushTime{1000};
 
     // Called on the client's thread, under none of its locks.
@@ -98,7 +100,7 @@ public:
     ~NatsClient() override;
 
     enum class State { away, settling, open };
-    State state() const noexcept { return state_.load(); }
+    State state() const noexcept { return silent_ ? State::away : state_.load(); }
     // False when it is not open in time, or away for a reason that waiting does not help against.
     bool waitUntilOpen(std::chrono::nanoseconds timeout);
 
@@ -154,6 +156,7 @@ private:
     const std::string inbox_;
     Platform::Socket socket_;
     std::atomic<State> state_{State::away};
+    std::atomic<bool> silent_{false};
     std::atomic<size_t> mostPayload_{0};
     std::atomic<bool> wantsWritable_{false};
 

@@ -18,10 +18,34 @@ constexpr std::string_view addressed = "mp.";
 constexpr std::string_view controls = "mc.";
 // What the others tell of themselves when asked.
 constexpr std::string_view introductions = "table";
+// What comes back when an observer is gone, with its process behind it.
+constexpr std::string_view observers = "observer.";
 
 // So long after the connection is open the others have told what they have announced.
 constexpr std::chrono::milliseconds tableTime{250};
 constexpr size_t mostHeardProcesses = 4096;
+
+// What is told under which subject, for the server's permissions are given for subjects.
+bool belongs(WireKind kind, std::string_view subject) noexcept {
+    switch (kind) {
+        case WireKind::join:
+        case WireKind::addPattern:
+            return subject == "mc.join" || (subject == "mc.pattern" && kind == WireKind::addPattern);
+        case WireKind::removePattern:
+            return subject == "mc.pattern";
+        case WireKind::leave:
+            return subject == "mc.leave";
+        case WireKind::addObserver:
+        case WireKind::removeObserver:
+            return subject == "mc.observer";
+        case WireKind::list:
+            return subject == "mc.list";
+        case WireKind::census:
+            return subject == "mc.census";
+        default:
+            return false;
+    }
+}
 
 }  // namespace
 
@@ -91,6 +115,32 @@ void NatsLink::refuse(const std::string& inbox, uint32_t status) {
     std::vector<Frame> frames;
     frames.emplace_back(inbox, std::string_view(), own(WireKind::refusal, status));
     client_.publish(std::move(frames));
+}
+
+void NatsLink::addCopies(std::u16string_view name, const std::string& subject, const WireMessage& request,
+                         std::vector<Frame>& frames) {
+    if (!peers_.hasObservers())
+        return;
+    WireMessage copy = request;
+    copy.flags |= wireCopy;
+    for (const ProcessId& observer : peers_.matching(name, true))
+        frames.emplace_back(addressOf(observer, subject), observerInbox(observer), copy).isKept = false;
+}
+
+void NatsLink::tellObservers(RemoteRequest& request, const WireMessage& outcome) {
+    if (!peers_.hasObservers())
+        return;
+    WireMessage copy = outcome;
+    copy.flags |= wireCopy;
+    copy.process = process();
+    copy.handle = request.sequence();
+    const std::string subject = subjectOf(request.name);
+    for (const ProcessId& observer : peers_.matching(request.name, true))
+        tell(addressOf(observer, subject), observerInbox(observer), copy);
+}
+
+std::string NatsLink::observerInbox(const ProcessId& observer) const {
+    return client_.inbox() + std::string(observers) + hexadecimal(observer);
 }
 
 void NatsLink::beginStop() {
@@ -178,6 +228,12 @@ void NatsLink::answered(std::string_view token, const ServerMessage& message) {
             control(message);
         return;
     }
+    if (token.starts_with(observers)) {
+        const auto observer = processFrom(token.substr(observers.size()));
+        if (message.status == 503 && observer)
+            peers_.leave(*observer);
+        return;
+    }
     uint64_t cookie = 0;
     size_t copy = 0;
     const char* const end = token.data() + token.size();
@@ -198,6 +254,7 @@ void NatsLink::answered(std::string_view token, const ServerMessage& message) {
         noteGarbage(message.subject);
     } else if (wire->kind == WireKind::reply) {
         receiver_.replied(*request, *wire);
+        tellObservers(*request, *wire);
     } else if (wire->kind == WireKind::refusal) {
         follow(request, request->refused(wire->process, wire->value | 0x80000000u, others()));
     } else if (wire->kind == WireKind::counted) {
@@ -213,6 +270,10 @@ void NatsLink::control(const ServerMessage& message) {
     }
     if (wire->process == process())
         return;
+    if (!belongs(wire->kind, message.subject) && !message.subject.starts_with(client_.inbox())) {
+        noteGarbage(message.subject);
+        return;
+    }
     const std::string reply(message.reply);
     switch (wire->kind) {
         case WireKind::join:
@@ -267,6 +328,7 @@ void NatsLink::follow(const std::shared_ptr<RemoteRequest>& request, const Remot
         return;
     if (census.failed) {
         requests_.fail(*request, request->failure());
+        tellObservers(*request, request->failure());
         return;
     }
     if (!census.mustAsk)

@@ -63,6 +63,14 @@ public:
     // Before this time the announcements of others may still be on their way.
     Platform::Clock::Time settledTime() const noexcept { return settled_.load(); }
     void refuse(const std::string& inbox, uint32_t status);
+    // Copies of a request for those who watch its name, to be published with it.
+    void addCopies(std::u16string_view name, const std::string& subject, const WireMessage& request,
+                   std::vector<Frame>& frames);
+    // Has those who watch the request's name know how it ended.
+    void tellObservers(RemoteRequest& request, const WireMessage& outcome);
+    void tellObservers(RemoteRequest& request, uint32_t failure) {
+        tellObservers(request, own(WireKind::refusal, failure));
+    }
 
     void beginStop() override;
     void join() override { client_.join(); }
@@ -81,6 +89,7 @@ private:
     void receive(std::string_view subject, WireKind kind, const ServerMessage& message);
     void answered(std::string_view token, const ServerMessage& message);
     void control(const ServerMessage& message);
+    std::string observerInbox(const ProcessId& observer) const;
     void describeSelf(const std::string& to);
     void follow(const std::shared_ptr<RemoteRequest>& request, const RemoteRequest::Census& census);
     std::vector<ProcessId> others();

@@ -7,8 +7,8 @@ namespace MessageBus {
 
 void PeerTable::join(const ProcessId& process) {
     Platform::MutexLock lock(mutex_);
-    if (processes_.size() < mostProcesses && processes_.try_emplace(process, lastNumber_ + 1).second)
-        ++lastNumber_;
+    if (Peer* const joined = peer(process))
+        joined->takesPart = true;
 }
 
 void PeerTable::leave(const ProcessId& process) {
@@ -19,7 +19,7 @@ void PeerTable::leave(const ProcessId& process) {
 void PeerTable::forgetOthers(const ProcessId& process) {
     Platform::MutexLock lock(mutex_);
     std::vector<ProcessId> others;
-    for (const auto& [other, number] : processes_)
+    for (const auto& [other, each] : processes_)
         if (other != process)
             others.push_back(other);
     for (const ProcessId& other : others)
@@ -36,17 +36,17 @@ void PeerTable::add(const ProcessId& process, std::u16string_view pattern, bool 
     } catch (const std::regex_error&) {
         return;
     }
-    join(process);
     Platform::MutexLock lock(mutex_);
-    const auto known = processes_.find(process);
     Announcements& to = isObserver ? observers_ : requests_;
-    if (known == processes_.end() || to.count >= mostPatterns)
+    Peer* const known = to.count < mostPatterns ? peer(process) : nullptr;
+    if (!known)
         return;
-    entry->handle = known->second;
+    known->takesPart = known->takesPart || !isObserver;
+    entry->handle = known->number;
     if (!to.entries[process].try_emplace(entry->text, entry).second)
         return;
     to.index.add(entry);
-    to.numbers[known->second] = process;
+    to.numbers[known->number] = process;
     ++to.count;
 }
 
@@ -67,8 +67,9 @@ void PeerTable::remove(const ProcessId& process, std::u16string_view pattern, bo
 std::vector<ProcessId> PeerTable::processes() {
     Platform::MutexLock lock(mutex_);
     std::vector<ProcessId> all;
-    for (const auto& [process, number] : processes_)
-        all.push_back(process);
+    for (const auto& [process, each] : processes_)
+        if (each.takesPart)
+            all.push_back(process);
     return all;
 }
 
@@ -97,6 +98,14 @@ std::vector<ProcessId> PeerTable::matching(std::u16string_view name, bool observ
 bool PeerTable::hasObservers() {
     Platform::MutexLock lock(mutex_);
     return observers_.count != 0;
+}
+
+PeerTable::Peer* PeerTable::peer(const ProcessId& process) {
+    if (const auto found = processes_.find(process); found != processes_.end())
+        return &found->second;
+    if (processes_.size() >= mostProcesses)
+        return nullptr;
+    return &processes_.emplace(process, Peer{++lastNumber_}).first->second;
 }
 
 void PeerTable::forget(const ProcessId& process) {

@@ -30,12 +30,17 @@ public:
     void add(const ProcessId& process, std::u16string_view pattern, bool isObserver);
     void remove(const ProcessId& process, std::u16string_view pattern, bool isObserver);
 
+    // That have joined or announced a pattern: observers alone take no part.
     std::vector<ProcessId> processes();
     // Each process once that has announced a pattern which matches.
     std::vector<ProcessId> matching(std::u16string_view name, bool observers);
     bool hasObservers();
 
 private:
+    struct Peer {
+        uint64_t number;  // of its own
+        bool takesPart = false;
+    };
     struct Announcements {
         SubscriptionIndex index;
         // By process and pattern.
@@ -43,11 +48,13 @@ private:
         std::map<uint64_t, ProcessId> numbers;  // the entries' handles
         size_t count = 0;
     };
+    // Null when there is no room for another.
+    Peer* peer(const ProcessId& process) REQUIRES(mutex_);
     void forget(const ProcessId& process) REQUIRES(mutex_);
     static void drop(Announcements& from, const ProcessId& process);
 
-    Platform::Mutex mutex_;                                       // leaf
-    std::map<ProcessId, uint64_t> processes_ GUARDED_BY(mutex_);  // with numbers of their own
+    Platform::Mutex mutex_;  // leaf
+    std::map<ProcessId, Peer> processes_ GUARDED_BY(mutex_);
     uint64_t lastNumber_ GUARDED_BY(mutex_) = 0;
     Announcements requests_ GUARDED_BY(mutex_);
     Announcements observers_ GUARDED_BY(mutex_);

@@ -82,6 +82,11 @@ uint32_t RemoteRequest::failure() {
     return failureStatus();
 }
 
+uint64_t RemoteRequest::sequence() {
+    Platform::MutexLock lock(mutex_);
+    return sequence_;
+}
+
 RemoteRequest::Census RemoteRequest::review(const std::vector<ProcessId>& others) {
     const auto now = Platform::Clock::steady().now();
     Census census;

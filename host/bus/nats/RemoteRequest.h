@@ -56,6 +56,7 @@ public:
     Census reviewed(const std::vector<ProcessId>& others);
     // After its end by a census.
     uint32_t failure();
+    uint64_t sequence();
 
     const std::u16string name;
 

@@ -6,7 +6,8 @@
 //       5      1  kind: WireKind
 //       6      2  flags: wireCopy
 //       8     16  the publishing process, a random number of its own; zeros for one that has none
-//      24      8  the handle in that process; of a census and its answer, the request's sequence number
+//      24      8  the handle in that process; of a census, its answer, and copies of what answers a request,
+//                 the request's sequence number
 //      32      8  sequence number among the messages of the process, from 1; 0 when they are not numbered
 //      40      4  of a request, its time-out in milliseconds; of a refusal, the status; of an answer to a
 //                 census, a CensusState
@@ -49,7 +50,10 @@ enum class WireKind : uint8_t {
 
 enum class CensusState : uint32_t { unknown, running, accepted };
 
-constexpr uint16_t wireCopy = 1;  // made for an observer; nobody else takes it
+// Made for an observer; nobody else takes it. The requester makes all of them, under its own process id. In
+// the handle's place a reply or a refusal has the sequence number of the request, whose own copy has it as
+// its sequence number.
+constexpr uint16_t wireCopy = 1;
 
 struct WireMessage {
     WireKind kind = WireKind::message;

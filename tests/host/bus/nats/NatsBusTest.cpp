@@ -11,6 +11,7 @@
 
 #include <brevant/library.h>
 
+#include "host/bus/nats/BusObserver.h"
 #include "host/bus/nats/NatsServer.h"
 #include "host/bus/nats/Subject.h"
 #include "host/bus/nats/WireMessage.h"
@@ -68,7 +69,8 @@ private:
 // Answers every request of the names with its payload.
 struct Answerer : BusPeer {
     Answerer(const BrevantBusFunctions* functions, const std::u16string& pattern) : BusPeer(functions) {
-        onPattern(pattern, [this](const BusMessage& m) { return reply(m, m.name + u".Response", m.payload); });
+        onPattern(pattern,
+                  [this](const BusMessage& m) { return reply(m, m.name + u".Response", m.payload); });
     }
 };
 
@@ -100,7 +102,8 @@ public:
         return std::exchange(received_, {});
     }
     void publish(const std::string& subject, const std::string& reply, const std::string& payload) {
-        send("PUB " + subject + " " + reply + " " + std::to_string(payload.size()) + "\r\n" + payload + "\r\n");
+        send("PUB " + subject + " " + reply + " " + std::to_string(payload.size()) + "\r\n" + payload +
+             "\r\n");
     }
 
 private:
@@ -122,9 +125,18 @@ std::string wireBytes(WireKind kind, std::u16string_view name, std::u16string_vi
 TEST(NatsBus, CarriesNamesOfAnyCharactersAndLength) {
     const NatsServer server;
     const Process one(server.url()), other(server.url());
-    const std::u16string names[] = {u"Plain.Name", u"with blank\r\nPUB x 0", u"*", u"a.>", u"..", u".a.", u"",
-                                    u"\xD800 lone.\xDC00", u"\xD83D\xDE00.\xE9\x20AC", u"{1}.%E.%45",
-                                    std::u16string(1'000'000, u'x'), u"head." + std::u16string(5000, u'.')};
+    const std::u16string names[] = {u"Plain.Name",
+                                    u"with blank\r\nPUB x 0",
+                                    u"*",
+                                    u"a.>",
+                                    u"..",
+                                    u".a.",
+                                    u"",
+                                    u"\xD800 lone.\xDC00",
+                                    u"\xD83D\xDE00.\xE9\x20AC",
+                                    u"{1}.%E.%45",
+                                    std::u16string(1'000'000, u'x'),
+                                    u"head." + std::u16string(5000, u'.')};
     std::deque<BusPeer> exact;
     for (const std::u16string& name : names) {
         BusPeer& peer = exact.emplace_back(other);
@@ -159,8 +171,8 @@ TEST(NatsBus, FindsWhoeverAnnouncesAPatternAndNobodyWhenHeIsGone) {
         const Process other(server.url());
         const Answerer answerer(other, u"Ask\\.(A|B)\\.[0-9]+");
         // An announcement that has not come yet is waited for.
-        EXPECT_TRUE(eventually(
-            [&] { return requester.request(u"Ask.A.1", u"x", reply) == MODULE_STATUS_SUCCESS; }));
+        EXPECT_TRUE(
+            eventually([&] { return requester.request(u"Ask.A.1", u"x", reply) == MODULE_STATUS_SUCCESS; }));
         EXPECT_EQ(reply.payload, u"x");
         EXPECT_EQ(requester.request(u"Ask.C.1", u"", reply), MODULE_STATUS_NO_SUBSCRIBERS);
     }
@@ -184,6 +196,53 @@ TEST(NatsBus, EndsARequestThatAllRefuseAndWaitsForOneThatMayStillAnswer) {
     EXPECT_EQ(requester.request(u"Ask.Once", u"", reply), MODULE_STATUS_DATA_ERROR);
     EXPECT_EQ(requester.request(u"Ask.Twice", u"", reply), MODULE_STATUS_DATA_ERROR);
     EXPECT_EQ(requester.request(u"Ask.Late", u"", reply), MODULE_STATUS_SUCCESS);
+}
+
+TEST(BusObserver, IsShownWhatPassesAndCountsForNobody) {
+    const NatsServer server;
+    const Process one(server.url()), other(server.url());
+    const Answerer answerer(other, u"Ask\\.(A|B)");
+    BusPeer peer(one), refusing(other);
+    refusing.onName(u"Ask.No", [](const BusMessage&) { return MODULE_STATUS_DATA_ERROR; });
+    struct Shown : Support::Monitor {
+        std::vector<MessageBus::Observed> all;
+        const MessageBus::Observed* find(WireKind kind, std::u16string_view name) const {
+            const auto at =
+                std::ranges::find_if(all, [&](const auto& o) { return o.kind == kind && o.name == name; });
+            return at == all.end() ? nullptr : &*at;
+        }
+    } shown;
+    std::u16string why;
+    MessageBus::BusObserver observer(
+        *MessageBus::ServerAddress::parse(server.url(), why), u"Ask\\..+",
+        [&](const MessageBus::Observed& observed) { shown.locked([&] { shown.all.push_back(observed); }); });
+    ASSERT_TRUE(observer.waitUntilOpen(Support::patience));
+    BusMessage reply;
+    // Its announcement has come when it is shown something.
+    EXPECT_TRUE(eventually([&] {
+        EXPECT_EQ(peer.request(u"Ask.A", u"one", reply), MODULE_STATUS_SUCCESS);
+        return shown.locked([&] { return shown.find(WireKind::request, u"Ask.A") != nullptr; });
+    }));
+    EXPECT_EQ(peer.request(u"Ask.Nobody", u"", reply), MODULE_STATUS_NO_SUBSCRIBERS);
+    EXPECT_EQ(peer.request(u"Ask.No", u"", reply), MODULE_STATUS_DATA_ERROR);
+    EXPECT_EQ(peer.publish(u"Other.1"), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(peer.publish(u"Ask.Plain", u"two"), MODULE_STATUS_SUCCESS);
+    EXPECT_TRUE(shown.comes([&] { return shown.find(WireKind::message, u"Ask.Plain"); }));
+    shown.locked([&] {
+        const auto* const request = shown.find(WireKind::request, u"Ask.A");
+        ASSERT_TRUE(request);
+        EXPECT_EQ(request->payload + request->sender, u"onePeer");
+        EXPECT_TRUE(std::ranges::any_of(shown.all, [&](const auto& each) {
+            return each.kind == WireKind::reply && each.name == u"Ask.A.Response" &&
+                   each.process == request->process && each.request == request->request;
+        }));
+        std::vector<uint32_t> refusals;
+        for (const auto& each : shown.all)
+            if (each.kind == WireKind::refusal)
+                refusals.push_back(each.value);
+        EXPECT_EQ(refusals, (std::vector{MODULE_STATUS_NO_SUBSCRIBERS, MODULE_STATUS_DATA_ERROR}));
+        EXPECT_FALSE(shown.find(WireKind::message, u"Other.1"));
+    });
 }
 
 // Two publishers of another process whose messages must come whole, in order, and once.
@@ -250,8 +309,9 @@ TEST(NatsBus, LosesAndRepeatsNothingWhenTheServerIsKilledAndStartedAgain) {
         EXPECT_TRUE(eventually(
             [&] { return requester.request(u"Ask", u"", reply, 10ms) == MODULE_STATUS_NO_SUBSCRIBERS; }));
         server.restart();
+        EXPECT_TRUE(
+            eventually([&] { return requester.request(u"Ask", u"", reply) == MODULE_STATUS_SUCCESS; }));
         EXPECT_TRUE(flow.goesOn());
-        EXPECT_EQ(requester.request(u"Ask", u"", reply), MODULE_STATUS_SUCCESS);
     }
 }
 
@@ -319,8 +379,9 @@ TEST(NatsBus, SaysWhatTheServerRefuses) {
 }
 
 TEST(NatsBus, IsNoneWhereTheChoiceCannotBeUnderstood) {
-    for (const char* value : {"nats", "nats://", "nats://10.0.0.1:4222", "nats://127.0.0.1", "nats://127.0.0.1:x",
-                              "tcp://127.0.0.1:1", "nats://u%G:p@127.0.0.1:1", "nats://127.0.0.1.x:1"}) {
+    for (const char* value :
+         {"nats", "nats://", "nats://10.0.0.1:4222", "nats://127.0.0.1", "nats://127.0.0.1:x",
+          "tcp://127.0.0.1:1", "nats://u%G:p@127.0.0.1:1", "nats://127.0.0.1.x:1"}) {
         const Process process(value);
         EXPECT_EQ(process.status(), MODULE_STATUS_INVALID_PARAMETER) << value;
         const MessageHeader header = Support::plainHeader();
@@ -339,11 +400,16 @@ TEST(NatsBus, LeavesAServerThatSpeaksNonsenseAndTriesAgain) {
     getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
     std::thread server([&] {
         const std::string greeting = "INFO {\"max_payload\":1000}\r\n", open = greeting + "PONG\r\n";
-        const std::string nonsense[] = {"HTTP/1.1 400\r\n\r\n", std::string(100'000, 'x'), "INFO {\r\n",
+        const std::string nonsense[] = {"HTTP/1.1 400\r\n\r\n",
+                                        std::string(100'000, 'x'),
+                                        "INFO {\r\n",
                                         "INFO {\"tls_required\":true}\r\n",
-                                        open + "MSG a 1 -5\r\n", open + "MSG a 1 99999999999999999999\r\n",
-                                        open + "MSG a 1 4\r\nabcdefgh\r\n", open + "HMSG a 1 9 4\r\nabcd\r\n",
-                                        open + "MSG a b c d e\r\n", open + "-ERR 'Unknown Protocol'\r\n"};
+                                        open + "MSG a 1 -5\r\n",
+                                        open + "MSG a 1 99999999999999999999\r\n",
+                                        open + "MSG a 1 4\r\nabcdefgh\r\n",
+                                        open + "HMSG a 1 9 4\r\nabcd\r\n",
+                                        open + "MSG a b c d e\r\n",
+                                        open + "-ERR 'Unknown Protocol'\r\n"};
         for (const std::string& bytes : nonsense) {
             Wire wire = Wire::accepted(listener);
             wire.send(bytes);
@@ -378,13 +444,13 @@ TEST(NatsBus, BearsForeignClientsAndTheirGarbage) {
     longer[47] = '\x7F';
     magic[0] = 'X';
     version[4] = 9;
-    for (const char* subject : {"mb.News.1", "mq.News.1", "mq.Ask.1", "mc.join", "mc.list", "mc.census", "mc"})
-        for (const std::string& payload : {std::string(), std::string("garbage"), longer, magic, version,
-                                           good.substr(0, 164), good + "x",
-                                           wireBytes(WireKind{77}, u"News.1"),
-                                           wireBytes(WireKind::message, u"News.Other"),
-                                           wireBytes(WireKind::message, std::u16string_view(u"News.1\0", 7)),
-                                           wireBytes(WireKind::addPattern, u"(((")})
+    for (const char* subject :
+         {"mb.News.1", "mq.News.1", "mq.Ask.1", "mc.join", "mc.list", "mc.census", "mc"})
+        for (const std::string& payload :
+             {std::string(), std::string("garbage"), longer, magic, version, good.substr(0, 164), good + "x",
+              wireBytes(WireKind{77}, u"News.1"), wireBytes(WireKind::message, u"News.Other"),
+              wireBytes(WireKind::message, std::u16string_view(u"News.1\0", 7)),
+              wireBytes(WireKind::addPattern, u"(((")})
             for (const char* reply : {"", "inbox.garbage"})
                 foreign.publish(subject, reply, payload);
     foreign.publish("mb.News.1", "", good);

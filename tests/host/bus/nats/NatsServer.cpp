@@ -51,9 +51,9 @@ void NatsServer::freeze(bool frozen) {
 void NatsServer::start() {
     const std::string conf = folder_ + "/conf", log = folder_ + "/log";
     const std::string port = std::to_string(port_ == 0 ? -1 : port_);
-    const char* const arguments[] = {"nats-server", "-c", conf.c_str(), "-a", "127.0.0.1",
-                                     "-p", port.c_str(), "--ports_file_dir", folder_.c_str(), "-l",
-                                     log.c_str(), nullptr};
+    const char* const arguments[] = {"nats-server",   "-c", conf.c_str(), "-a",
+                                     "127.0.0.1",     "-p", port.c_str(), "--ports_file_dir",
+                                     folder_.c_str(), "-l", log.c_str(),  nullptr};
     if (posix_spawn(&process_, "/usr/sbin/nats-server", nullptr, nullptr, const_cast<char**>(arguments),
                     environ) != 0)
         throw std::runtime_error("no nats-server");

@@ -1,0 +1,68 @@
+#include "host/bus/nats/ServerChoice.h"
+
+#include "host/bus/nats/ConnectionFile.h"
+#include "platform/Process.h"
+#include "platform/Registry.h"
+#include "text/Utf.h"
+
+namespace MessageBus {
+
+namespace {
+
+struct Value {
+    std::u16string text;
+    std::u16string origin;
+};
+
+std::optional<Value> valueFor(const ConnectionFile& at, const ConnectionFile::Reading& file) {
+    if (auto value = Platform::environmentVariable("BREVANT_BUS"); value && !value->empty())
+        return Value{*value, u"the environment's BREVANT_BUS"};
+    if (const auto key = Platform::Registry::system().openKey(u"SOFTWARE\\CORVANE\\OSTREL"))
+        if (const auto value = key->readText(u"Bus"); value && !value->empty())
+            return Value{*value, u"\"Bus\" in the registry"};
+    switch (file.state) {
+        case ConnectionFile::State::absent:
+            return std::nullopt;
+        case ConnectionFile::State::unreadable:
+            return Value{u"", at.path()};
+        case ConnectionFile::State::present:
+            break;
+    }
+    return Value{Ferrow::toUtf16(file.content.url), at.path()};
+}
+
+std::string roleOr(std::string_view role) {
+    if (!role.empty())
+        return std::string(role);
+    const auto named = Platform::environmentVariable("BREVANT_BUS_ROLE");
+    return named && !named->empty() ? Ferrow::toUtf8(*named) : "product";
+}
+
+}  // namespace
+
+ServerChoice chooseServer(std::string_view role) {
+    const ConnectionFile at;
+    const ConnectionFile::Reading file = at.read();
+    const std::optional<Value> value = valueFor(at, file);
+    ServerChoice choice;
+    if (!value)
+        return choice;
+    choice.origin = value->origin;
+    if (value->text == u"embedded")
+        return choice;
+    std::u16string why;
+    choice.server = ServerAddress::parse(Ferrow::toUtf8(value->text), why);
+    if (!choice.server) {
+        choice.fault =
+            u"what " + value->origin + u" says is neither embedded nor the address of a server: " + why;
+        return choice;
+    }
+    std::u16string ignored;
+    const auto named = ServerAddress::parse(file.content.url, ignored);
+    if (choice.server->credentials.user.empty() && named && named->text() == choice.server->text())
+        if (auto credentials = at.readCredentials(roleOr(role)))
+            choice.server->credentials = *std::move(credentials);
+    return choice;
+}
+
+}  // namespace MessageBus
