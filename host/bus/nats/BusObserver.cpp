@@ -4,6 +4,12 @@
 
 namespace MessageBus {
 
+namespace {
+
+constexpr size_t mostHeardProcesses = 4096;
+
+}  // namespace
+
 BusObserver::BusObserver(const ServerAddress& address, std::u16string_view pattern, Show show)
     : text_(pattern), pattern_(text_), show_(std::move(show)), client_(address, *this) {
     copies_ = "mp." + hexadecimal(client_.process()) + ".";
@@ -47,6 +53,14 @@ void BusObserver::message(const ServerMessage& message) {
         observed.value = wire->value;
     } else if (!pattern_.matches(observed.name)) {
         return;
+    }
+    if (!isCopy && wire->sequence != 0) {
+        if (heard_.size() >= mostHeardProcesses && !heard_.contains(wire->process))
+            heard_.clear();
+        uint64_t& last = heard_[wire->process];
+        if (wire->sequence <= last)
+            return;
+        last = wire->sequence;
     }
     show_(observed);
 }

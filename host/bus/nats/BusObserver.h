@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <string>
 
 #include "host/bus/nats/NatsClient.h"
@@ -51,8 +52,9 @@ private:
     const std::u16string text_;
     const Ferrow::NamePattern pattern_;
     const Show show_;
-    std::string copies_;  // what stands before the names' tokens of copies
-    NatsClient client_;   // last: its thread uses what stands above
+    std::map<ProcessId, uint64_t> heard_;  // the last messages: repeats are not shown
+    std::string copies_;                   // what stands before the names' tokens of copies
+    NatsClient client_;                    // last: its thread uses what stands above
 };
 
 }  // namespace MessageBus

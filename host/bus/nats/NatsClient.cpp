@@ -22,6 +22,7 @@ constexpr size_t receiveBytes = size_t{64} << 10;
 // A flusher takes frames until it has so much.
 constexpr size_t batchBytes = size_t{128} << 10;
 constexpr size_t mostReportedSubjects = 64;
+constexpr auto settleCheckTime = 20ms;
 constexpr std::string_view lineEnd = "\r\n";
 
 Clock::Time steadyNow() {
@@ -102,9 +103,10 @@ struct NatsClient::Session {
     bool greeted = false;
     std::u16string why{};         // it must end
     bool refused = false;         // the server knows no such user
-    Time openTime = Time::max();  // when it has settled
-    Time heard;                   // the last sign of life
-    int askedFor = 0;             // signs of life since
+    Time openTime = Time::max();  // when it has settled, unless others are missed
+    Time lastOpenTime = Time::max();
+    Time heard;        // the last sign of life
+    int askedFor = 0;  // signs of life since
 };
 
 class NatsClient::Incoming final : public ServerEvents {
@@ -124,7 +126,10 @@ public:
         if (!session_.handshaken && session_.greeted) {
             session_.handshaken = true;
             const bool mustSettle = client_.everOpen_ || client_.hasFailed_;
-            session_.openTime = Platform::deadlineAfter(steadyNow(), mustSettle ? settleTime : 0ms);
+            const Time now = steadyNow();
+            session_.openTime = Platform::deadlineAfter(now, mustSettle ? settleTime : 0ms);
+            session_.lastOpenTime = Platform::deadlineAfter(now, mustSettle ? longestSettleTime : 0ms);
+            client_.events_.settling();
             return;
         }
         client_.onPong();
@@ -178,6 +183,12 @@ uint64_t NatsClient::publish(std::vector<Frame> frames) {
     }
     flush();
     return sequence;
+}
+
+void NatsClient::announce(const Frame& frame) {
+    Platform::MutexLock lock(mutex_);
+    if (connected_)
+        control_ += frame.bytes;
 }
 
 uint64_t NatsClient::subscribe(const std::string& subject) {
@@ -351,7 +362,9 @@ std::u16string NatsClient::serve(Session& session) {
             if (stopping_)
                 wake = std::min(wake, stopTime_);
         }
-        if (session.openTime <= now) {
+        if (session.openTime <= now && now < session.lastOpenTime && !events_.mayOpen()) {
+            session.openTime = Platform::deadlineAfter(now, settleCheckTime);
+        } else if (session.openTime <= now) {
             session.openTime = Time::max();
             open();
         }
@@ -473,9 +486,13 @@ void NatsClient::disconnect() noexcept {
         pings_.clear();
         wantsPing_ = true;
         std::erase_if(frames_, [](const Frame& frame) { return !frame.isKept; });
-        nextFrame_ = firstFrame_;
-        confirmedFrames_ = firstFrame_ + static_cast<size_t>(std::ranges::count_if(
-                                             frames_, [](const Frame& frame) { return frame.isConfirmed; }));
+        nextFrame_ = confirmedFrames_ = firstFrame_;
+        retainedBytes_ = 0;
+        for (const Frame& frame : frames_)
+            if (frame.isConfirmed) {
+                ++confirmedFrames_;
+                retainedBytes_ += frame.bytes.size();
+            }
     }
     socket_.close();
     changed_.notifyAll();
@@ -500,13 +517,19 @@ void NatsClient::onPong() {
             return;
         const uint64_t before = pings_.front();
         pings_.pop_front();
-        for (; firstFrame_ < std::min(confirmedFrames_, before); ++firstFrame_) {
+        const Time now = steadyNow();
+        for (; firstFrame_ < confirmedFrames_ &&
+               (retainedBytes_ > mostRetainedBytes || now - frames_.front().confirmedAt > retainTime);
+             ++firstFrame_) {
+            retainedBytes_ -= frames_.front().bytes.size();
             dropped.push_back(std::move(frames_.front()));
             frames_.pop_front();
         }
         for (; confirmedFrames_ < before; ++confirmedFrames_) {
             Frame& frame = frames_[confirmedFrames_ - firstFrame_];
             frame.isConfirmed = true;
+            frame.confirmedAt = now;
+            retainedBytes_ += frame.bytes.size();
             charges.push_back(std::move(frame.charge));
             frame.charge.reset();
             if (frame.watcher)

@@ -48,6 +48,7 @@ struct Frame {
     std::shared_ptr<FrameWatcher> watcher{};
     bool isKept = true;  // when the connection is lost before it is confirmed it is sent again
     bool isConfirmed = false;
+    Platform::Clock::Time confirmedAt{};
 };
 
 // Stays connected: lost, the connection is made again until the client is stopped. Whoever publishes sends as
@@ -60,13 +61,13 @@ struct Frame {
 //              | it fails              | sent again in order; away if   |
 //              |                       | it is lost                     |
 //
-//  - A server that has restarted, or was not there at first, settles for settleTime: those who subscribe
-//  must be
-//    back before those who publish go on.
-//  - A frame counts as confirmed once a PING that followed it is answered; it is dropped at the next such
-//  answer,
-//    for a server that is killed just then may not have passed it on. Receivers know repeats by their
-//    numbers.
+//  - A server that has restarted, or was not there at first, settles for settleTime, and up to
+//    longestSettleTime while the events miss somebody: those who subscribe must be back before those who
+//    publish go on.
+//  - A frame counts as confirmed once a PING that followed it is answered. It is kept for retainTime more,
+//  and
+//    sent again as well: a server that is killed may not have passed on what it has taken. Receivers know
+//    repeats by their numbers.
 //  - A silent server is asked for signs of life. When it gives none it counts as away, but the connection is
 //    kept: on this machine a server that has died has closed it, and one that stands still will go on reading
 //    where it stopped. What a new connection sent then could overtake what lies in the old one.
@@ -76,12 +77,19 @@ public:
     static constexpr std::chrono::milliseconds longestRetryWait{250};
     static constexpr std::chrono::milliseconds refusedRetryWait{1000};  // by a server that knows no such user
     static constexpr std::chrono::milliseconds settleTime{600};
+    static constexpr std::chrono::milliseconds longestSettleTime{3000};
     static constexpr std::chrono::milliseconds silenceTime{2000};  // three of them until it counts as away
+    static constexpr std::chrono::milliseconds retainTime{1000};
+    static constexpr size_t mostRetainedBytes = size_t{16} << 20;  // of confirmed frames
     static constexpr std::chrono::milliseconds lastFlushTime{1000};
 
     // Called on the client's thread, under none of its locks.
     class Events {
     public:
+        // Subscribed again; announcements are sent from here on.
+        virtual void settling() {}
+        // Whether those who should hear what is sent are back, as far as can be told.
+        virtual bool mayOpen() noexcept { return true; }
         // Frames are sent from here on.
         virtual void opened() = 0;
         virtual void lost() noexcept = 0;
@@ -107,6 +115,8 @@ public:
     // Sends the frames under one sequence number, which is greater than those before; returns it. In flight
     // is what they are charged to. Never blocks for the server.
     uint64_t publish(std::vector<Frame> frames);
+    // Sends it before whatever waits, or not at all without a connection. With the next publish or flush.
+    void announce(const Frame& frame);
     // What one message may have at most; 0 while unknown.
     size_t mostPayloadBytes() const noexcept { return mostPayload_.load(); }
 
@@ -184,6 +194,7 @@ private:
     uint64_t firstFrame_ GUARDED_BY(mutex_) = 0;       // the number of the first
     uint64_t nextFrame_ GUARDED_BY(mutex_) = 0;        // to be sent
     uint64_t confirmedFrames_ GUARDED_BY(mutex_) = 0;  // those below are
+    size_t retainedBytes_ GUARDED_BY(mutex_) = 0;      // of those
     std::deque<uint64_t> pings_ GUARDED_BY(mutex_);    // the frame that came after each that is not answered
     bool wantsPing_ GUARDED_BY(mutex_) = false;
     size_t tooLarge_ GUARDED_BY(mutex_) = 0;  // frames that were left out

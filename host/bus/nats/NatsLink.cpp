@@ -76,7 +76,7 @@ void NatsLink::subscribe(const Subscription& subscription) {
     peers_.add(process(), subscription.text, false);
     WireMessage message = own(WireKind::addPattern);
     message.name = bytesOf(subscription.text);
-    tell("mc.pattern", {}, message);
+    announce("mc.pattern", {}, message);
 }
 
 void NatsLink::unsubscribe(const Subscription& subscription) {
@@ -100,7 +100,7 @@ void NatsLink::unsubscribe(const Subscription& subscription) {
     peers_.remove(process(), subscription.text, false);
     WireMessage message = own(WireKind::removePattern);
     message.name = bytesOf(subscription.text);
-    tell("mc.pattern", {}, message);
+    announce("mc.pattern", {}, message);
 }
 
 std::string NatsLink::inboxOf(uint64_t cookie, size_t copy) const {
@@ -152,16 +152,28 @@ void NatsLink::beginStop() {
     client_.beginStop();
 }
 
-void NatsLink::opened() {
+void NatsLink::settling() {
     settled_ = Platform::deadlineAfter(Clock::steady().now(), tableTime);
     peers_.join(process());
     describeSelf("mc.join");
-    tell("mc.list", client_.inbox() + std::string(introductions), own(WireKind::list));
+    announce("mc.list", client_.inbox() + std::string(introductions), own(WireKind::list));
+}
+
+bool NatsLink::mayOpen() noexcept {
+    try {
+        for (const ProcessId& other : peers_.processes())
+            missed_.erase(other);
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+    return missed_.empty();
 }
 
 void NatsLink::lost() noexcept {
     settled_ = Time::max();
     try {
+        for (const ProcessId& other : others())
+            missed_.insert(other);
         peers_.forgetOthers(process());
     } catch (const std::bad_alloc&) {
         // What they had announced is found out of date when it is used.
@@ -282,6 +294,7 @@ void NatsLink::control(const ServerMessage& message) {
         case WireKind::leave:
             peers_.leave(wire->process);
             heard_.erase(wire->process);
+            missed_.erase(wire->process);
             break;
         case WireKind::addPattern:
         case WireKind::addObserver:
@@ -309,7 +322,7 @@ void NatsLink::control(const ServerMessage& message) {
 }
 
 void NatsLink::describeSelf(const std::string& to) {
-    tell(to, {}, own(WireKind::join));
+    announce(to, {}, own(WireKind::join));
     std::vector<std::u16string> patterns;
     {
         Platform::MutexLock lock(mutex_);
@@ -319,7 +332,7 @@ void NatsLink::describeSelf(const std::string& to) {
     for (const std::u16string& pattern : patterns) {
         WireMessage message = own(WireKind::addPattern);
         message.name = bytesOf(pattern);
-        tell(to, {}, message);
+        announce(to, {}, message);
     }
 }
 
@@ -374,6 +387,10 @@ WireMessage NatsLink::own(WireKind kind, uint32_t value) const {
     message.process = process();
     message.value = value;
     return message;
+}
+
+void NatsLink::announce(const std::string& subject, const std::string& reply, const WireMessage& message) {
+    client_.announce(Frame(subject, reply, message));
 }
 
 void NatsLink::tell(const std::string& subject, const std::string& reply, const WireMessage& message) {

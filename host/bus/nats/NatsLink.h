@@ -4,6 +4,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -80,7 +81,9 @@ public:
 private:
     using Time = Platform::Clock::Time;
 
-    void opened() override;
+    void settling() override;
+    bool mayOpen() noexcept override;
+    void opened() override { missed_.clear(); }
     void lost() noexcept override;
     void message(const ServerMessage& message) override;
     Time tick(Time now) override;
@@ -97,6 +100,7 @@ private:
     void noteGarbage(std::string_view subject);
 
     WireMessage own(WireKind kind, uint32_t value = 0) const;
+    void announce(const std::string& subject, const std::string& reply, const WireMessage& message);
     void tell(const std::string& subject, const std::string& reply, const WireMessage& message);
     void addReference(const std::string& subject) REQUIRES(mutex_);
     void dropReference(const std::string& subject) REQUIRES(mutex_);
@@ -116,6 +120,7 @@ private:
     uint64_t turn_ = 0;
     std::multimap<Time, std::weak_ptr<RemoteRequest>> censuses_;
     bool garbageReported_ = false;
+    std::set<ProcessId> missed_;  // that were there when the connection was lost and are not back
 
     struct ServerSubscription {
         uint64_t id = 0;

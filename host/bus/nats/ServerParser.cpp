@@ -120,7 +120,7 @@ bool ServerParser::parseMessage(std::string_view arguments, std::string_view res
     const size_t numbers = hasHeaders ? 2 : 1;
     const bool isOne = words.count == 2 + numbers || words.count == 3 + numbers;
     const auto total = isOne ? numberOf(words.at[words.count - 1]) : std::nullopt;
-    const auto headers = isOne && hasHeaders ? numberOf(words.at[words.count - 2]) : 0;
+    const auto headers = isOne && hasHeaders ? numberOf(words.at[words.count - 2]) : std::optional<size_t>(0);
     if (!total || !headers || *headers > *total || *total > mostMessageBytes) {
         violated_ = true;
         return false;
