@@ -173,7 +173,8 @@ void NatsBus::opening() {
     retired_.reserve();
     link_ = std::make_shared<NatsLink>(address_, *this, requests_);
     Platform::LibraryUse::enter();
-    keptReported_ = lossReported_ = false;
+    keptReported_ = false;
+    lossReported_ = false;
 }
 
 void NatsBus::closed() {
@@ -303,13 +304,9 @@ bool NatsBus::hasReceiver(std::u16string_view name) {
     return receivers.count() != 0;
 }
 
-void NatsBus::reportOnce(bool& reported, std::u16string_view text) {
-    {
-        Platform::MutexLock lock(mutex_);
-        if (std::exchange(reported, true))
-            return;
-    }
-    report(text);
+void NatsBus::reportOnce(std::atomic<bool>& reported, std::u16string_view text) {
+    if (!reported.exchange(true))
+        report(text);
 }
 
 }  // namespace MessageBus

@@ -1,6 +1,7 @@
 // The message bus of all processes that use one server.
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <utility>
@@ -60,15 +61,16 @@ private:
     uint32_t checkSize(NatsLink& link, const WireMessage& message) const;
     const std::shared_ptr<Outbox>& outboxOf(const WireMessage& message) REQUIRES(mutex_);
     bool hasReceiver(std::u16string_view name);
-    void reportOnce(bool& reported, std::u16string_view text);
+    static void reportOnce(std::atomic<bool>& reported, std::u16string_view text);
 
     const ServerAddress address_;
     std::shared_ptr<NatsLink> link_ GUARDED_BY(mutex_);  // while there are handles
     // Whose messages have come; those that have nothing to be delivered go when there are many.
     std::map<std::pair<ProcessId, uint64_t>, std::shared_ptr<Outbox>> outboxes_ GUARDED_BY(mutex_);
     size_t outboxSweep_ GUARDED_BY(mutex_) = 0;
-    bool keptReported_ GUARDED_BY(mutex_) = false;
-    bool lossReported_ GUARDED_BY(mutex_) = false;
+    // Since the connection was made.
+    std::atomic<bool> keptReported_{false};
+    std::atomic<bool> lossReported_{false};
 };
 
 }  // namespace MessageBus

@@ -49,8 +49,8 @@ bool belongs(WireKind kind, std::string_view subject) noexcept {
 
 }  // namespace
 
-NatsLink::NatsLink(const ServerAddress& address, Receiver& receiver, RequestTable& requests)
-    : receiver_(receiver), requests_(requests), client_(address, *this) {
+NatsLink::NatsLink(const ServerAddress& address, Receiver& receiver, RequestTable& table)
+    : receiver_(receiver), requests_(table), client_(address, *this) {
     client_.subscribe(client_.inbox() + ">");
     client_.subscribe(addressOf(process(), ">"));
     client_.subscribe(std::string(controls) + ">");
@@ -208,11 +208,9 @@ void NatsLink::dispatch(const ServerMessage& message) {
     };
     if (take(messages))
         receive(subject, WireKind::message, message);
-    else if (take(requests))
-        receive(subject, WireKind::request, message);
     else if (take(client_.inbox()))
         answered(subject, message);
-    else if (take(addressOf(process(), {})))
+    else if (take(requests) || take(addressOf(process(), {})))
         receive(subject, WireKind::request, message);
     else if (take(controls))
         control(message);

@@ -47,7 +47,7 @@ public:
     };
 
     // The receiver and the table outlive the link's threads.
-    NatsLink(const ServerAddress& address, Receiver& receiver, RequestTable& requests);
+    NatsLink(const ServerAddress& address, Receiver& receiver, RequestTable& table);
 
     NatsClient& client() noexcept { return client_; }
     PeerTable& peers() noexcept { return peers_; }

@@ -91,7 +91,7 @@ std::vector<ProcessId> PeerTable::matching(std::u16string_view name, bool observ
                 found.push_back(in.numbers[entry->handle]);
     }
     std::ranges::sort(found);
-    found.erase(std::ranges::unique(found).begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
 }
 
