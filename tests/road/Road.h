@@ -10,7 +10,7 @@
 #include <brevant/cpp/alerts.h>
 #include <brevant/module.h>
 
-#include "host/program/SettingsService.h"
+#include "host/program/settings/SettingsService.h"
 #include "support/Beside.h"
 #include "support/BusPeer.h"
 #include "support/PlatformFolder.h"

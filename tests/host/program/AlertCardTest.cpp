@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-#include "host/program/AlertCard.h"
-#include "host/program/Console.h"
-#include "host/program/TerminalText.h"
+#include "host/program/output/Console.h"
+#include "host/program/output/TerminalText.h"
+#include "host/program/viewer/AlertCard.h"
 #include "text/Utf.h"
 
 namespace Host {

@@ -1,5 +1,5 @@
-#include "host/program/AlertFile.h"
 #include "host/program/HostFixture.h"
+#include "host/program/product/AlertFile.h"
 #include "text/Utf.h"
 
 namespace Host {

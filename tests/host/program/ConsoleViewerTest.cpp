@@ -1,7 +1,7 @@
-#include "host/program/ConsoleViewer.h"
 #include "host/program/HostFixture.h"
-#include "host/program/RoadPrinter.h"
-#include "host/program/SettingsService.h"
+#include "host/program/service/RoadPrinter.h"
+#include "host/program/settings/SettingsService.h"
+#include "host/program/viewer/ConsoleViewer.h"
 #include "support/FakeBus.h"
 
 namespace Host {

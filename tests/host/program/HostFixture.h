@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "host/bus/BusFunctions.h"
-#include "host/program/AlertDisplay.h"
-#include "host/program/BusConnection.h"
-#include "host/program/SettingsStore.h"
+#include "host/program/connection/BusConnection.h"
+#include "host/program/settings/SettingsStore.h"
+#include "host/program/viewer/AlertDisplay.h"
 #include "support/BusPeer.h"
 #include "support/PlatformFolder.h"
 

@@ -2,8 +2,8 @@
 #include <sstream>
 
 #include "host/program/HostFixture.h"
-#include "host/program/Program.h"
-#include "host/program/SessionNotifier.h"
+#include "host/program/commands/Program.h"
+#include "host/program/service/SessionNotifier.h"
 #include "platform/Files.h"
 
 namespace Host {

@@ -1,8 +1,8 @@
 #include <brevant/settings.h>
 
 #include "host/program/HostFixture.h"
-#include "host/program/SettingsAnswer.h"
-#include "host/program/SettingsService.h"
+#include "host/program/settings/SettingsAnswer.h"
+#include "host/program/settings/SettingsService.h"
 
 namespace Host {
 namespace {

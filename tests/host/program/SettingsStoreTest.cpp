@@ -1,5 +1,5 @@
 #include "host/program/HostFixture.h"
-#include "host/program/SystemPath.h"
+#include "host/program/output/SystemPath.h"
 #include "platform/Files.h"
 
 namespace Host {
