@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Shows an alert: builds the broker and a host around it, and lets the alert travel from product to viewer.
+# Shows an alert: builds the broker and its program, and lets the alert travel from product to viewer.
 # ./run.sh                     plays examples/alert.json
 # ./run.sh my-alert.json       shows that alert
-# ./run.sh --serve             runs as a host until Ctrl-C; ./run.sh --help tells the rest
+# ./run.sh COMMAND ...         any other command of the program, such as host; ./run.sh --help lists them
 # ./run.sh --windows [...]     the same with the Windows build, under Wine
+# Where nobody is at a terminal the alert's first action is chosen, or what --answer says.
 # Installs what is missing first. What it keeps (settings, logs, events) is in build/linux/run, that of the
 # Windows build in build/windows/run-machine/drive_c/ProgramData.
-# Exit code: 0 the alert's outcome is known, 2 the alert or the options make no sense, 1 anything else.
+# Exit code: the program's; of an alert 0 when an action was chosen, 2 when it makes no sense, and so on.
 set -euo pipefail
 root=$(cd "$(dirname "$0")" && pwd)
 # Libraries that others may write are not loaded.
@@ -40,8 +41,8 @@ REG
     mv "$registry.$$" "$registry"
 }
 
-host_linux() {
-    exec "$root/build/linux/bin/brevant-host" "$@"
+program_linux() {
+    exec "$root/build/linux/bin/brevant" "$@"
 }
 
 windows_registry() {
@@ -91,13 +92,13 @@ prepare_windows() {
     } 9>"$WINEPREFIX.lock"
 }
 
-host_windows() {
-    exec wine "$root/build/windows/bin/brevant-host.exe" "$@"
+program_windows() {
+    exec wine "$root/build/windows/bin/brevant.exe" "$@"
 }
 
 system=linux
-# The host's target builds what it loads as well.
-targets=(brevant-host)
+# The program's target builds what it loads as well.
+targets=(brevant_program)
 need_build_tools
 if [ "${1-}" = --windows ]; then
     shift
@@ -110,5 +111,15 @@ install_needed
 [ -e "$root/build/$system/bin/MessageBus.dll" ] || echo "== building (once; its output is in build/run.log)"
 build "$system" run.log "${targets[@]}"
 "prepare_$system"
-[ $# -gt 0 ] || set -- "$root/examples/alert.json"
-"host_$system" "$@"
+case ${1-} in
+host | show | delete | viewer | settings | status | watch | --help | -h | --version) ;;
+*)
+    [ $# -gt 0 ] || set -- "$root/examples/alert.json"
+    case " $* " in
+    *" --answer"*) ;;
+    *) { [ -t 0 ] && [ -t 1 ]; } || set -- --answer=1 "$@" ;;
+    esac
+    set -- show "$@"
+    ;;
+esac
+"program_$system" "$@"

@@ -19,7 +19,7 @@ out=$("${run[@]}" </dev/null 2>&1) || {
 }
 # The host's log line and telemetry event come from files, whose folders differ between the systems.
 for station in Brevant.Alert.GetId.Response Brevant.Viewer.console.Show. '│ [1] Restart tonight ' \
-    Brevant.Alert.Show. .Queued. .Shown. .Dismissed. 'shown and dismissed' 'Creating session for the active session.' \
+    Brevant.Alert.Show. .Queued. .Shown. .Dismissed. 'and chosen was "Restart tonight"' 'Creating session for the active session.' \
     '"UniqueIdentifier":"Brevant.Alert.Shown"'; do
     if ! grep -qF "$station" <<<"$out"; then
         echo "$out"

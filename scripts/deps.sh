@@ -22,6 +22,7 @@ need_build_tools() {
     need gcc gcc
     need g++ g++
     need /usr/include/rapidjson/document.h rapidjson-dev
+    need /usr/include/CLI/CLI.hpp libcli11-dev
     need /usr/src/googletest/CMakeLists.txt googletest
 }
 

@@ -1,111 +1,298 @@
+// The only file that knows the library which reads the arguments: it takes long to compile.
 #include "host/program/commands/CommandLine.h"
 
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <functional>
+#include <sstream>
+
+#include "host/program/viewer/ConsoleViewer.h"
 #include "platform/Files.h"
 #include "text/Utf.h"
 
 namespace Host {
 namespace {
 
-std::u16string pathOf(const std::u16string& argument) {
-    return Platform::portablePath(Ferrow::toUtf8(argument));
+constexpr const char* outcomes =
+    "  0 an action was chosen, 10 dismissed, 11 timed out, 12 suppressed, 13 failed,\n"
+    "  14 withdrawn, 15 lost with its session or host, 16 no outcome; of several the highest";
+
+std::u16string text(const std::string& argument) {
+    return Ferrow::toUtf16(argument);
 }
+
+std::u16string path(const std::string& argument) {
+    return argument == "-" ? u"-" : Platform::portablePath(argument);
+}
+
+std::vector<std::u16string> paths(const std::vector<std::string>& arguments) {
+    std::vector<std::u16string> result;
+    for (const std::string& argument : arguments)
+        result.push_back(path(argument));
+    return result;
+}
+
+// As the arguments give it.
+struct Given {
+    std::string bus, store, answer, id, instance, name, value, pattern;
+    std::vector<std::string> files;
+    bool quiet = false, json = false, viewer = false, noWait = false, handOver = false, noStandIn = false,
+         isVolatile = false, paths = false;
+    unsigned grace = 10;
+
+    std::optional<FixedAnswer> fixedAnswer() const {
+        if (answer.empty())
+            return std::nullopt;
+        if (answer == "dismiss")
+            return FixedAnswer{FixedAnswer::Kind::dismiss, {}};
+        if (answer == "timeout")
+            return FixedAnswer{FixedAnswer::Kind::timeout, {}};
+        return FixedAnswer{FixedAnswer::Kind::action, text(answer)};
+    }
+};
+
+class Parser {
+public:
+    Parser() {
+        app_.set_version_flag("--version", "brevant " BREVANT_VERSION);
+        app_.require_subcommand(1);
+        app_.get_formatter()->column_width(26);
+        app_.footer(
+            "\"brevant COMMAND --help\" tells more, with an example.\n\n"
+            "Exit codes: 0 done, 1 not done, 2 the command line or a file makes no sense, 3 no host\n"
+            "answers, 4 a host or viewer of that name runs already, 5 the host left without waiting.\n"
+            "What became of an alert (show):\n" +
+            std::string(outcomes) + ".");
+        addHost();
+        addShow();
+        addDelete();
+        addViewer();
+        addSettings();
+        addStatus();
+        addWatch();
+    }
+
+    std::variant<CommandLine, Saying> parse(const std::vector<std::u16string>& arguments) {
+        std::vector<std::string> reversed;
+        for (const std::u16string& argument : arguments)
+            reversed.push_back(Ferrow::toUtf8(argument));
+        std::ranges::reverse(reversed);
+        try {
+            app_.parse(std::move(reversed));
+        } catch (const CLI::Success& success) {
+            std::ostringstream out;
+            app_.exit(success, out, out);
+            std::string said = out.str();
+            said.erase(said.find_last_not_of('\n') + 1);
+            return Saying{false, text(said)};
+        } catch (const CLI::ParseError& error) {
+            return Saying{true, text(std::string(error.what()) + "; --help says what can be done")};
+        }
+        if (given_.store == "-")
+            return Saying{true, u"--store takes a file, not standard input"};
+        if (std::ranges::count(given_.files, "-") > 1)
+            return Saying{true, u"standard input can be read but once"};
+        CommandLine result;
+        result.bus = text(given_.bus);
+        result.quiet = given_.quiet;
+        result.json = given_.json;
+        result.command = make_();
+        return result;
+    }
+
+private:
+    using Command = decltype(CommandLine::command);
+
+    CLI::App* add(CLI::App& parent, const std::string& name, const std::string& what, const std::string& more,
+                  std::function<Command()> make) {
+        CLI::App* command = parent.add_subcommand(name, what);
+        command->footer(more);
+        command
+            ->add_option("--bus", given_.bus,
+                         "\"embedded\", which lives in this process alone, or nats://127.0.0.1:PORT;\n"
+                         "usually what BREVANT_BUS says, else embedded")
+            ->type_name("BUS");
+        command->add_flag("--quiet", given_.quiet, "no output but the asked one, and errors");
+        command->callback([this, make = std::move(make)] { make_ = make; });
+        return command;
+    }
+    void addJson(CLI::App* command) {
+        command->add_flag("--json", given_.json, "one JSON object a line, for programs");
+    }
+    void addStore(CLI::App* command) {
+        command
+            ->add_option("--store", given_.store,
+                         "the settings file, usually Corvane/Brevant/settings.json in the\n"
+                         "common data folder")
+            ->type_name("FILE");
+    }
+    void addAnswer(CLI::App* command) {
+        command
+            ->add_option("--answer", given_.answer,
+                         "answers alerts where nobody is at a terminal: \"dismiss\", \"timeout\"\n"
+                         "or an action by its number, id or text")
+            ->type_name("dismiss|timeout|ACTION");
+    }
+    void addHandOver(CLI::App* command) {
+        command->add_flag("--hand-over-bus", given_.handOver,
+                          "the module is handed the bus instead of opening it by itself");
+    }
+
+    void addHost() {
+        CLI::App* command =
+            add(app_, "host", "The broker that stays up: module, settings manager, session notifications",
+                "It stays until SIGINT or SIGTERM: then alerts on screen are taken down and the module is\n"
+                "stopped. A second signal ends it at once.\n\n"
+                "Example: brevant host --grace 5\n\n"
+                "Exit codes: 0 ended as asked, 2 an alert file makes no sense, 4 a host runs already on\n"
+                "this bus, 5 left after the grace time with what still held it, 1 anything else.",
+                [this]() -> Command {
+                    return HostOptions{paths(given_.files),
+                                       path(given_.store),
+                                       given_.viewer,
+                                       given_.fixedAnswer(),
+                                       std::chrono::seconds(given_.grace),
+                                       given_.handOver,
+                                       !given_.noStandIn};
+                });
+        command->add_option("FILE", given_.files, "alerts to show; \"-\" for standard input")->type_name("");
+        command->add_flag("--viewer", given_.viewer, "shows alerts on this terminal, too");
+        addAnswer(command);
+        command
+            ->add_option("--grace", given_.grace, "how long alerts and plugins may take to end, usually 10")
+            ->type_name("SECONDS");
+        addStore(command);
+        addHandOver(command);
+        command->add_flag("--no-example-plugin", given_.noStandIn,
+                          "the example plugin does not serve products that have none");
+    }
+
+    void addShow() {
+        CLI::App* command = add(
+            app_, "show", "Publishes alerts and tells what becomes of them",
+            "Without a host, on the embedded bus, it plays host, viewer and product in itself.\n\n"
+            "Example: brevant show --json restart.json update.json\n\n"
+            "Exit codes:\n" +
+                std::string(outcomes) + ";\n  2 a file makes no sense, 3 no host answers, 1 anything else",
+            [this]() -> Command {
+                return ShowOptions{paths(given_.files), path(given_.store), given_.fixedAnswer(),
+                                   !given_.noWait, given_.handOver};
+            });
+        command->add_option("FILE", given_.files, "alerts, one JSON object each; \"-\" for standard input")
+            ->type_name("")
+            ->required();
+        command->add_flag("--no-wait", given_.noWait, "ends as soon as the broker has taken the alerts");
+        addJson(command);
+        addAnswer(command);
+        addStore(command);
+        addHandOver(command);
+    }
+
+    void addDelete() {
+        CLI::App* command =
+            add(app_, "delete", "Withdraws an alert",
+                "N is the instance of an alert on screen, or the id of one that waits.\n\n"
+                "Example: brevant delete 17\n\n"
+                "Exit codes: 0 withdrawn, 1 there is no such alert, 2 N is no number, 3 no host answers.",
+                [this]() -> Command { return DeleteOptions{text(given_.instance)}; });
+        command->add_option("N", given_.instance, "the alert")->type_name("")->required();
+        addJson(command);
+    }
+
+    void addViewer() {
+        CLI::App* command =
+            add(app_, "viewer", "Shows alerts on this terminal",
+                "It stays until SIGINT or SIGTERM, also while the host is away. Without a terminal it needs\n"
+                "--answer: what nobody has seen is not reported as dismissed by a user.\n\n"
+                "Example: brevant viewer --id console\n\n"
+                "Exit codes: 0 ended as asked, 2 no terminal and no --answer, 3 no host answers, 4 a viewer\n"
+                "of that id runs already, 1 anything else.",
+                [this]() -> Command {
+                    return ViewerOptions{text(given_.id), given_.fixedAnswer()};
+                });
+        given_.id = Ferrow::toUtf8(ConsoleViewer::usualId);
+        command->add_option("--id", given_.id, "how alerts name it, usually \"console\"")->type_name("ID");
+        addJson(command);
+        addAnswer(command);
+    }
+
+    void addSettings() {
+        CLI::App* settings = app_.add_subcommand("settings", "Reads and changes the settings");
+        settings->require_subcommand(1);
+        settings->footer(
+            "They are the running host's; when none runs, those in the file, and that is said.\n\n"
+            "Example: brevant settings set Brevant/Product/Example "
+            "'{\"pluginFile\":\"p.so\",\"pluginPath\":\"/opt/p\"}'");
+        const auto addOne = [&](const std::string& name, const std::string& what, const std::string& example,
+                                SettingsOptions::Action action) {
+            CLI::App* command = add(
+                *settings, name, what,
+                "Example: brevant settings " + example +
+                    "\n\nExit codes: 0 done, 1 there is no such setting or it cannot be stored, 3 no host\n"
+                    "answers where one is needed.",
+                [this, action]() -> Command {
+                    return SettingsOptions{action, text(given_.name), text(given_.value), given_.isVolatile,
+                                           path(given_.store)};
+                });
+            addStore(command);
+            return command;
+        };
+        const auto addName = [this](CLI::App* command) {
+            command->add_option("NAME", given_.name, "of the setting")->type_name("")->required();
+        };
+        const auto addPrefix = [this](CLI::App* command) {
+            command->add_option("PREFIX", given_.name, "of the names; all without one")->type_name("");
+        };
+        using Action = SettingsOptions::Action;
+        CLI::App* get = addOne("get", "Prints a value", "get Brevant/Viewer/console", Action::get);
+        addName(get);
+        addJson(get);
+        CLI::App* set =
+            addOne("set", "Stores a value", "set --volatile Brevant/Viewer/mine here", Action::set);
+        addName(set);
+        set->add_option("VALUE", given_.value, "\"-\" for standard input")->type_name("")->required();
+        set->add_flag("--volatile", given_.isVolatile, "forgotten with the host");
+        addName(addOne("remove", "Removes a setting", "remove Brevant/Viewer/mine", Action::remove));
+        CLI::App* list = addOne("list", "Prints names and values", "list Brevant/", Action::list);
+        addPrefix(list);
+        addJson(list);
+        CLI::App* watch = addOne("watch", "Prints changes as they happen", "watch --json", Action::watch);
+        addPrefix(watch);
+        addJson(watch);
+    }
+
+    void addStatus() {
+        CLI::App* command =
+            add(app_, "status", "Tells whether bus and host answer, and what they are at",
+                "Example: brevant status --json\n\nExit codes: 0 a host answers, 3 none does.",
+                [this]() -> Command { return StatusOptions{given_.paths}; });
+        command->add_flag("--paths", given_.paths, "prints the files and folders in use instead");
+        addJson(command);
+    }
+
+    void addWatch() {
+        CLI::App* command =
+            add(app_, "watch", "Prints the messages on the bus as they pass",
+                "Example: brevant watch 'Brevant\\.Alert\\..+'\n\n"
+                "Exit codes: 0 ended as asked, 2 the pattern makes no sense, 3 nobody else is on the bus.",
+                [this]() -> Command { return WatchOptions{text(given_.pattern)}; });
+        given_.pattern = ".*";
+        command
+            ->add_option("PATTERN", given_.pattern,
+                         "an ECMAScript regular expression for whole names; all without one")
+            ->type_name("");
+        addJson(command);
+    }
+
+    Given given_;
+    std::function<Command()> make_;
+    CLI::App app_{"brevant, the alert broker's program", "brevant"};
+};
 
 }  // namespace
 
-bool CommandLine::parse(const std::vector<std::u16string>& arguments, std::u16string& error) {
-    bool optionsEnded = false, serves = false;
-    for (size_t at = 0; at < arguments.size(); ++at) {
-        const std::u16string& argument = arguments[at];
-        if (optionsEnded || !argument.starts_with(u"-") || argument == u"-") {
-            alerts.push_back(pathOf(argument));
-            continue;
-        }
-        const auto value = [&](std::u16string& into) {
-            if (at + 1 < arguments.size()) {
-                into = arguments[++at];
-                return true;
-            }
-            error = argument + u" needs a value";
-            return false;
-        };
-        std::u16string text;
-        if (argument == u"--") {
-            optionsEnded = true;
-        } else if (argument == u"--help" || argument == u"-h") {
-            task = Task::help;
-            return true;
-        } else if (argument == u"--serve") {
-            serves = true;
-        } else if (argument == u"--list") {
-            settings.push_back({SettingsStep::Kind::list, {}, {}});
-        } else if (argument == u"--store") {
-            if (!value(text))
-                return false;
-            store = pathOf(text);
-        } else if (argument == u"--bus") {
-            if (!value(text))
-                return false;
-            if (text != u"own" && text != u"handed-over") {
-                error = u"--bus takes \"own\" or \"handed-over\", not \"" + text + u"\"";
-                return false;
-            }
-            handsOverBus = text == u"handed-over";
-        } else if (argument == u"--get" || argument == u"--remove") {
-            if (!value(text))
-                return false;
-            settings.push_back(
-                {argument == u"--get" ? SettingsStep::Kind::get : SettingsStep::Kind::remove, text, {}});
-        } else if (argument == u"--set") {
-            if (!value(text))
-                return false;
-            const size_t equals = text.find(u'=');
-            if (equals == text.npos || equals == 0) {
-                error = u"--set takes NAME=VALUE, not \"" + text + u"\"";
-                return false;
-            }
-            settings.push_back({SettingsStep::Kind::set, text.substr(0, equals), text.substr(equals + 1)});
-        } else {
-            error = u"there is no option \"" + argument + u"\"; --help lists them";
-            return false;
-        }
-    }
-    if (!settings.empty())
-        task = Task::settings;
-    else if (serves)
-        task = Task::serve;
-    if (task == Task::settings && (serves || !alerts.empty())) {
-        error = u"--set, --get, --remove and --list go with no alert and not with --serve";
-        return false;
-    }
-    if (task == Task::play && alerts.size() != 1) {
-        error = alerts.empty() ? u"there is no alert to show; --help says what can be done"
-                               : u"one alert at a time, please; --serve takes several";
-        return false;
-    }
-    return true;
-}
-
-std::vector<std::u16string> CommandLine::help() {
-    return {
-        u"brevant-host [options] ALERT.json        shows one alert and reports what became of it",
-        u"brevant-host [options] --serve [ALERT.json ...]",
-        u"                                         shows the alerts, then stays until SIGINT or SIGTERM",
-        u"brevant-host [--store FILE] --set NAME=VALUE | --get NAME | --remove NAME | --list ...",
-        u"                                         reads and changes the settings, in the given order",
-        u"",
-        u"  --bus own           the module opens the message bus by itself (the default)",
-        u"  --bus handed-over   the host opens it and hands it over",
-        u"  --store FILE        the settings file, usually Corvane/Brevant/settings.json in the",
-        u"                      common data folder",
-        u"  --help              this text",
-        u"",
-        u"An alert file holds one alert description as JSON; \"instanceId\" is always the broker's.",
-        u"A product without the setting Brevant/Product/<product> is served by the example plugin.",
-        u"",
-        u"Exit code: 0 the outcome is known, the host ended as asked, the settings are changed;",
-        u"1 an alert failed or has no outcome, or something else went wrong; 2 the command line or",
-        u"an alert file makes no sense.",
-    };
+std::variant<CommandLine, Saying> parseCommandLine(const std::vector<std::u16string>& arguments) {
+    return Parser().parse(arguments);
 }
 
 }  // namespace Host

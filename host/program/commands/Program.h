@@ -1,30 +1,37 @@
-// The program behind brevant-host's main.
+// The program behind main: one command, from its arguments to its exit code.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "host/program/commands/CommandLine.h"
-#include "host/program/output/Console.h"
-#include "host/program/viewer/AlertDisplay.h"
+#include "host/program/commands/Command.h"
 
 namespace Host {
 
 class Program {
 public:
-    // Both outlive the program. Alerts are shown on the display.
-    Program(Console& console, AlertDisplay& display) : console_(console), display_(display) {}
+    // Console and display outlive the program. The display is that of a user at the terminal, or null. leave
+    // ends the process at once.
+    Program(Console& console, AlertDisplay* user, std::function<void(int)> leave)
+        : console_(console), user_(user), leave_(std::move(leave)) {}
 
-    // Does what the arguments ask for. The result is an ExitCode.
+    // How the program may speak where its output goes to a terminal.
+    bool mayColour = false;
+
+    // Does what the arguments ask for. The result is an ExitCode. Called once.
     int run(const std::vector<std::u16string>& arguments);
+    // Asks the command to end. Any thread.
+    void stop() { stop_.raise(); }
 
 private:
-    int runTask(const CommandLine& commandLine);
-    int changeSettings(const CommandLine& commandLine);
-    int runHost(const CommandLine& commandLine);
+    int say(const Saying& saying);
+    int runCommand(const CommandLine& commandLine);
 
     Console& console_;
-    AlertDisplay& display_;
+    AlertDisplay* const user_;
+    const std::function<void(int)> leave_;
+    StopRequest stop_;
 };
 
 }  // namespace Host

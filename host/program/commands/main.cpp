@@ -1,11 +1,13 @@
+#include <cstdlib>
 #include <iostream>
 #include <string>
 
 #include "host/program/commands/Program.h"
-#include "host/program/output/Console.h"
 #include "host/program/viewer/TerminalDisplay.h"
 #include "platform/DynamicLibrary.h"
+#include "platform/Environment.h"
 #include "platform/Process.h"
+#include "platform/Signals.h"
 #include "platform/Terminal.h"
 #include "text/Utf.h"
 
@@ -17,5 +19,10 @@ int main(int argc, char** argv) {
         console.error(u"libraries may be looked for in the current folder (error " +
                       Ferrow::toUtf16(std::to_string(searchError)) + u")");
     Host::TerminalDisplay display(console);
-    return Host::Program(console, display).run(Platform::programArguments(argc, argv));
+    // Nothing of what still runs is waited for; what has been said is out already.
+    Host::Program program(console, Platform::terminalIsInteractive() ? &display : nullptr, std::_Exit);
+    program.mayColour = Platform::terminalTakesEscapes() && Platform::errorsAreTerminal() &&
+                        Platform::environment(u"NO_COLOR").empty();
+    const Platform::Signals signals([&program] { program.stop(); });
+    return program.run(Platform::programArguments(argc, argv));
 }

@@ -16,9 +16,16 @@ namespace {
 constexpr auto replyGrace = std::chrono::seconds(2);
 
 struct Pending {
+    BusConnection::Answered answered;  // none: somebody waits
     Platform::ConditionVariable ended;
     bool done = false;
     BusAnswer answer;
+};
+
+// Stands inside a gate that let it in.
+struct Inside {
+    HandlerGate& gate;
+    ~Inside() { gate.leave(); }
 };
 
 // What a context stands for. The bus gets numbers, never addresses: it may call a moment after all is gone.
@@ -80,10 +87,7 @@ uint32_t onMessage(void* context, const MessageHeader* header, const char16_t* n
         const auto target = targets.get().find(context);
         if (!target || !target->gate->enter())
             return MODULE_STATUS_SUCCESS;
-        struct Leave {
-            HandlerGate& gate;
-            ~Leave() { gate.leave(); }
-        } leave{*target->gate};
+        const Inside inside{*target->gate};
         return target->handler(messageOf(header, name, sender, payload));
     } catch (...) {
         return MODULE_STATUS_UNKNOWN_EXCEPTION;
@@ -103,14 +107,33 @@ struct BusConnection::Shared {
     std::map<uint64_t, std::shared_ptr<Pending>> pending GUARDED_BY(mutex);
 
     void settle(uint64_t index, BusAnswer answer) {
-        Platform::MutexLock lock(mutex);
-        const auto found = pending.find(index);
-        if (found == pending.end())
+        std::shared_ptr<Pending> ended;
+        {
+            Platform::MutexLock lock(mutex);
+            const auto found = pending.find(index);
+            if (found == pending.end())
+                return;
+            ended = std::move(found->second);
+            pending.erase(found);
+            if (!ended->answered) {
+                ended->answer = std::move(answer);
+                ended->done = true;
+                ended->ended.notifyAll();
+                return;
+            }
+        }
+        if (!gate->enter())
             return;
-        found->second->answer = std::move(answer);
-        found->second->done = true;
-        found->second->ended.notifyAll();
-        pending.erase(found);
+        const Inside inside{*gate};
+        ended->answered(std::move(answer));
+    }
+    // 0 once closed.
+    uint64_t expect(const std::shared_ptr<Pending>& answer) {
+        Platform::MutexLock lock(mutex);
+        if (closed)
+            return 0;
+        pending[++lastIndex] = answer;
+        return lastIndex;
     }
 
     static uint32_t onReply(void* context, uint64_t index, const MessageHeader* header, const char16_t* name,
@@ -192,35 +215,57 @@ uint32_t BusConnection::reply(const ReceivedMessage& request, const std::u16stri
     return status;
 }
 
+uint32_t BusConnection::sendRequest(uint64_t index, const std::u16string& name, const std::u16string& payload,
+                                    std::chrono::milliseconds timeout) {
+    const MessageHeader header = headerFor(name, payload);
+    return functions_.request(handle_->get(), index, contextOf(shared_->context), &Shared::onReply, &header,
+                              name.c_str(), sender_.c_str(), payload.c_str(),
+                              static_cast<uint32_t>(timeout.count()));
+}
+
+std::vector<BusAnswer> BusConnection::requestAll(const std::vector<std::u16string>& names,
+                                                 std::chrono::milliseconds timeout,
+                                                 const std::u16string& payload) {
+    const Platform::Clock& clock = Platform::Clock::steady();
+    std::vector<std::pair<uint64_t, std::shared_ptr<Pending>>> asked;
+    for (const std::u16string& name : names) {
+        const auto pending = std::make_shared<Pending>();
+        const uint64_t index = shared_->expect(pending);
+        asked.emplace_back(index, pending);
+        if (index == 0)
+            continue;
+        if (const uint32_t sent = sendRequest(index, name, payload, timeout); sent != MODULE_STATUS_SUCCESS)
+            shared_->settle(index, {sent, {}});
+    }
+    const auto deadline = Platform::deadlineAfter(clock.now(), timeout + replyGrace);
+    std::vector<BusAnswer> answers;
+    Platform::MutexLock lock(shared_->mutex);
+    for (auto& [index, pending] : asked) {
+        while (index != 0 && !pending->done && clock.waitUntil(pending->ended, lock, deadline)) {
+        }
+        if (index != 0 && !pending->done) {
+            shared_->pending.erase(index);
+            pending->answer.status = MODULE_STATUS_TIMEOUT;
+        }
+        answers.push_back(std::move(pending->answer));
+    }
+    return answers;
+}
+
 BusAnswer BusConnection::request(const std::u16string& name, const std::u16string& payload,
                                  std::chrono::milliseconds timeout) {
+    return std::move(requestAll({name}, timeout, payload).front());
+}
+
+void BusConnection::requestLater(const std::u16string& name, const std::u16string& payload,
+                                 std::chrono::milliseconds timeout, Answered answered) {
     const auto pending = std::make_shared<Pending>();
-    uint64_t index = 0;
-    {
-        Platform::MutexLock lock(shared_->mutex);
-        if (shared_->closed)
-            return {};
-        index = ++shared_->lastIndex;
-        shared_->pending[index] = pending;
-    }
-    const MessageHeader header = headerFor(name, payload);
-    const uint32_t sent = functions_.request(handle_->get(), index, contextOf(shared_->context),
-                                             &Shared::onReply, &header, name.c_str(), sender_.c_str(),
-                                             payload.c_str(), static_cast<uint32_t>(timeout.count()));
-    Platform::MutexLock lock(shared_->mutex);
-    if (sent != MODULE_STATUS_SUCCESS) {
-        shared_->pending.erase(index);
-        return {sent, {}};
-    }
-    const Platform::Clock& clock = Platform::Clock::steady();
-    const auto deadline = Platform::deadlineAfter(clock.now(), timeout + replyGrace);
-    while (!pending->done) {
-        if (!clock.waitUntil(pending->ended, lock, deadline) && !pending->done) {
-            shared_->pending.erase(index);
-            return {MODULE_STATUS_TIMEOUT, {}};
-        }
-    }
-    return std::move(pending->answer);
+    pending->answered = std::move(answered);
+    const uint64_t index = shared_->expect(pending);
+    if (index == 0)
+        return;
+    if (const uint32_t sent = sendRequest(index, name, payload, timeout); sent != MODULE_STATUS_SUCCESS)
+        shared_->settle(index, {sent, {}});
 }
 
 void BusConnection::close() {

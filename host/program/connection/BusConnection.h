@@ -52,6 +52,14 @@ public:
     // Waits for the reply, for at most the timeout.
     BusAnswer request(const std::u16string& name, const std::u16string& payload,
                       std::chrono::milliseconds timeout);
+    // Asks all of them at the same time; the answers are in their order.
+    std::vector<BusAnswer> requestAll(const std::vector<std::u16string>& names,
+                                      std::chrono::milliseconds timeout, const std::u16string& payload = {});
+    // The answer, or why there is none, goes to the function, on a thread of the bus or from inside this
+    // call; none comes after close().
+    using Answered = std::function<void(BusAnswer)>;
+    void requestLater(const std::u16string& name, const std::u16string& payload,
+                      std::chrono::milliseconds timeout, Answered answered);
 
     // Ends subscriptions, ends waiting requests with a failure and waits for running handlers. Not to be
     // called from a handler.
@@ -61,6 +69,8 @@ private:
     struct Shared;
     using Subscribe = uint32_t (*)(BrevantBusHandle, void*, BrevantMessageFunction, const char16_t*);
     bool add(Subscribe entry, const std::u16string& text, Handler handler);
+    uint32_t sendRequest(uint64_t index, const std::u16string& name, const std::u16string& payload,
+                         std::chrono::milliseconds timeout);
     uint32_t send(MessageHeader& header, const std::u16string& name, const std::u16string& payload);
     MessageHeader headerFor(const std::u16string& name, const std::u16string& payload) const;
 

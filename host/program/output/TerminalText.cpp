@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "text/Format.h"
+
 namespace Host {
 namespace {
 
@@ -134,6 +136,23 @@ std::u16string harmless(std::u16string_view text) {
         inARow = isIn(marks, point) ? inARow + 1 : 0;
         if (inARow <= mostMarks)
             append(out, visible(point));
+    }
+    return out;
+}
+
+std::u16string harmlessJson(std::u16string_view json) {
+    std::u16string out;
+    out.reserve(json.size());
+    for (size_t at = 0; at < json.size();) {
+        const size_t begin = at;
+        const char32_t point = nextPoint(json, at);
+        const std::u16string_view units = json.substr(begin, at - begin);
+        if (visible(point) == point && !(point == replacement && units[0] != replacement)) {
+            out += units;
+            continue;
+        }
+        for (const char16_t unit : units)
+            out += Ferrow::formatText(u"\\u%04x", static_cast<uint32_t>(unit));
     }
     return out;
 }

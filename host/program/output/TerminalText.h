@@ -13,6 +13,9 @@ namespace Host {
 // marks are replaced by visible signs or left out. Line ends show as a sign too.
 std::u16string harmless(std::u16string_view text);
 
+// The same for a JSON text: what would be replaced is written as \uXXXX, which stands for the same text.
+std::u16string harmlessJson(std::u16string_view json);
+
 // Columns that a harmless text takes: two for wide characters, none for combining marks.
 size_t columnsOf(std::u16string_view text);
 

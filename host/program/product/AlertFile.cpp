@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
@@ -20,6 +21,14 @@ using Tavix::JSONView;
 
 constexpr size_t maximumFile = size_t{4} << 20;  // bytes
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+// One byte more than an alert may have, at most.
+bool readAll(std::istream& stream, std::string& bytes) {
+    bytes.assign(maximumFile + 1, '\0');
+    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
+    return !stream.bad();
+}
 
 // Where and why the text is no JSON; empty when nothing is found.
 std::u16string syntaxError(std::string_view bytes) {
@@ -82,6 +91,13 @@ std::u16string memberError(const JSONView& alert) {
 }  // namespace
 
 bool AlertFile::read(const std::u16string& path, std::u16string& error) {
+    if (path == u"-") {
+        std::string bytes;
+        if (readAll(std::cin, bytes))
+            return parse(bytes, u"standard input", error);
+        error = u"cannot read standard input";
+        return false;
+    }
     // Not through the platform's reader: it is the user who names this file, so it may be a pipe or a device.
     const std::filesystem::path file = systemPath(path);
     std::error_code ignored;
@@ -95,10 +111,8 @@ bool AlertFile::read(const std::u16string& path, std::u16string& error) {
                 (std::filesystem::exists(file, ignored) ? u"no permission" : u"there is no such file");
         return false;
     }
-    std::string bytes(maximumFile + 1, '\0');
-    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    bytes.resize(static_cast<size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
-    if (stream.bad()) {
+    std::string bytes;
+    if (!readAll(stream, bytes)) {
         error = u"cannot read \"" + shownPath(path) + u"\"";
         return false;
     }

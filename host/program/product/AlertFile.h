@@ -10,7 +10,8 @@ namespace Host {
 
 class AlertFile {
 public:
-    // Reads the file, given by its path in Windows form, and checks what the broker requires. False, with
+    // Reads the file, given by its path in Windows form, or "-" for standard input, and checks what the
+    // broker requires. False, with
     // what is wrong in error, when it cannot be shown. "instanceId" is replaced by what the broker hands
     // out.
     bool read(const std::u16string& path, std::u16string& error);
@@ -21,6 +22,8 @@ public:
     const std::u16string& product() const noexcept { return product_; }
     uint32_t sessionId() const noexcept { return sessionId_; }  // 0: whichever is active
     std::chrono::seconds timeout() const noexcept { return timeout_; }
+    // As the user wrote it.
+    Tavix::JSONView view() const noexcept { return document_.view(); }
     // The description under that instance id.
     std::u16string description(const std::u16string& instance) const;
 

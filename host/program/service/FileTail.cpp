@@ -16,8 +16,6 @@ namespace {
 constexpr uint64_t mostBytes = uint64_t{1} << 20;  // read of one file, from its end
 
 std::string readFrom(const std::u16string& path, uint64_t begin, uint64_t end) {
-    if (end - begin > mostBytes)
-        begin = end - mostBytes;
     std::ifstream stream(systemPath(path), std::ios::binary);
     stream.seekg(static_cast<std::streamoff>(begin));
     std::string bytes(static_cast<size_t>(end - begin), '\0');
@@ -31,7 +29,7 @@ std::string readFrom(const std::u16string& path, uint64_t begin, uint64_t end) {
 FileTail::FileTail(std::u16string folder, std::u16string nameEnding)
     : folder_(std::move(folder)), nameEnding_(std::move(nameEnding)) {
     for (const std::u16string& path : files())
-        before_[path] = Platform::fileSize(path).value_or(0);
+        read_[path] = Platform::fileSize(path).value_or(0);
 }
 
 std::vector<std::u16string> FileTail::files() const {
@@ -49,15 +47,21 @@ std::vector<std::u16string> FileTail::files() const {
     return result;
 }
 
-std::vector<std::u16string> FileTail::newLines(size_t mostLines) const {
+std::vector<std::u16string> FileTail::newLines(size_t mostLines) {
     std::deque<std::u16string> lines;
     for (const std::u16string& path : files()) {
-        const auto known = before_.find(path);
         const uint64_t size = Platform::fileSize(path).value_or(0);
-        const uint64_t begin = known == before_.end() || known->second > size ? 0 : known->second;
+        uint64_t& begin = read_[path];
+        if (begin > size)
+            begin = 0;
+        if (begin == size)
+            continue;
+        begin = std::max(begin, size - std::min(size, mostBytes));
         const std::string bytes = readFrom(path, begin, size);
-        for (std::string_view rest = bytes; !rest.empty();) {
-            const size_t end = std::min(rest.find('\n'), rest.size());
+        std::string_view rest(bytes.data(), bytes.rfind('\n') + 1);
+        begin += rest.size();
+        while (!rest.empty()) {
+            const size_t end = rest.find('\n');
             std::string_view line = rest.substr(0, end);
             if (line.ends_with('\r'))
                 line.remove_suffix(1);
@@ -65,7 +69,7 @@ std::vector<std::u16string> FileTail::newLines(size_t mostLines) const {
                 lines.push_back(Ferrow::toUtf16(line));
             if (lines.size() > mostLines)
                 lines.pop_front();
-            rest.remove_prefix(std::min(end + 1, rest.size()));
+            rest.remove_prefix(end + 1);
         }
     }
     return {lines.begin(), lines.end()};

@@ -15,15 +15,16 @@ public:
     // The moment is that of construction. The folder is in Windows form.
     FileTail(std::u16string folder, std::u16string nameEnding);
 
-    // The lines since then, file by file in the order of their names; the last mostLines of them.
-    std::vector<std::u16string> newLines(size_t mostLines) const;
+    // The whole lines since then, or since the last call, file by file in the order of their names; the last
+    // mostLines of them.
+    std::vector<std::u16string> newLines(size_t mostLines);
 
 private:
     std::vector<std::u16string> files() const;
 
     const std::u16string folder_;
     const std::u16string nameEnding_;
-    std::map<std::u16string, uint64_t> before_;  // sizes, by path
+    std::map<std::u16string, uint64_t> read_;  // up to where, by path
 };
 
 }  // namespace Host

@@ -8,7 +8,7 @@ namespace Host {
 namespace {
 
 constexpr const char16_t* moduleName = u"Brevant";
-constexpr const char16_t* moduleIdentifier = u"brevant-host";
+constexpr const char16_t* moduleIdentifier = u"brevant";
 
 }  // namespace
 

@@ -65,7 +65,7 @@ void RoadPrinter::printOther(const std::u16string& name) {
 }
 
 void RoadPrinter::print(const std::u16string& name) {
-    console_.line(u"  bus  " + shortened(harmless(name), nameColumns));
+    console_.note(u"  bus  " + shortened(harmless(name), nameColumns));
     Platform::MutexLock lock(mutex_);
     printed_.push_back(name);
     if (printed_.size() > mostRemembered)

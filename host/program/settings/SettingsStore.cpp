@@ -21,7 +21,7 @@ std::u16string fileMutexName(const std::u16string& path) {
     uint64_t hash = 14695981039346656037u;
     for (const char16_t unit : Ferrow::toLowerAscii(path))
         hash = (hash ^ unit) * 1099511628211u;
-    return Ferrow::formatText(u"brevant-host-settings_%016llx", hash);
+    return Ferrow::formatText(u"brevant-settings_%016llx", hash);
 }
 
 class FileLock {
@@ -61,6 +61,25 @@ std::u16string folderOf(const std::u16string& path) {
     return end == path.npos ? std::u16string() : path.substr(0, end);
 }
 
+// Removes what writers that were killed have left beside the file: "<file>.<process>-<number>.tmp". While the
+// file's lock is held nobody else is writing.
+void sweep(const std::u16string& path) {
+    const std::filesystem::path file = systemPath(path);
+    const std::u16string head = file.filename().u16string() + u".";
+    constexpr std::u16string_view ending = u".tmp";
+    std::error_code error;
+    std::vector<std::filesystem::path> left;
+    for (std::filesystem::directory_iterator at(file.parent_path(), error), end; !error && at != end;
+         at.increment(error)) {
+        const std::u16string name = at->path().filename().u16string();
+        if (name.size() > head.size() + ending.size() && name.starts_with(head) && name.ends_with(ending) &&
+            name.find_first_not_of(u"0123456789-", head.size()) == name.size() - ending.size())
+            left.push_back(at->path());
+    }
+    for (const std::filesystem::path& name : left)
+        std::filesystem::remove(name, error);
+}
+
 }  // namespace
 
 SettingsStore::SettingsStore(std::u16string path)
@@ -70,6 +89,8 @@ SettingsStore::SettingsStore(std::u16string path)
 std::u16string SettingsStore::open() {
     Platform::MutexLock commitLock(commitMutex_);
     const FileLock fileLock(fileMutex_.get());
+    if (fileMutex_ && fileLock.isHeld())
+        sweep(path_);
     Properties properties;
     Reading reading = readKept(properties.kept);
     // What is damaged is not moved away while another host may be about to write it.

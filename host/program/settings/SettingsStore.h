@@ -48,7 +48,8 @@ public:
     explicit SettingsStore(std::u16string path);
 
     // Reads the file; without one the store is empty. A file that is damaged is kept beside under another
-    // name and the store starts empty. What the user must be told about it, or nothing.
+    // name and the store starts empty. What killed writers have left beside it is removed. What the user must
+    // be told about it, or nothing.
     std::u16string open();
 
     std::optional<std::u16string> get(const std::u16string& name) const;

@@ -14,7 +14,8 @@ public:
     enum class Ending { dismissed, timedOut, takenDown };
     struct End {
         Ending ending;
-        std::optional<size_t> action;  // of a dismissal: the action that the user chose
+        std::optional<size_t> action = {};  // of a dismissal: the action that the user chose
+        std::vector<size_t> ticked = {};    // the options that were ticked then
     };
 
     virtual ~Showing() = default;
@@ -27,7 +28,7 @@ public:
 class AlertDisplay {
 public:
     virtual ~AlertDisplay() = default;
-    // Puts the alert on display. The alert outlives what is returned. One thread.
+    // Puts the alert on display; null when it cannot. The alert outlives what is returned. One thread.
     virtual std::unique_ptr<Showing> show(const DisplayedAlert& alert) = 0;
 };
 

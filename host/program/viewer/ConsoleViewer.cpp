@@ -7,43 +7,66 @@
 #include <brevant/cpp/alerts.h>
 
 #include "host/program/connection/HostError.h"
+#include "host/program/connection/HostMessages.h"
 #include "host/program/connection/SettingsRequests.h"
 
 namespace Host {
 namespace {
 
-std::u16string property() {
-    return Brevant::property(BREVANT_VIEWER_KEY, ConsoleViewer::id);
+// Asks to be looked after (HostMessages.h).
+constexpr const char16_t* registration = u"{\"alive\":true}";
+
+// What choosing has published; null for nothing.
+const DisplayedAlert::Message* messageOf(const DisplayedAlert& alert, const Showing::End& end) {
+    if (!end.action)
+        return nullptr;
+    const auto& message = alert.messageFor(alert.actions[*end.action], end.ticked);
+    return message.name.empty() ? nullptr : &message;
 }
 
 }  // namespace
 
-ConsoleViewer::ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay& display,
-                             ChoiceObserver onChoice)
-    : display_(display), onChoice_(std::move(onChoice)), connection_(functions, u"ConsoleViewer") {
-    const auto requests = [](const char16_t* word) {
-        return literalPattern(Brevant::viewerMessage(id, word)) + u".+";
+ConsoleViewer::ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay& display, std::u16string id,
+                             Observer observer)
+    : display_(display),
+      id_(std::move(id)),
+      observer_(std::move(observer)),
+      connection_(functions, u"ConsoleViewer") {
+    const auto requests = [this](const char16_t* word) {
+        return literalPattern(Brevant::viewerMessage(id_, word)) + u".+";
+    };
+    const auto alive = [this](const ReceivedMessage& request) {
+        return connection_.reply(request, request.name + u".Response", {},
+                                 BusConnection::Audience::requesterOnly);
     };
     const bool subscribed =
         connection_.subscribePattern(requests(BREVANT_VIEWER_SHOW),
                                      [this](const ReceivedMessage& m) { return onShow(m); }) &&
         connection_.subscribePattern(requests(BREVANT_VIEWER_DELETE),
-                                     [this](const ReceivedMessage& m) { return onDelete(m); });
+                                     [this](const ReceivedMessage& m) { return onDelete(m); }) &&
+        connection_.subscribe(Brevant::viewerMessage(id_, BREVANT_VIEWER_ALIVE), alive);
     if (!subscribed)
         throw HostError("the message bus refuses the viewer's subscriptions");
     thread_ = Platform::Thread([this] { run(); });
 }
 
 bool ConsoleViewer::registerViewer() {
-    registered_ = setVolatileProperty(connection_, property(), id);
+    registered_ = setVolatileProperty(connection_, Brevant::property(BREVANT_VIEWER_KEY, id_), registration);
     return registered_;
+}
+
+void ConsoleViewer::clear() {
+    Platform::MutexLock lock(mutex_);
+    waiting_.clear();
+    if (showing_)
+        showing_->takeDown();
 }
 
 void ConsoleViewer::close() {
     if (!thread_.joinable())
         return;
     if (std::exchange(registered_, false))
-        removeProperty(connection_, property());
+        removeProperty(connection_, Brevant::property(BREVANT_VIEWER_KEY, id_));
     {
         Platform::MutexLock lock(mutex_);
         closing_ = true;
@@ -136,6 +159,11 @@ void ConsoleViewer::run() {
 
 void ConsoleViewer::present(const Item& item) {
     const std::unique_ptr<Showing> showing = display_.show(item.alert);
+    if (!showing) {
+        connection_.reply(item.request,
+                          Brevant::alertMessage(item.alert.id, BREVANT_ALERT_FAILED, item.instance));
+        return;
+    }
     {
         Platform::MutexLock lock(mutex_);
         showing_ = showing.get();
@@ -150,6 +178,8 @@ void ConsoleViewer::present(const Item& item) {
         showing_ = nullptr;
         deleted = deleted_;
     }
+    if (observer_.ended)
+        observer_.ended(item.alert, end, deleted);
     // Deleted: the answer to the delete request is the outcome.
     if (deleted)
         return;
@@ -159,8 +189,8 @@ void ConsoleViewer::present(const Item& item) {
     }
     if (end.ending == Showing::Ending::timedOut)
         publishAll(item.alert.timeoutMessages);
-    else if (end.action && !item.alert.actions[*end.action].message.name.empty())
-        publishAll({item.alert.actions[*end.action].message});
+    else if (const auto* message = messageOf(item.alert, end))
+        publishAll({*message});
     else
         publishAll(item.alert.dismissalMessages);
     connection_.publish(Brevant::alertMessage(item.alert.id, BREVANT_ALERT_DISMISSED, item.instance));
@@ -168,8 +198,9 @@ void ConsoleViewer::present(const Item& item) {
 
 void ConsoleViewer::publishAll(const std::vector<DisplayedAlert::Message>& messages) {
     for (const DisplayedAlert::Message& message : messages) {
-        if (connection_.publish(message.name, message.payload) == MODULE_STATUS_SUCCESS && onChoice_)
-            onChoice_(message.name);
+        if (connection_.publish(message.name, message.payload) == MODULE_STATUS_SUCCESS &&
+            observer_.published)
+            observer_.published(message.name);
     }
 }
 

@@ -17,22 +17,31 @@ namespace Host {
 // "Shown" when the alert is on display. When the user is done the viewer publishes the messages of the choice
 // and "Dismissed"; when the alert's time is over, its timeout messages and "Dismissed". A delete request
 // takes the alert down and is answered "Dismissed". A show request that cannot be served is answered
-// "Failed", so that the broker need not wait.
+// "Failed", so that the broker need not wait. A question for a sign of life is answered (HostMessages.h).
 class ConsoleViewer {
 public:
-    static constexpr const char16_t* id = u"console";
+    static constexpr const char16_t* usualId = u"console";
 
-    // Hears the name of each message that a choice has published, on the viewer's thread.
-    using ChoiceObserver = std::function<void(const std::u16string& name)>;
+    // Who wants to know; called on the viewer's thread.
+    struct Observer {
+        std::function<void(const std::u16string& name)> published;  // a message of a choice
+        // deleted: by the broker, not by what the display says.
+        std::function<void(const DisplayedAlert&, const Showing::End&, bool deleted)> ended;
+    };
 
     // Table and display outlive the viewer. Throws HostError.
-    ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay& display, ChoiceObserver onChoice = {});
+    ConsoleViewer(const BrevantBusFunctions& functions, AlertDisplay& display, std::u16string id = usualId,
+                  Observer observer = {});
     ~ConsoleViewer() { close(); }
     ConsoleViewer(const ConsoleViewer&) = delete;
     ConsoleViewer& operator=(const ConsoleViewer&) = delete;
 
-    // Tells the settings manager that this viewer exists, until close(). False when it does not agree.
+    // Tells the settings manager that this viewer exists, until close(). False when it does not agree. May be
+    // called again, when the settings manager has forgotten.
     bool registerViewer();
+    // Takes down what is shown and what waits: there is nobody to report to.
+    void clear();
+    const std::u16string& id() const noexcept { return id_; }
     // Withdraws the viewer; the alert on display and those that wait for it end as "Failed". Idempotent.
     void close();
 
@@ -53,7 +62,8 @@ private:
     void remember(const Item& item) REQUIRES(mutex_);
 
     AlertDisplay& display_;
-    const ChoiceObserver onChoice_;
+    const std::u16string id_;
+    const Observer observer_;
     bool registered_ = false;
 
     // Guards the members below. Nothing is published and no display is called under it, but for takeDown,

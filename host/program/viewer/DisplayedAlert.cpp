@@ -1,5 +1,6 @@
 #include "host/program/viewer/DisplayedAlert.h"
 
+#include <set>
 #include <utility>
 
 #include <brevant/alerts.h>
@@ -83,17 +84,40 @@ std::optional<DisplayedAlert> DisplayedAlert::parse(const std::u16string& descri
         item.getString(BREVANT_ACTION_TEXT, action.text);
         if (JSONView message; item.getObject(BREVANT_ACTION_DEFAULT_MESSAGE, message))
             action.message = messageOf(message);
+        item.getString(BREVANT_ACTION_ID, action.id);
+        item.getBool(BREVANT_ACTION_DEFAULT, action.isDefault);
+        for (const JSONView& option : listOf(item, BREVANT_ACTION_OPTIONS)) {
+            OptionMessage tied;
+            option.getStringArray(BREVANT_ACTION_OPTION_IDS, tied.options);
+            if (JSONView message; option.getObject(BREVANT_ACTION_OPTION_MESSAGE, message))
+                tied.message = messageOf(message);
+            if (!tied.message.name.empty())
+                action.optionMessages.push_back(std::move(tied));
+        }
         alert.actions.push_back(std::move(action));
     }
     for (const JSONView& item : listOf(context, BREVANT_CONTEXT_OPTIONS)) {
         Option option;
         item.getString(BREVANT_OPTION_TEXT, option.text);
         item.getBool(BREVANT_OPTION_SELECTED, option.selected);
+        item.getString(BREVANT_OPTION_ID, option.id);
         alert.options.push_back(std::move(option));
     }
     alert.timeoutMessages = messagesOf(context, BREVANT_CONTEXT_TIMEOUT_ACTIONS);
     alert.dismissalMessages = messagesOf(context, BREVANT_CONTEXT_DISMISSAL_ACTIONS);
     return alert;
+}
+
+const DisplayedAlert::Message& DisplayedAlert::messageFor(const Action& action,
+                                                          const std::vector<size_t>& ticked) const {
+    std::set<std::u16string> ids;
+    for (const size_t at : ticked)
+        ids.insert(options[at].id);
+    for (const OptionMessage& tied : action.optionMessages) {
+        if (std::set(tied.options.begin(), tied.options.end()) == ids)
+            return tied.message;
+    }
+    return action.message;
 }
 
 }  // namespace Host

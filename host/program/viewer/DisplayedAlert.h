@@ -14,13 +14,21 @@ struct DisplayedAlert {
         std::u16string name;  // empty: none
         std::u16string payload;
     };
+    struct OptionMessage {
+        std::vector<std::u16string> options;  // the ids of those that are ticked
+        Message message;
+    };
     struct Action {
         std::u16string text;
         Message message;
+        std::u16string id;
+        bool isDefault = false;
+        std::vector<OptionMessage> optionMessages;
     };
     struct Option {
         std::u16string text;
         bool selected = false;
+        std::u16string id;
     };
 
     std::u16string id;
@@ -31,6 +39,10 @@ struct DisplayedAlert {
     std::vector<Message> timeoutMessages;
     std::vector<Message> dismissalMessages;
     std::chrono::seconds timeout{30};
+
+    // What choosing the action publishes: the message for just those options, given by their place, or else
+    // the action's own.
+    const Message& messageFor(const Action& action, const std::vector<size_t>& ticked) const;
 
     // Reads an alert description. Whatever its context lacks is empty; of what an alert may hold without
     // limit only the first 64 are kept. Nothing when the text is no JSON object or names no id that can be

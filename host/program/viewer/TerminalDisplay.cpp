@@ -9,80 +9,81 @@
 namespace Host {
 namespace {
 
-constexpr auto unattendedTime = std::chrono::seconds(1);
 constexpr auto shortestTime = std::chrono::seconds(1);  // for alerts that name none
+constexpr auto tick = std::chrono::milliseconds(1000);
 
-class KeyShowing final : public Showing {
+class CardShowing final : public Showing {
 public:
-    KeyShowing(std::unique_ptr<Platform::KeyReader> keys, const DisplayedAlert& alert)
-        : keys_(std::move(keys)),
-          timeout_(std::max(alert.timeout, shortestTime)),
-          actions_(std::min(alert.actions.size(), cardActions)) {}
+    CardShowing(Console& console, std::unique_ptr<Platform::KeyReader> keys, const DisplayedAlert& alert)
+        : console_(console),
+          keys_(std::move(keys)),
+          card_(alert),
+          drawn_(Platform::terminalTakesEscapes()),
+          deadline_(Platform::deadlineAfter(clock_.now(), std::max(alert.timeout, shortestTime))) {
+        redraw(true);
+    }
+    ~CardShowing() override { console_.leaveScreen(); }
 
     End wait() override {
-        char32_t key = 0;
-        switch (keys_->read(timeout_, key)) {
-            case Platform::KeyReader::Result::timedOut:
-                return {Ending::timedOut, {}};
-            case Platform::KeyReader::Result::cancelled:
-                return {Ending::takenDown, {}};
-            case Platform::KeyReader::Result::ended:
-                return {Ending::dismissed, {}};
-            case Platform::KeyReader::Result::key:
-                break;
+        for (;;) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - clock_.now());
+            if (left.count() <= 0)
+                return {Ending::timedOut};
+            char32_t key = 0;
+            // The clock on the card moves when its second is over.
+            switch (keys_->read(std::min(left, left % tick + std::chrono::milliseconds(1)), key)) {
+                case Platform::KeyReader::Result::cancelled:
+                case Platform::KeyReader::Result::ended:
+                    return {Ending::takenDown};
+                case Platform::KeyReader::Result::suspending:
+                    console_.leaveScreen();
+                    keys_->suspend();
+                    continue;
+                case Platform::KeyReader::Result::changed:
+                    redraw(true);
+                    continue;
+                case Platform::KeyReader::Result::timedOut:
+                    break;
+                case Platform::KeyReader::Result::key:
+                    if (const std::optional<End> end = card_.press(key))
+                        return *end;
+                    break;
+            }
+            redraw(false);
         }
-        if (key >= U'1' && key - U'1' < actions_)
-            return {Ending::dismissed, key - U'1'};
-        return {Ending::dismissed, {}};
     }
     void takeDown() override { keys_->cancel(); }
 
 private:
+    void redraw(bool takesScreen) {
+        if (!drawn_)
+            return;
+        if (takesScreen)
+            console_.takeScreen();
+        const auto left = deadline_ - clock_.now() + std::chrono::milliseconds(999);
+        console_.draw(
+            card_.draw(Platform::terminalSize(), std::chrono::duration_cast<std::chrono::seconds>(left)));
+    }
+
+    Console& console_;
     const std::unique_ptr<Platform::KeyReader> keys_;
-    const std::chrono::milliseconds timeout_;
-    const size_t actions_;
-};
-
-class UnattendedShowing final : public Showing {
-public:
-    End wait() override {
-        const Platform::Clock& clock = Platform::Clock::steady();
-        const auto deadline = clock.now() + unattendedTime;
-        Platform::MutexLock lock(mutex_);
-        while (!takenDown_ && clock.waitUntil(changed_, lock, deadline)) {
-        }
-        return {takenDown_ ? Ending::takenDown : Ending::dismissed, {}};
-    }
-    void takeDown() override {
-        Platform::MutexLock lock(mutex_);
-        takenDown_ = true;
-        changed_.notifyAll();
-    }
-
-private:
-    // Guards takenDown_. A leaf.
-    Platform::Mutex mutex_;
-    Platform::ConditionVariable changed_;
-    bool takenDown_ GUARDED_BY(mutex_) = false;
+    AlertCard card_;
+    const bool drawn_;
+    const Platform::Clock& clock_ = Platform::Clock::steady();
+    const Platform::Clock::Time deadline_;
 };
 
 }  // namespace
 
 std::unique_ptr<Showing> TerminalDisplay::show(const DisplayedAlert& alert) {
-    std::unique_ptr<Platform::KeyReader> keys;
-    if (Platform::terminalIsInteractive())
-        keys = Platform::KeyReader::create();
-    std::vector<std::u16string> lines = alertCard(alert, Platform::terminalColumns());
-    if (!keys)
-        lines.emplace_back(u"  nobody is at a terminal: dismissed in a second");
-    else if (alert.actions.empty())
-        lines.emplace_back(u"  press a key to dismiss");
-    else
-        lines.emplace_back(u"  press the digit of an action, or any other key to dismiss");
-    console_.lines(lines);
-    if (keys)
-        return std::make_unique<KeyShowing>(std::move(keys), alert);
-    return std::make_unique<UnattendedShowing>();
+    auto keys = Platform::terminalIsInteractive() ? Platform::KeyReader::create() : nullptr;
+    if (!keys) {
+        console_.error(u"the terminal is another's now: the alert is not shown");
+        return nullptr;
+    }
+    // It stays behind in what the terminal has printed.
+    console_.lines(alertCard(alert, Platform::terminalSize().columns));
+    return std::make_unique<CardShowing>(console_, std::move(keys), alert);
 }
 
 }  // namespace Host

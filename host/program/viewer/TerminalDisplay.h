@@ -6,8 +6,9 @@
 
 namespace Host {
 
-// On a terminal a digit chooses an action and any other key dismisses. Without one the alert dismisses itself
-// after a second.
+// A user at the terminal works with the card (AlertCard.h) on a screen of its own. Where the terminal takes
+// no escapes the card is printed, and digits, Enter and Escape work. When the terminal goes away the alert is
+// taken down: nobody has dismissed it.
 class TerminalDisplay final : public AlertDisplay {
 public:
     explicit TerminalDisplay(Console& console) : console_(console) {}

@@ -51,16 +51,40 @@ public:
             DWORD count = 0;
             if (!ReadConsoleInputW(input_, &record, 1, &count) || count == 0)
                 return Result::ended;
+            if (record.EventType == WINDOW_BUFFER_SIZE_EVENT)
+                return Result::changed;
             if (record.EventType != KEY_EVENT || !record.Event.KeyEvent.bKeyDown || isModifier(record))
                 continue;
-            key = static_cast<char16_t>(record.Event.KeyEvent.uChar.UnicodeChar);
+            key = keyOf(record.Event.KeyEvent);
             return Result::key;
         }
     }
 
+    void suspend() override {}  // nobody asks for it here
+
     void cancel() override { SetEvent(cancelled_); }
 
 private:
+    static char32_t keyOf(const KEY_EVENT_RECORD& record) {
+        switch (record.wVirtualKeyCode) {
+            case VK_UP:
+                return Keys::up;
+            case VK_DOWN:
+                return Keys::down;
+            case VK_PRIOR:
+                return Keys::pageUp;
+            case VK_NEXT:
+                return Keys::pageDown;
+            case VK_HOME:
+                return Keys::home;
+            case VK_END:
+                return Keys::end;
+            default:
+                break;
+        }
+        const auto unit = static_cast<char16_t>(record.uChar.UnicodeChar);
+        return unit == u'\r' ? U'\n' : unit;
+    }
     static bool isModifier(const INPUT_RECORD& record) {
         const WORD code = record.Event.KeyEvent.wVirtualKeyCode;
         return code == VK_SHIFT || code == VK_CONTROL || code == VK_MENU || code == VK_CAPITAL ||
@@ -112,8 +136,11 @@ private:
 void showInConsole(std::ostream& stream, DWORD which) {
     DWORD mode = 0;
     const HANDLE handle = GetStdHandle(which);
-    if (GetConsoleMode(handle, &mode))
-        stream.rdbuf(new ConsoleBuffer(handle));
+    if (!GetConsoleMode(handle, &mode))
+        return;
+    // An older console refuses it; terminalTakesEscapes() looks at what came of it.
+    SetConsoleMode(handle, mode | ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+    stream.rdbuf(new ConsoleBuffer(handle));
 }
 
 }  // namespace
@@ -141,12 +168,30 @@ bool terminalIsInteractive() {
            GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode);
 }
 
-unsigned terminalColumns() {
+bool outputIsTerminal() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
+}
+bool errorsAreTerminal() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
+}
+
+bool terminalTakesEscapes() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) &&
+           (mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+}
+
+TerminalSize terminalSize() {
     CONSOLE_SCREEN_BUFFER_INFO info{};
     if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info))
-        return 80;
+        return {};
     const int columns = info.srWindow.Right - info.srWindow.Left + 1;
-    return columns > 0 ? static_cast<unsigned>(columns) : 80;
+    const int rows = info.srWindow.Bottom - info.srWindow.Top + 1;
+    if (columns <= 0 || rows <= 0)
+        return {};
+    return {static_cast<unsigned>(columns), static_cast<unsigned>(rows)};
 }
 
 std::unique_ptr<KeyReader> KeyReader::create() {
@@ -158,7 +203,8 @@ std::unique_ptr<KeyReader> KeyReader::create() {
     if (!cancelled)
         return nullptr;
     // Processed input stays on: Ctrl+C asks the process to end, as ever.
-    SetConsoleMode(input, before & ~static_cast<DWORD>(ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT));
+    SetConsoleMode(
+        input, (before & ~static_cast<DWORD>(ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT)) | ENABLE_WINDOW_INPUT);
     FlushConsoleInputBuffer(input);
     return std::make_unique<ConsoleKeyReader>(input, before, cancelled);
 }

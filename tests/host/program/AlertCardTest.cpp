@@ -37,7 +37,7 @@ TEST(TerminalTextTest, NothingThatSteersATerminalIsLeft) {
     console.lines({hostile});
     console.error(hostile);
     EXPECT_EQ(output.str(), Ferrow::toUtf8(safe + u"\n" + safe + u"\n"));
-    EXPECT_EQ(errors.str(), Ferrow::toUtf8(u"brevant-host: " + safe + u"\n"));
+    EXPECT_EQ(errors.str(), Ferrow::toUtf8(u"brevant: " + safe + u"\n"));
 }
 
 TEST(TerminalTextTest, LinesAreNoWiderThanAskedFor) {
@@ -57,14 +57,14 @@ TEST(AlertCardTest, ShowsTitleTextsOptionsAndActionsWithTheirKeys) {
     DisplayedAlert alert;
     alert.title = u"Title";
     alert.texts = {u"short", u"long"};
-    alert.actions = {{u"Now", {}}, {u"Later", {}}};
-    alert.options = {{u"Yes", true}, {u"No", false}};
+    alert.actions = {{u"Now", {}, u"", true, {}}, {u"Later", {}, u"", false, {}}};
+    alert.options = {{u"Yes", true, u"y"}, {u"No", false, u"n"}};
     const auto card = alertCard(alert, 24);
     const std::vector<std::u16string> expected = {
         u"┌──────────────────────┐", u"│ Title                │", u"│                      │",
         u"│ short                │", u"│                      │", u"│ long                 │",
         u"│                      │", u"│ (x) Yes              │", u"│ ( ) No               │",
-        u"│                      │", u"│ [1] Now              │", u"│ [2] Later            │",
+        u"│                      │", u"│ [1] Now (Enter)      │", u"│ [2] Later            │",
         u"└──────────────────────┘"};
     EXPECT_EQ(card, expected);
 }
@@ -76,8 +76,8 @@ TEST(AlertCardTest, StaysHarmlessAndBoundedWhateverTheAlertHolds) {
     DisplayedAlert alert;
     alert.title = endless;
     alert.texts = {endless, endless};
-    alert.actions.resize(64, {endless, {}});
-    alert.options = {{endless, true}};
+    alert.actions.resize(64, {endless, {}, endless, true, {}});
+    alert.options = {{endless, true, endless}};
     for (const size_t columns : {size_t{0}, size_t{1}, size_t{25}, size_t{80}, size_t{100000}}) {
         const auto card = alertCard(alert, columns);
         EXPECT_LT(card.size(), 150u);
@@ -86,7 +86,61 @@ TEST(AlertCardTest, StaysHarmlessAndBoundedWhateverTheAlertHolds) {
             EXPECT_EQ(columnsOf(line), columnsOf(card.front())) << Ferrow::toUtf8(line);
         }
         EXPECT_LE(columnsOf(card.front()), std::max<size_t>(24, std::min<size_t>(columns, 100)));
+        for (const unsigned rows : {0u, 1u, 7u, 24u}) {
+            AlertCard worked(alert);
+            for (const char32_t key :
+                 {U'\0', Platform::Keys::end, Platform::Keys::up, Platform::Keys::pageUp}) {
+                EXPECT_FALSE(worked.press(key));
+                const auto lines =
+                    worked.draw({static_cast<unsigned>(columns), rows}, std::chrono::seconds(9));
+                EXPECT_LE(lines.size(), std::max(rows, 1u));
+                for (const StyledLine& line : lines)
+                    EXPECT_TRUE(isHarmless(line.text));
+            }
+        }
     }
+}
+
+TEST(AlertCardTest, KeysMoveTheMarkTickOptionsAndChoose) {
+    DisplayedAlert alert;
+    alert.title = u"Title";
+    alert.texts = {std::u16string(2000, u'x')};
+    for (size_t at = 0; at < 12; ++at)
+        alert.actions.push_back({u"Action " + Ferrow::decimal(at + 1), {}, u"", at == 10, {}});
+    alert.options = {{u"Yes", true, u"y"}, {u"No", false, u"n"}};
+    const auto seen = [&](AlertCard& card, std::u16string_view text) {
+        const auto lines = card.draw({40, 12}, std::chrono::seconds(75));
+        EXPECT_EQ(lines.size(), 12u);
+        EXPECT_NE(lines[1].text.find(u"Title"), std::u16string::npos) << "the title stays";
+        return std::ranges::any_of(
+            lines, [&](const StyledLine& line) { return line.text.find(text) != std::u16string::npos; });
+    };
+    using Ticked = std::vector<size_t>;
+    AlertCard card(alert);
+    EXPECT_TRUE(seen(card, u"closes in 1:15"));
+    for (const char32_t key : {U'x', U'0', U'\0', Platform::Keys::home})
+        EXPECT_FALSE(card.press(key)) << "does nothing";
+    EXPECT_EQ(card.press(U'\n')->action, 10u) << "the default one";
+    EXPECT_EQ(card.press(U'9')->action, 8u);
+    EXPECT_FALSE(seen(card, u"Action 12"));
+    card.press(Platform::Keys::down);
+    EXPECT_TRUE(seen(card, u"›[ ] Action 12"));
+    EXPECT_EQ(card.press(U'\n')->action, 11u) << "the marked one";
+    card.press(U' ');
+    EXPECT_EQ(card.press(U'9')->ticked, Ticked{0}) << "no option is marked";
+    card.press(Platform::Keys::down);
+    card.press(U'\t');
+    card.press(U' ');
+    EXPECT_TRUE(seen(card, u"›(x) No"));
+    const auto end = card.press(U'\x1B');
+    EXPECT_EQ(end->action, std::nullopt);
+    EXPECT_EQ(end->ticked, (Ticked{0, 1}));
+    EXPECT_EQ(end->ending, Showing::Ending::dismissed);
+
+    alert.actions = {{u"Go", {u"plain", u""}, u"", false, {{{u"n", u"y"}, {u"both", u""}}}}};
+    EXPECT_EQ(alert.messageFor(alert.actions[0], {1, 0}).name, u"both");
+    EXPECT_EQ(alert.messageFor(alert.actions[0], {1}).name, u"plain");
+    EXPECT_FALSE(AlertCard(alert).press(U'\n')) << "there is no default";
 }
 
 TEST(DisplayedAlertTest, ReadsWhatIsThereAndLeavesTheRestEmpty) {

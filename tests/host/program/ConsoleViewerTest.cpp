@@ -100,7 +100,7 @@ TEST_F(ConsoleViewerTest, RefusesWhatItCannotShowAndEndsTheAlertOnScreenAsFailed
 TEST_F(ConsoleViewerTest, ThePrinterKeepsTheOrderOfTheRoadAndStandsInForNoViewer) {
     std::ostringstream output;
     Console console(output, output);
-    RoadPrinter printer(bus(), console, ConsoleViewer::id);
+    RoadPrinter printer(bus(), console, ConsoleViewer::usualId);
     broker.publish(u"Brevant.Viewer.console.Registered");
     broker.publish(u"Brevant.Alert.GetId");
     broker.publish(u"Brevant.Alert.GetId.Response");

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "host/bus/BusFunctions.h"
+#include "host/program/commands/Program.h"
 #include "host/program/connection/BusConnection.h"
 #include "host/program/settings/SettingsStore.h"
 #include "host/program/viewer/AlertDisplay.h"
@@ -56,6 +57,61 @@ private:
 
     std::vector<DisplayedAlert> shown_;
     std::deque<Showing::End> ends_;
+};
+
+// What a program writes, for who reads it meanwhile.
+class SharedText final : public std::streambuf, Support::Monitor {
+public:
+    std::string text() const {
+        return locked([&] { return text_; });
+    }
+    bool comes(std::string_view part) const {
+        return Monitor::comes([&] { return text_.find(part) != std::string::npos; });
+    }
+
+private:
+    int_type overflow(int_type byte) override {
+        locked([&] { text_ += traits_type::to_char_type(byte); });
+        return byte;
+    }
+    std::streamsize xsputn(const char* bytes, std::streamsize count) override {
+        locked([&] { text_.append(bytes, static_cast<size_t>(count)); });
+        return count;
+    }
+    std::string text_;
+};
+
+// One command of the program, on a thread of its own, as if in a terminal of its own.
+class Command {
+public:
+    Command(std::vector<std::u16string> arguments, AlertDisplay* user)
+        : program_(console_, user, [](int) { FAIL() << "left"; }),
+          thread_([this, arguments = std::move(arguments)] { code_ = program_.run(arguments); }) {}
+    ~Command() {
+        if (thread_.joinable())
+            stop();
+    }
+
+    bool says(std::string_view text) const { return output.comes(text); }
+    bool complains(std::string_view text) const { return errors.comes(text); }
+    // The exit code.
+    int end() {
+        thread_.join();
+        return code_;
+    }
+    int stop() {
+        program_.stop();
+        return end();
+    }
+
+    SharedText output, errors;
+
+private:
+    std::ostream out_{&output}, err_{&errors};
+    Console console_{out_, err_};
+    Program program_;
+    int code_ = -1;
+    std::thread thread_;
 };
 
 class HostTest : public testing::Test {

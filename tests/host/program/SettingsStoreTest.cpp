@@ -41,6 +41,17 @@ TEST_F(SettingsStoreTest, KeepsWhatIsPersistentOverARestartAndForgetsWhatIsVolat
     EXPECT_EQ(afterRestart(u"kept"), std::nullopt);
 }
 
+TEST_F(SettingsStoreTest, SweepsWhatKilledWritersHaveLeft) {
+    writeFile("{\"properties\":[]}");
+    for (const char16_t* name : {u".17-0.tmp", u".17-x.tmp", u".tmp"})
+        ASSERT_TRUE(Platform::appendToFile(path + name, "{"));
+    SettingsStore store(path);
+    EXPECT_EQ(store.open(), u"");
+    EXPECT_FALSE(Platform::fileExists(path + u".17-0.tmp"));
+    EXPECT_TRUE(Platform::fileExists(path + u".17-x.tmp") && Platform::fileExists(path + u".tmp"))
+        << "is another's";
+}
+
 TEST_F(SettingsStoreTest, KeepsADamagedFileBesideSaysSoAndStartsEmpty) {
     size_t number = 0;
     for (const std::string_view damage :
