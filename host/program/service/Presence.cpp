@@ -1,5 +1,7 @@
 #include "host/program/service/Presence.h"
 
+#include <algorithm>
+
 #include <brevant/cpp/alerts.h>
 
 #include "host/program/connection/HostMessages.h"
@@ -9,7 +11,8 @@
 namespace Host {
 namespace {
 
-constexpr auto askInterval = std::chrono::milliseconds(2000);
+// Two rounds and the slowest answer to the second: a viewer that is gone is known within 5 s.
+constexpr auto askInterval = std::chrono::milliseconds(1500);
 constexpr auto answerTime = std::chrono::milliseconds(1000);
 constexpr unsigned mostSilent = 2;
 
@@ -46,9 +49,10 @@ std::vector<Presence::Registered> Presence::registered(const SettingsStore& stor
 
 void Presence::run() {
     const Platform::Clock& clock = Platform::Clock::steady();
+    auto deadline = clock.now();
     Platform::MutexLock lock(mutex_);
     for (;;) {
-        const auto deadline = clock.now() + askInterval;
+        deadline = std::max(deadline + askInterval, clock.now());
         while (!stopping_ && clock.waitUntil(stopped_, lock, deadline)) {
         }
         if (stopping_)

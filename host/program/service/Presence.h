@@ -16,7 +16,7 @@
 namespace Host {
 
 // A process that dies cannot delete its property. Those viewers whose property says so (HostMessages.h) are
-// asked for a sign of life every two seconds; one to whom nobody answers twice in a row is unregistered, as
+// asked for a sign of life every 1.5 s; one to whom nobody answers twice in a row is unregistered, as
 // by itself. A viewer that is there and slow stays, and nobody is unregistered while the host does not even
 // hear itself on the bus.
 class Presence {
