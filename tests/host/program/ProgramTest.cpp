@@ -120,7 +120,6 @@ TEST_F(ProgramTest, AHostServesProductsViewersAndTools) {
     EXPECT_EQ(run({u"delete", u"1"}), exitFailed) << "it has been chosen";
     EXPECT_EQ(viewer->stop(), exitDone);
     EXPECT_FALSE(status()->hasViewer(u"mine"));
-    EXPECT_TRUE(host->says("  log  ")) << "while it runs";
     EXPECT_EQ(watch->stop(), exitDone);
     EXPECT_EQ(changes->stop(), exitDone);
     EXPECT_EQ(host->stop(), exitDone);

@@ -24,16 +24,17 @@ public:
         const std::u16string test = Platform::executablePath();
         arguments.insert(arguments.begin(),
                          Platform::nativePath(test.substr(0, test.rfind(u'\\') + 1) + u"brevant"));
+        // Nothing is allocated between fork and exec: another thread may hold the lock for that.
+        std::vector<char*> words;
+        for (std::string& argument : arguments)
+            words.push_back(argument.data());
+        words.push_back(nullptr);
+        setenv("TERM", "xterm", 1);
         winsize size{};
         size.ws_row = 24;
         size.ws_col = 80;
         process_ = forkpty(&terminal_, nullptr, nullptr, &size);
         if (process_ == 0) {
-            std::vector<char*> words;
-            for (std::string& argument : arguments)
-                words.push_back(argument.data());
-            words.push_back(nullptr);
-            setenv("TERM", "xterm", 1);
             execv(words[0], words.data());
             _exit(127);
         }
@@ -73,21 +74,26 @@ public:
         ioctl(terminal_, TIOCSWINSZ, &size);
     }
     void signal(int number) const { kill(process_, number); }
-    bool stops() const {
-        int status = 0;
-        return waitpid(process_, &status, WUNTRACED) == process_ && WIFSTOPPED(status);
-    }
+    bool stops() { return changesState(WUNTRACED) && WIFSTOPPED(status_); }
+    // The exit code, or the signal below zero; -1000 when it does not end.
     int end() {
         while (shows("\xFF")) {
         }
-        int status = 0;
-        waitpid(std::exchange(process_, 0), &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+        if (!changesState(0))
+            return -1000;
+        process_ = 0;
+        return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
     }
 
     std::string seen;
 
 private:
+    bool changesState(int options) {
+        return Support::eventually(
+            [&] { return waitpid(process_, &status_, options | WNOHANG) == process_; });
+    }
+
+    int status_ = 0;
     pid_t process_ = 0;
     int terminal_ = -1;
     size_t from_ = 0;
@@ -136,6 +142,7 @@ TEST_F(ProcessTest, TheCardOnATerminalIsDrawnAnewAndHeedsItsKeysAlone) {
 TEST_F(ProcessTest, AHostThatIsAskedToEndWaitsNeitherForAlertsNorForPlugins) {
     Process host({"host", "--store", store, "--answer", "timeout", alert()});
     ASSERT_TRUE(host.shows("[1] No")) << host.seen;
+    EXPECT_TRUE(host.shows("  log  ")) << host.seen << "\nas it is written";
     host.signal(SIGTERM);
     EXPECT_EQ(host.end(), exitDone) << host.seen << "\nalthough the alert has an hour";
 
