@@ -20,6 +20,7 @@ enum class FileUse {
     append,     // created when missing
     overwrite,  // created when missing, else emptied
     temporary,  // created; fails with errorFileExists or errorAlreadyExists where anything has the name
+    privateTemporary,  // the same, for the own account and the system's administrators alone
 };
 constexpr uint32_t errorFileExists = 80;
 constexpr uint32_t errorAlreadyExists = 183;
@@ -52,6 +53,9 @@ struct FileStatus {
 std::optional<FileStatus> statusOf(const NativePath& path);
 // True as well when something of that name exists.
 bool makeFolder(const NativePath& path);
+// For the own account and the system's administrators alone, also when it was there; false when it is
+// another's.
+bool makePrivateFolder(const NativePath& path);
 bool removePath(const NativePath& path);
 bool renamePath(const NativePath& from, const NativePath& to);
 

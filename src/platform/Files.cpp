@@ -18,7 +18,7 @@ bool failed(uint32_t error) {
 }
 
 // A new file beside another; its name is told.
-NativeFile makeTemporary(const NativePath& beside, NativePath& name) {
+NativeFile makeTemporary(const NativePath& beside, FileUse use, NativePath& name) {
     static constinit std::atomic<uint32_t> counter{0};
     const std::string process = "." + std::to_string(currentProcessId()) + "-";
     // Names are taken by files that a crash left behind, or by what others put there to be written through.
@@ -26,7 +26,7 @@ NativeFile makeTemporary(const NativePath& beside, NativePath& name) {
     for (int attempt = 0; attempt < attempts; ++attempt) {
         const std::string ending = process + std::to_string(counter.fetch_add(1)) + ".tmp";
         name.assign(beside).append(ending.begin(), ending.end());
-        NativeFile file = openFile(name, FileUse::temporary);
+        NativeFile file = openFile(name, use);
         if (file || (lastError() != errorFileExists && lastError() != errorAlreadyExists))
             return file;
     }
@@ -82,12 +82,14 @@ std::optional<std::string> readFile(const std::u16string& path, size_t mostBytes
     return text;
 }
 
-bool writeFileAtomically(const std::u16string& path, std::string_view text) {
+bool writeFileAtomically(const std::u16string& path, std::string_view text, FileReaders readers) {
     const NativePath native = checkedPath(path);
     if (native.empty())
         return false;
     NativePath temporary;
-    NativeFile file = makeTemporary(native, temporary);
+    NativeFile file = makeTemporary(
+        native, readers == FileReaders::ownAccount ? FileUse::privateTemporary : FileUse::temporary,
+        temporary);
     if (!file)
         return false;
     if (writeAll(file, text) && moveIntoPlace(std::move(file), temporary, native))
@@ -125,6 +127,11 @@ bool createFolders(const std::u16string& path) {
     }
     const std::optional<FileStatus> made = statusOf(native);
     return made && (made->folder || failed(errorAlreadyExists));
+}
+
+bool createPrivateFolder(const std::u16string& path) {
+    const NativePath native = checkedPath(path);
+    return !native.empty() && makePrivateFolder(native);
 }
 
 bool removeFile(const std::u16string& path) {

@@ -18,14 +18,20 @@ bool fileExists(const std::u16string& path);
 std::optional<uint64_t> fileSize(const std::u16string& path);
 // Nothing as well for a file of more bytes than mostBytes, and for what is no regular file.
 std::optional<std::string> readFile(const std::u16string& path, size_t mostBytes = SIZE_MAX);
+enum class FileReaders { asInFolder, ownAccount };
 // Replaces the file in one step: readers see the old text or the new one, whatever happens meanwhile. The
-// folder must exist.
-bool writeFileAtomically(const std::u16string& path, std::string_view text);
+// folder must exist. A file for the own account can be read by the system's administrators beside it; on
+// Linux one that is there keeps its mode.
+bool writeFileAtomically(const std::u16string& path, std::string_view text,
+                         FileReaders readers = FileReaders::asInFolder);
 // Appends to the file, which is created when missing; truncate empties it first. False for what is no regular
 // file.
 bool appendToFile(const std::u16string& path, std::string_view text, bool truncate = false);
 // Creates the folder and those above it; true as well when it exists.
 bool createFolders(const std::u16string& path);
+// Creates the folder in an existing one, for the own account and the system's administrators alone; one that
+// is there becomes that. False when it belongs to another account.
+bool createPrivateFolder(const std::u16string& path);
 bool removeFile(const std::u16string& path);
 // Replaces what is there under the new name.
 bool renameFile(const std::u16string& from, const std::u16string& to);

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "platform/Files.h"
 #include "platform/Process.h"
@@ -29,15 +30,16 @@ int flagsFor(FileUse use) {
         case FileUse::overwrite:
             return O_WRONLY | O_CREAT | O_APPEND | O_TRUNC | O_NONBLOCK;
         case FileUse::temporary:
+        case FileUse::privateTemporary:
             break;
     }
     return O_WRONLY | O_CREAT | O_EXCL;
 }
 
-NativeFile opened(const NativePath& path, int flags) {
+NativeFile opened(const NativePath& path, int flags, mode_t mode) {
     int number = -1;
     do {
-        number = open(path.c_str(), flags | O_CLOEXEC, 0644);
+        number = open(path.c_str(), flags | O_CLOEXEC, mode);
     } while (number < 0 && errno == EINTR);
     return clearOfStandardStreams(NativeFile(number));
 }
@@ -58,7 +60,7 @@ NativePath checkedPath(const std::u16string& path) {
 }
 
 NativeFile openFile(const NativePath& path, FileUse use) {
-    NativeFile file = opened(path, flagsFor(use));
+    NativeFile file = opened(path, flagsFor(use), use == FileUse::privateTemporary ? 0600 : 0644);
     if (!file)
         failed();
     // A pipe whose other end is let go of would end the process.
@@ -125,6 +127,19 @@ std::optional<FileStatus> statusOf(const NativePath& path) {
 
 bool makeFolder(const NativePath& path) {
     return mkdir(path.c_str(), 0755) == 0 || errno == EEXIST || failed();
+}
+
+bool makePrivateFolder(const NativePath& path) {
+    constexpr mode_t ownAccount = 0700;
+    if (mkdir(path.c_str(), ownAccount) == 0)
+        return true;
+    if (errno != EEXIST)
+        return failed();
+    const NativeFile folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status {};
+    if (!folder || fstat(folder.get(), &status) != 0)
+        return failed();
+    return (status.st_uid == geteuid() && fchmod(folder.get(), ownAccount) == 0) || failed(EACCES);
 }
 
 bool removePath(const NativePath& path) {

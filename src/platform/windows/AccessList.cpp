@@ -120,6 +120,10 @@ std::u16string ownFolderList() {
     return u"D:P" + fullAccess(u"OICI") + u"(A;OICI;0x1200a9;;;BU)";  // users may read
 }
 
+std::u16string privateList() {
+    return u"D:P" + fullAccess(u"OICI");
+}
+
 std::u16string writersMutexList(std::u16string folder) {
     std::optional<FileSecurity> security = FileSecurity::of(folder);
     for (size_t end = folder.rfind(u'\\'); !security && end != folder.npos; end = folder.rfind(u'\\')) {

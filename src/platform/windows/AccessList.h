@@ -30,6 +30,8 @@ struct FileSecurity {
 
 // Of a folder for this account, administrators and the system; others may read what is in it.
 std::u16string ownFolderList();
+// Of a file or a folder for this account, administrators and the system alone.
+std::u16string privateList();
 // Of a mutex for these and for whom the folder, or else the nearest one above it, lets change its files.
 // Groups of accounts of every kind are left out.
 std::u16string writersMutexList(std::u16string folder);

@@ -24,17 +24,19 @@ NativePath checkedPath(const std::u16string& path) {
 }
 
 NativeFile openFile(const NativePath& path, FileUse use) {
+    const bool isNew = use == FileUse::temporary || use == FileUse::privateTemporary;
     const DWORD access = use == FileUse::read     ? GENERIC_READ
                          : use == FileUse::append ? FILE_APPEND_DATA
                                                   : GENERIC_WRITE;
-    const DWORD disposition = use == FileUse::read        ? OPEN_EXISTING
-                              : use == FileUse::append    ? OPEN_ALWAYS
-                              : use == FileUse::temporary ? CREATE_NEW
-                                                          : CREATE_ALWAYS;
-    const DWORD flags =
-        FILE_ATTRIBUTE_NORMAL | (use == FileUse::temporary ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
+    const DWORD disposition = use == FileUse::read     ? OPEN_EXISTING
+                              : use == FileUse::append ? OPEN_ALWAYS
+                              : isNew                  ? CREATE_NEW
+                                                       : CREATE_ALWAYS;
+    const DWORD flags = FILE_ATTRIBUTE_NORMAL | (isNew ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
+    NewAccess readers(use == FileUse::privateTemporary ? privateList() : std::u16string());
     return NativeFile(CreateFileW(wide(path), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                  nullptr, disposition, flags, nullptr));
+                                  use == FileUse::privateTemporary ? readers.attributes() : nullptr,
+                                  disposition, flags, nullptr));
 }
 
 std::optional<uint64_t> regularSize(const NativeFile& file) {
@@ -96,6 +98,25 @@ bool makeFolder(const NativePath& path) {
     NewAccess own(open ? ownFolderList() : std::u16string());
     return CreateDirectoryW(wide(path), open ? own.attributes() : nullptr) ||
            GetLastError() == ERROR_ALREADY_EXISTS;
+}
+
+bool makePrivateFolder(const NativePath& path) {
+    NewAccess own(privateList());
+    if (!own.attributes())
+        return false;
+    if (CreateDirectoryW(wide(path), own.attributes()))
+        return true;
+    if (GetLastError() != ERROR_ALREADY_EXISTS)
+        return false;
+    const std::optional<FileSecurity> security = FileSecurity::of(path);
+    const DWORD attributes = GetFileAttributesW(wide(path));
+    if (!security || !security->isOwnedByWhoDecides() || !(attributes & FILE_ATTRIBUTE_DIRECTORY) ||
+        (attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return false;
+    }
+    return SetFileSecurityW(wide(path), DACL_SECURITY_INFORMATION, own.attributes()->lpSecurityDescriptor) !=
+           0;
 }
 
 bool removePath(const NativePath& path) {
