@@ -12,7 +12,7 @@ constexpr size_t mostHeardProcesses = 4096;
 
 BusObserver::BusObserver(const ServerAddress& address, std::u16string_view pattern, Show show)
     : text_(pattern), pattern_(text_), show_(std::move(show)), client_(address, *this) {
-    copies_ = "mp." + hexadecimal(client_.process()) + ".";
+    copies_ = "mo." + hexadecimal(client_.process()) + ".";
     client_.subscribe("mb." + patternSubject(text_).subject());
     client_.subscribe(copies_ + ">");
     client_.subscribe("mc.list");

@@ -106,7 +106,8 @@ bool ConnectionFile::writeCredentials(std::string_view role, const Credentials& 
     return !file.empty() && isOneLine(credentials.user) && isOneLine(credentials.password) &&
            Platform::createFolders(folder_) &&
            Platform::writeFileAtomically(
-               file, "user=" + credentials.user + "\npassword=" + credentials.password + "\n");
+               file, "user=" + credentials.user + "\npassword=" + credentials.password + "\n",
+               Platform::FileReaders::ownAccount);
 }
 
 std::u16string ConnectionFile::credentialsPath(std::string_view role) const {

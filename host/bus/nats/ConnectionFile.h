@@ -17,8 +17,9 @@ struct Credentials {
 };
 
 // The file "connection" and, beside it, "<role>.credentials" for each role; lines of UTF-8, "key=value" each.
-// What is written replaces the old file in one step. Keeping others from reading the folder is the host's
-// affair. Any thread; what fails leaves its reason in Platform::lastError().
+// What is written replaces the old file in one step. Credentials are for the own account, on Linux for
+// whom the mode of a file that is there lets read them. Any thread; what fails leaves its reason in
+// Platform::lastError().
 class ConnectionFile {
 public:
     struct Content {

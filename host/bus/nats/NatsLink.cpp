@@ -15,6 +15,7 @@ using Platform::Clock;
 constexpr std::string_view messages = "mb.";
 constexpr std::string_view requests = "mq.";
 constexpr std::string_view addressed = "mp.";
+constexpr std::string_view observed = "mo.";
 constexpr std::string_view controls = "mc.";
 // What the others tell of themselves when asked.
 constexpr std::string_view introductions = "table";
@@ -29,8 +30,8 @@ constexpr size_t mostHeardProcesses = 4096;
 bool belongs(WireKind kind, std::string_view subject) noexcept {
     switch (kind) {
         case WireKind::join:
+            return subject == "mc.join";
         case WireKind::addPattern:
-            return subject == "mc.join" || (subject == "mc.pattern" && kind == WireKind::addPattern);
         case WireKind::removePattern:
             return subject == "mc.pattern";
         case WireKind::leave:
@@ -52,7 +53,6 @@ bool belongs(WireKind kind, std::string_view subject) noexcept {
 NatsLink::NatsLink(const ServerAddress& address, Receiver& receiver, RequestTable& table)
     : receiver_(receiver), requests_(table), client_(address, *this) {
     client_.subscribe(client_.inbox() + ">");
-    client_.subscribe(addressOf(process(), ">"));
     client_.subscribe(std::string(controls) + ">");
     client_.start();
 }
@@ -70,6 +70,11 @@ void NatsLink::subscribe(const Subscription& subscription) {
     if (pattern.isWhole) {
         addReference(std::string(requests) + pattern.subject());
         return;
+    }
+    // Only who announces patterns is addressed: others need not be allowed to be.
+    if (!isAddressed_) {
+        client_.subscribe(addressOf(process(), ">"));
+        isAddressed_ = true;
     }
     if (++announced_[subscription.text] != 1)
         return;
@@ -111,6 +116,10 @@ std::string NatsLink::addressOf(const ProcessId& process, const std::string& sub
     return std::string(addressed) + hexadecimal(process) + "." + subject;
 }
 
+std::string NatsLink::observerAddress(const ProcessId& observer, const std::string& subject) {
+    return std::string(observed) + hexadecimal(observer) + "." + subject;
+}
+
 void NatsLink::refuse(const std::string& inbox, uint32_t status) {
     std::vector<Frame> frames;
     frames.emplace_back(inbox, std::string_view(), own(WireKind::refusal, status));
@@ -124,7 +133,7 @@ void NatsLink::addCopies(std::u16string_view name, const std::string& subject, c
     WireMessage copy = request;
     copy.flags |= wireCopy;
     for (const ProcessId& observer : peers_.matching(name, true))
-        frames.emplace_back(addressOf(observer, subject), observerInbox(observer), copy).isKept = false;
+        frames.emplace_back(observerAddress(observer, subject), observerInbox(observer), copy).isKept = false;
 }
 
 void NatsLink::tellObservers(RemoteRequest& request, const WireMessage& outcome) {
@@ -136,7 +145,7 @@ void NatsLink::tellObservers(RemoteRequest& request, const WireMessage& outcome)
     copy.handle = request.sequence();
     const std::string subject = subjectOf(request.name);
     for (const ProcessId& observer : peers_.matching(request.name, true))
-        tell(addressOf(observer, subject), observerInbox(observer), copy);
+        tell(observerAddress(observer, subject), observerInbox(observer), copy);
 }
 
 std::string NatsLink::observerInbox(const ProcessId& observer) const {
@@ -155,7 +164,7 @@ void NatsLink::beginStop() {
 void NatsLink::settling() {
     settled_ = Platform::deadlineAfter(Clock::steady().now(), tableTime);
     peers_.join(process());
-    describeSelf("mc.join");
+    describeSelf("mc.join", "mc.pattern");
     announce("mc.list", client_.inbox() + std::string(introductions), own(WireKind::list));
 }
 
@@ -304,7 +313,7 @@ void NatsLink::control(const ServerMessage& message) {
             break;
         case WireKind::list:
             if (!reply.empty())
-                describeSelf(reply);
+                describeSelf(reply, reply);
             break;
         case WireKind::census:
             if (!reply.empty())
@@ -319,8 +328,8 @@ void NatsLink::control(const ServerMessage& message) {
     }
 }
 
-void NatsLink::describeSelf(const std::string& to) {
-    announce(to, {}, own(WireKind::join));
+void NatsLink::describeSelf(const std::string& presence, const std::string& announcements) {
+    announce(presence, {}, own(WireKind::join));
     std::vector<std::u16string> patterns;
     {
         Platform::MutexLock lock(mutex_);
@@ -330,7 +339,7 @@ void NatsLink::describeSelf(const std::string& to) {
     for (const std::u16string& pattern : patterns) {
         WireMessage message = own(WireKind::addPattern);
         message.name = bytesOf(pattern);
-        announce(to, {}, message);
+        announce(announcements, {}, message);
     }
 }
 

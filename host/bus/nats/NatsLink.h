@@ -61,6 +61,7 @@ public:
     // Where the copy of a request is answered.
     std::string inboxOf(uint64_t cookie, size_t copy) const;
     static std::string addressOf(const ProcessId& process, const std::string& subject);
+    static std::string observerAddress(const ProcessId& observer, const std::string& subject);
     // Before this time the announcements of others may still be on their way.
     Platform::Clock::Time settledTime() const noexcept { return settled_.load(); }
     void refuse(const std::string& inbox, uint32_t status);
@@ -93,7 +94,8 @@ private:
     void answered(std::string_view token, const ServerMessage& message);
     void control(const ServerMessage& message);
     std::string observerInbox(const ProcessId& observer) const;
-    void describeSelf(const std::string& to);
+    // To the one what this process is, to the other what it has announced.
+    void describeSelf(const std::string& presence, const std::string& announcements);
     void follow(const std::shared_ptr<RemoteRequest>& request, const RemoteRequest::Census& census);
     std::vector<ProcessId> others();
     bool isRepeat(const WireMessage& message);
@@ -128,6 +130,7 @@ private:
     };
     Platform::Mutex mutex_;  // taken under the bus's; the client's is taken under it
     std::unordered_map<std::string, ServerSubscription> subjects_ GUARDED_BY(mutex_);
+    bool isAddressed_ GUARDED_BY(mutex_) = false;
     std::map<std::u16string, size_t> announced_ GUARDED_BY(mutex_);  // patterns of this process
 
     NatsClient client_;  // last: its thread uses what stands above

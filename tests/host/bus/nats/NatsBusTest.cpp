@@ -12,12 +12,12 @@
 #include <brevant/library.h>
 
 #include "host/bus/nats/BusObserver.h"
-#include "host/bus/nats/NatsServer.h"
 #include "host/bus/nats/Subject.h"
 #include "host/bus/nats/WireMessage.h"
 #include "platform/Files.h"
 #include "support/Beside.h"
 #include "support/BusPeer.h"
+#include "support/NatsServer.h"
 #include "support/ProcessCounts.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "host/bus/nats/NatsServer.h"
+#include "support/NatsServer.h"
 
 #include <csignal>
 #include <cstdlib>
