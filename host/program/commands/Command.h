@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "host/program/commands/CommandLine.h"
+#include "host/program/connection/BusChoice.h"
 #include "host/program/connection/StopRequest.h"
 #include "host/program/output/Console.h"
 #include "host/program/output/ExitCode.h"
@@ -15,6 +16,7 @@ struct CommandContext {
     Console& console;
     AlertDisplay* user;  // null: nobody is at a terminal
     StopRequest& stop;
+    BusChoice bus;
     std::function<void(int)> leave;  // ends the process at once, whatever still runs
 };
 

@@ -37,7 +37,7 @@ struct Given {
     std::string bus, store, answer, id, instance, name, value, pattern;
     std::vector<std::string> files;
     bool quiet = false, json = false, viewer = false, noWait = false, handOver = false, noStandIn = false,
-         isVolatile = false, paths = false;
+         server = false, isVolatile = false, paths = false;
     unsigned grace = 10;
 
     std::optional<FixedAnswer> fixedAnswer() const {
@@ -90,6 +90,8 @@ public:
         }
         if (given_.store == "-")
             return Saying{true, u"--store takes a file, not standard input"};
+        if (given_.server && !given_.bus.empty())
+            return Saying{true, u"--server brings its own bus: it goes without --bus"};
         if (std::ranges::count(given_.files, "-") > 1)
             return Saying{true, u"standard input can be read but once"};
         CommandLine result;
@@ -143,7 +145,7 @@ private:
             add(app_, "host", "The broker that stays up: module, settings manager, session notifications",
                 "It stays until SIGINT or SIGTERM: then alerts on screen are taken down and the module is\n"
                 "stopped. A second signal ends it at once.\n\n"
-                "Example: brevant host --grace 5\n\n"
+                "Example: brevant host --server\n\n"
                 "Exit codes: 0 ended as asked, 2 an alert file makes no sense, 4 a host runs already on\n"
                 "this bus, 5 left after the grace time with what still held it, 1 anything else.",
                 [this]() -> Command {
@@ -153,9 +155,13 @@ private:
                                        given_.fixedAnswer(),
                                        std::chrono::seconds(given_.grace),
                                        given_.handOver,
-                                       !given_.noStandIn};
+                                       !given_.noStandIn,
+                                       given_.server};
                 });
         command->add_option("FILE", given_.files, "alerts to show; \"-\" for standard input")->type_name("");
+        command->add_flag("--server", given_.server,
+                          "starts a server of its own on this machine, and ends it: products, viewers\n"
+                          "and the other commands find it by themselves");
         command->add_flag("--viewer", given_.viewer, "shows alerts on this terminal, too");
         addAnswer(command);
         command

@@ -21,6 +21,7 @@ struct HostOptions {
     std::chrono::seconds grace{10};
     bool handsOverBus = false;
     bool standsIn = true;
+    bool startsServer = false;
 };
 
 struct ShowOptions {

@@ -3,7 +3,6 @@
 #include <brevant/cpp/alerts.h>
 
 #include "host/program/commands/Command.h"
-#include "host/program/connection/BusChoice.h"
 #include "host/program/connection/BusConnection.h"
 #include "host/program/service/Host.h"
 
@@ -26,7 +25,7 @@ int runDelete(const DeleteOptions& options, CommandContext& context) {
     BusConnection connection(bus.functions(), u"brevant");
     const BusAnswer answer = connection.request(BREVANT_ALERT_DELETE + instance, {}, answerTime);
     if (answer.status == MODULE_STATUS_NO_SUBSCRIBERS) {
-        console.error(u"no host answers on " + busChoice().name);
+        console.error(u"no host answers on " + context.bus.name);
         return exitNobody;
     }
     const bool withdrawn = answer.status == MODULE_STATUS_SUCCESS &&

@@ -2,10 +2,11 @@
 
 #include "host/program/commands/Alerts.h"
 #include "host/program/commands/Command.h"
-#include "host/program/connection/BusChoice.h"
 #include "host/program/connection/BusLibrary.h"
 #include "host/program/output/SystemPath.h"
+#include "host/program/server/BusServer.h"
 #include "host/program/service/FileTail.h"
+#include "host/program/service/HostClaim.h"
 #include "text/Utf.h"
 
 namespace Host {
@@ -13,6 +14,8 @@ namespace {
 
 constexpr auto logInterval = std::chrono::milliseconds(200);
 constexpr size_t mostLogLines = 1000;  // at a time
+constexpr auto serverPatience = std::chrono::seconds(5);
+constexpr auto serverInterval = std::chrono::milliseconds(20);
 
 // Prints what is written to the log, as it is written.
 class LogPrinter {
@@ -29,6 +32,24 @@ private:
     FileTail tail_;
 };
 
+int refuse(uint32_t process, Console& console) {
+    console.error(u"a host runs already on this bus: process " + Ferrow::decimal(process));
+    return exitRefused;
+}
+
+// The host that has a server, once it has told of itself.
+std::optional<uint32_t> serverHost(StopRequest& stop) {
+    const MessageBus::ConnectionFile file;
+    const Platform::Clock& clock = Platform::Clock::steady();
+    const auto deadline = Platform::deadlineAfter(clock.now(), serverPatience);
+    for (;;) {
+        if (const auto found = file.read(); found.state == MessageBus::ConnectionFile::State::present)
+            return found.content.host;
+        if (clock.now() >= deadline || stop.waitFor(serverInterval))
+            return std::nullopt;
+    }
+}
+
 }  // namespace
 
 int runHost(const HostOptions& options, CommandContext& context) {
@@ -43,22 +64,38 @@ int runHost(const HostOptions& options, CommandContext& context) {
     if (!alerts)
         return exitBadInput;
 
-    const BusLibrary bus(busLibraryFile());
-    const BusChoice choice = busChoice();
-    HostClient client(bus.functions());
-    if (client.look() == HostClient::Change::back) {
-        console.error(u"a host runs already on this bus: process " + Ferrow::decimal(client.seen()->process));
-        return exitRefused;
+    std::optional<BusServer> server;
+    if (options.startsServer) {
+        try {
+            server.emplace(MessageBus::ConnectionFile());
+        } catch (const BusServer::Taken& taken) {
+            const std::optional<uint32_t> other = serverHost(context.stop);
+            if (other)
+                return refuse(*other, console);
+            console.error(Ferrow::toUtf16(taken.what()));
+            return exitRefused;
+        }
+        context.bus = chooseBus(server->url(), BusRole::host);
     }
+    const BusLibrary bus(busLibraryFile());
+    HostClaim claim(bus.functions());
+    if (!context.bus.isEmbedded) {
+        if (const auto other = claim.findHolder())
+            return refuse(*other, console);
+    }
+    HostClient client(bus.functions());
+    if (client.look() == HostClient::Change::back)
+        return refuse(client.seen()->process, console);
 
     LogPrinter log(console);
     SettingsStore store(options.store.empty() ? usualStore() : options.store);
     if (const std::u16string trouble = store.open(); !trouble.empty())
         console.error(trouble);
-    Host host(bus.functions(), store, choice.name, options.handsOverBus, options.standsIn);
+    Host host(bus.functions(), store, context.bus.name, options.handsOverBus, options.standsIn);
     console.note(host.description());
-    if (choice.isEmbedded)
-        console.note(u"on the embedded bus: no other process reaches this host");
+    console.note(context.bus.isEmbedded
+                     ? u"on the embedded bus: no other process reaches this host, --server lets them"
+                     : u"on " + context.bus.name + (server ? u", a server of its own" : u""));
     std::optional<ConsoleViewer> viewer;
     if (display) {
         viewer.emplace(bus.functions(), *display);
@@ -71,6 +108,10 @@ int runHost(const HostOptions& options, CommandContext& context) {
         published.publish();
     while (!context.stop.waitFor(logInterval)) {
         log.print();
+        if (server) {
+            if (const std::u16string news = server->tend(); !news.empty())
+                console.error(news);
+        }
         Product::Step::Kind step{};
         do
             step =

@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "host/program/connection/BusChoice.h"
+#include "host/program/connection/HostError.h"
 #include "text/Utf.h"
 
 namespace Host {
@@ -16,6 +16,11 @@ struct Role {
     BusRole operator()(const SettingsOptions&) const { return BusRole::host; }
     BusRole operator()(const StatusOptions&) const { return BusRole::watcher; }
     BusRole operator()(const WatchOptions&) const { return BusRole::watcher; }
+};
+
+struct BringsItsBus {
+    bool operator()(const HostOptions& options) const { return options.startsServer; }
+    bool operator()(const auto&) const { return false; }
 };
 
 struct Run {
@@ -61,8 +66,15 @@ int Program::say(const Saying& saying) {
 
 int Program::runCommand(const CommandLine& commandLine) {
     console_.adopt({commandLine.quiet, commandLine.json, mayColour && !commandLine.json});
-    chooseBus(commandLine.bus, std::visit(Role(), commandLine.command));
-    CommandContext context{console_, user_, stop_, leave_};
+    CommandContext context{console_, user_, stop_, {}, leave_};
+    if (!std::visit(BringsItsBus(), commandLine.command)) {
+        try {
+            context.bus = chooseBus(commandLine.bus, std::visit(Role(), commandLine.command));
+        } catch (const HostError& error) {
+            console_.error(Ferrow::toUtf16(error.what()));
+            return exitBadInput;
+        }
+    }
     return std::visit(Run{context}, commandLine.command);
 }
 

@@ -5,7 +5,6 @@
 #include <brevant/settings.h>
 
 #include "host/program/commands/Command.h"
-#include "host/program/connection/BusChoice.h"
 #include "host/program/connection/BusLibrary.h"
 #include "host/program/connection/HostClient.h"
 #include "host/program/connection/SettingsRequests.h"
@@ -134,7 +133,7 @@ int runSettings(const SettingsOptions& options, CommandContext& context) {
     HostClient host(bus.functions());
     const bool isThere = host.look() == HostClient::Change::back;
     if (!isThere && (options.action == Action::watch || options.isVolatile)) {
-        console.error(u"no host answers on " + busChoice().name);
+        console.error(u"no host answers on " + context.bus.name);
         return exitNobody;
     }
     if (options.action == Action::watch)

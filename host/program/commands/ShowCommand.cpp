@@ -4,7 +4,6 @@
 
 #include "host/program/commands/Alerts.h"
 #include "host/program/commands/Command.h"
-#include "host/program/connection/BusChoice.h"
 #include "host/program/connection/BusLibrary.h"
 #include "host/program/output/SystemPath.h"
 #include "host/program/service/FileTail.h"
@@ -65,7 +64,7 @@ int showAlone(const BrevantBusFunctions& functions, const std::vector<AlertFile>
     AlertDisplay* const display = answering ? answering.get() : context.user;
 
     RoadPrinter road(functions, console, ConsoleViewer::usualId);
-    Host host(functions, store, busChoice().name, options.handsOverBus, true);
+    Host host(functions, store, context.bus.name, options.handsOverBus, true);
     console.note(host.description());
     std::optional<ConsoleViewer> viewer;
     if (display) {
@@ -122,7 +121,7 @@ int runShow(const ShowOptions& options, CommandContext& context) {
     const BusLibrary bus(busLibraryFile());
     HostClient client(bus.functions());
     const bool isThere = client.look() == HostClient::Change::back;
-    const BusChoice choice = busChoice();
+    const BusChoice& choice = context.bus;
     if (isThere) {
         PublishedAlerts published(bus.functions(), *alerts, client, console);
         return follow(published, options, context);

@@ -1,5 +1,4 @@
 #include "host/program/commands/Command.h"
-#include "host/program/connection/BusChoice.h"
 #include "host/program/connection/BusLibrary.h"
 #include "host/program/connection/HostClient.h"
 #include "host/program/output/SystemPath.h"
@@ -97,13 +96,13 @@ int runStatus(const StatusOptions& options, CommandContext& context) {
         if (status)
             object = status->toJson();
         else
-            object.setString(u"bus", busChoice().name);
+            object.setString(u"bus", context.bus.name);
         object.setBool(u"host", status.has_value());
         console.object(object);
     } else if (status) {
         print(console, *status);
     } else {
-        console.line(u"bus       " + busChoice().name);
+        console.line(u"bus       " + context.bus.name);
         console.line(u"host      none answers", Style::bad);
     }
     return status ? exitDone : exitNobody;

@@ -57,7 +57,7 @@ int runViewer(const ViewerOptions& options, CommandContext& context) {
         return exitBadInput;
     }
     const BusLibrary bus(busLibraryFile());
-    const BusChoice choice = busChoice();
+    const BusChoice& choice = context.bus;
     HostClient host(bus.functions());
     HostClient::Change change = host.look();
     if (!host.seen()) {

@@ -1,54 +1,90 @@
+#include <map>
 #include <regex>
 
+#include "host/bus/nats/BusObserver.h"
 #include "host/program/commands/Command.h"
-#include "host/program/connection/BusChoice.h"
-#include "host/program/connection/BusLibrary.h"
-#include "host/program/connection/HostClient.h"
 #include "host/program/output/TerminalText.h"
-#include "host/program/service/Host.h"
 #include "platform/Clock.h"
+#include "platform/SystemTime.h"
 #include "text/Format.h"
-#include "text/NamePattern.h"
+#include "text/Utf.h"
 
 namespace Host {
 namespace {
 
+using MessageBus::Observed;
+using MessageBus::WireKind;
+
 constexpr size_t payloadColumns = 400;
+// A request that gets no answer is not told of.
+constexpr size_t mostOpenRequests = 4096;
+constexpr auto patience = std::chrono::seconds(2);
 
-// One message as it passed.
-struct PassingMessage {
-    std::u16string time;  // UTC, ISO 8601
-    const char16_t* kind;
-    std::u16string name;
-    std::u16string sender;
-    std::u16string payload;
-};
-
-// Where messages are seen. They come on any thread.
-class Traffic {
-public:
-    using Listener = std::function<void(const PassingMessage&)>;
-    virtual ~Traffic() = default;
-};
-
-// What a subscription hears: everything but the replies, which go to their requesters alone.
-class SubscribedTraffic final : public Traffic {
-public:
-    SubscribedTraffic(const BrevantBusFunctions& functions, const std::u16string& pattern, Listener listener)
-        : connection_(functions, u"watch") {
-        subscribed_ = connection_.subscribePattern(pattern, [listener](const ReceivedMessage& message) {
-            const bool asks = (message.header.flags & BREVANT_MESSAGE_REPLY_REQUESTED) != 0;
-            listener(
-                {timeText(), asks ? u"request" : u"message", message.name, message.sender, message.payload});
-            // It answers nothing: a request that nobody else takes must not wait for it.
-            return MODULE_STATUS_NO_SUBSCRIBERS;
-        });
+const char16_t* wordFor(WireKind kind) {
+    switch (kind) {
+        case WireKind::request:
+            return u"request";
+        case WireKind::reply:
+            return u"reply";
+        case WireKind::refusal:
+            return u"refusal";
+        default:
+            return u"message";
     }
-    ~SubscribedTraffic() override { connection_.close(); }
+}
 
-    bool isHeard() const noexcept { return subscribed_; }
+const char16_t* markFor(WireKind kind) {
+    switch (kind) {
+        case WireKind::request:
+            return u" ? ";
+        case WireKind::reply:
+            return u" = ";
+        case WireKind::refusal:
+            return u" ! ";
+        default:
+            return u"   ";
+    }
+}
+
+// Prints what passes; pairs requests with what answers them. The observer calls it, one call at a time.
+class PassingMessages {
+public:
+    explicit PassingMessages(Console& console) : console_(console) {}
+
+    void show(const Observed& observed) {
+        Passed passed{timeText(), observed.kind, observed.name, observed.sender, observed.payload};
+        if (observed.kind == WireKind::refusal)
+            passed.payload = Ferrow::formatText(u"0x%08X", observed.value);
+        const Request request{observed.process, observed.request};
+        if (observed.kind == WireKind::request) {
+            if (open_.size() == mostOpenRequests)
+                open_.erase(open_.begin());
+            open_[request] = {observed.time, observed.name};
+        } else if (const auto asked = open_.find(request); asked != open_.end()) {
+            passed.latency =
+                std::chrono::duration_cast<std::chrono::microseconds>(observed.time - asked->second.time);
+            passed.request = asked->second.name;
+            open_.erase(asked);
+        }
+        print(passed);
+    }
 
 private:
+    struct Passed {
+        std::u16string time;  // UTC, ISO 8601
+        WireKind kind;
+        std::u16string name;
+        std::u16string sender;
+        std::u16string payload;
+        std::u16string request{};  // the name of what it answers
+        std::optional<std::chrono::microseconds> latency{};
+    };
+    using Request = std::pair<MessageBus::ProcessId, uint64_t>;
+    struct Asked {
+        Platform::Clock::Time time;
+        std::u16string name;
+    };
+
     static std::u16string timeText() {
         const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(Platform::Clock::wall().now());
         const Platform::CalendarTime time = Platform::utcCalendarTime();
@@ -57,26 +93,35 @@ private:
                                   static_cast<int>(now.count() % 1000));
     }
 
-    bool subscribed_ = false;
-    BusConnection connection_;
-};
-
-void print(Console& console, const PassingMessage& message) {
-    if (console.isForPrograms()) {
-        Tavix::JSONFormatter object;
-        object.setString(u"time", message.time);
-        object.setString(u"kind", message.kind);
-        object.setString(u"name", message.name);
-        object.setString(u"sender", message.sender);
-        object.setString(u"payload", message.payload);
-        console.object(object);
-        return;
+    void print(const Passed& passed) {
+        if (console_.isForPrograms()) {
+            Tavix::JSONFormatter object;
+            object.setString(u"time", passed.time);
+            object.setString(u"kind", wordFor(passed.kind));
+            object.setString(u"name", passed.name);
+            object.setString(u"sender", passed.sender);
+            object.setString(u"payload", passed.payload);
+            if (passed.latency) {
+                object.setString(u"request", passed.request);
+                object.setUInt64(u"microseconds", static_cast<uint64_t>(passed.latency->count()));
+            }
+            console_.object(object);
+            return;
+        }
+        std::u16string line = passed.time.substr(11, 12) + markFor(passed.kind) +
+                              (passed.name.empty() ? passed.request : passed.name);
+        if (!passed.sender.empty())
+            line += u"  [" + passed.sender + u"]";
+        if (passed.latency)
+            line += Ferrow::formatText(u"  %.1f ms", static_cast<double>(passed.latency->count()) / 1000);
+        if (!passed.payload.empty())
+            line += u"  " + shortened(harmless(passed.payload), payloadColumns);
+        console_.line(line);
     }
-    console.line(
-        message.time.substr(11, 12) + (std::u16string_view(message.kind) == u"request" ? u" ? " : u"   ") +
-        message.name + u"  [" + message.sender + u"]" +
-        (message.payload.empty() ? u"" : u"  " + shortened(harmless(message.payload), payloadColumns)));
-}
+
+    Console& console_;
+    std::map<Request, Asked> open_;
+};
 
 }  // namespace
 
@@ -88,20 +133,16 @@ int runWatch(const WatchOptions& options, CommandContext& context) {
         console.error(u"\"" + options.pattern + u"\" is no pattern, or too complex a one");
         return exitBadInput;
     }
-    const BusLibrary bus(busLibraryFile());
-    const BusChoice choice = busChoice();
-    HostClient host(bus.functions());
-    if (!host.status() && choice.isEmbedded) {
+    if (!context.bus.server) {
         console.error(u"nobody else is on the embedded bus of this process");
         return exitNobody;
     }
-    const SubscribedTraffic traffic(bus.functions(), options.pattern,
-                                    [&console](const PassingMessage& message) { print(console, message); });
-    if (!traffic.isHeard()) {
-        console.error(u"the message bus refuses the subscription");
-        return exitFailed;
-    }
-    console.note(u"watching " + choice.name + u"; SIGINT or SIGTERM ends it");
+    PassingMessages messages(console);
+    MessageBus::BusObserver observer(*context.bus.server, options.pattern,
+                                     [&messages](const Observed& observed) { messages.show(observed); });
+    if (!observer.waitUntilOpen(patience))
+        console.error(context.bus.name + u" does not let it watch; it is tried on");
+    console.note(u"watching " + context.bus.name + u"; SIGINT or SIGTERM ends it");
     context.stop.wait();
     return exitDone;
 }

@@ -5,6 +5,9 @@
 // there: no host runs. [anybody to host]
 #define BREVANT_HOST_STATUS u"Brevant.Host.Status"
 
+// A host that begins or serves tells the others of itself; HostClaim.h. [host to hosts]
+#define BREVANT_HOST_CLAIM u"Brevant.Host.Claim"
+
 // Asks the host to let its example plugin serve the product that the payload names, unless that has a plugin;
 // any answer says that it has one now. [product to host]
 #define BREVANT_HOST_STAND_IN u"Brevant.Host.StandIn"

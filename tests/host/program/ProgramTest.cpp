@@ -104,14 +104,10 @@ TEST_F(ProgramTest, AHostServesProductsViewersAndTools) {
     EXPECT_EQ(run({u"viewer", u"--id=mine", u"--answer=dismiss"}), exitRefused);
     EXPECT_TRUE(Support::eventually([&] { return status()->hasViewer(u"mine"); }));
 
-    auto watch = start({u"watch", u"--json", u"Example\\..+|Brevant\\.Alert\\.ab\\..+"});
-    EXPECT_TRUE(watch->complains("watching"));
     auto changes = start({u"settings", u"watch", u"p/"});
     EXPECT_EQ(run({u"show", u"--json", writeAlert("ab"), writeAlert("cd")}), exitDone) << errors;
     EXPECT_TRUE(said(R"("outcome":"chosen","action":"Go","message":"Example.Go","payload":"1"})")) << output;
     EXPECT_EQ(std::ranges::count(output, '\n'), 2);
-    EXPECT_TRUE(watch->says(R"("name":"Example.Go","sender":"ConsoleViewer","payload":"1"})"));
-    EXPECT_TRUE(watch->says("Brevant.Alert.ab.Dismissed."));
 
     EXPECT_EQ(run({u"settings", u"set", u"p/a", u"1=2"}), exitDone) << errors;
     EXPECT_EQ(run({u"settings", u"get", u"p/a"}), exitDone);
@@ -120,7 +116,6 @@ TEST_F(ProgramTest, AHostServesProductsViewersAndTools) {
     EXPECT_EQ(run({u"delete", u"1"}), exitFailed) << "it has been chosen";
     EXPECT_EQ(viewer->stop(), exitDone);
     EXPECT_FALSE(status()->hasViewer(u"mine"));
-    EXPECT_EQ(watch->stop(), exitDone);
     EXPECT_EQ(changes->stop(), exitDone);
     EXPECT_EQ(host->stop(), exitDone);
     EXPECT_EQ(run({u"status"}), exitNobody);
