@@ -2,7 +2,8 @@
 # Shows an alert: builds the broker and its program, and lets the alert travel from product to viewer.
 # ./run.sh                     plays examples/alert.json
 # ./run.sh my-alert.json       shows that alert
-# ./run.sh COMMAND ...         any other command of the program, such as host; ./run.sh --help lists them
+# ./run.sh COMMAND ...         any other command of the program, such as host --server; ./run.sh --help lists them
+# ./run.sh --processes [...]   shows it with host, viewer, watch and product as four processes on one server
 # ./run.sh --windows [...]     the same with the Windows build, under Wine
 # Where nobody is at a terminal the alert's first action is chosen, or what --answer says.
 # Installs what is missing first. What it keeps (settings, logs, events) is in build/linux/run, that of the
@@ -96,6 +97,59 @@ program_windows() {
     exec wine "$root/build/windows/bin/brevant.exe" "$@"
 }
 
+# Starts a command in the background, with its name before each of its lines.
+start_process() {
+    "$root/build/linux/bin/brevant" "$@" > >(sed -u "s/^/${1}       /; s/^\(.......\) */\1 | /") 2>&1 &
+    processes+=($!)
+}
+
+end_processes() {
+    local each
+    # The last one first: the host outlives who asks it.
+    for ((each = ${#processes[@]} - 1; each >= 0; --each)); do
+        kill "${processes[each]}" 2>/dev/null || true
+        wait "${processes[each]}" || true
+    done
+    processes=()
+}
+
+# Until the host says so of itself.
+wait_for_status() {
+    local tries
+    for ((tries = 0; tries < 100; ++tries)); do
+        ! "$root/build/linux/bin/brevant" status --json 2>/dev/null | grep -q "$1" || return 0
+        kill -0 "${processes[@]}" 2>/dev/null || break
+        sleep 0.1
+    done
+    echo "./run.sh: the processes do not come up" >&2
+    exit 1
+}
+
+# A machine of their own: what else runs is not disturbed.
+play_processes() {
+    local answer=--answer=1 alerts=() code=0
+    for argument in "$@"; do
+        case $argument in
+        --answer=*) answer=$argument ;;
+        *) alerts+=("$argument") ;;
+        esac
+    done
+    [ ${#alerts[@]} -gt 0 ] || alerts=("$root/examples/alert.json")
+    export BREVANT_PLATFORM_DIR=$root/build/linux/run-processes
+    unset BREVANT_BUS
+    prepare_linux
+    processes=()
+    trap end_processes EXIT
+    trap 'exit 130' INT TERM
+    start_process host --server
+    wait_for_status '"host":true'
+    start_process watch
+    start_process viewer "$answer"
+    wait_for_status '"id":"console"'
+    "$root/build/linux/bin/brevant" show "${alerts[@]}" || code=$?
+    exit "$code"
+}
+
 system=linux
 # The program's target builds what it loads as well.
 targets=(brevant_program)
@@ -107,9 +161,20 @@ if [ "${1-}" = --windows ]; then
     need_windows_tools
     need_wine
 fi
+case " $* " in
+*" --processes "* | *" --server "*) need_server ;;
+esac
 install_needed
 [ -e "$root/build/$system/bin/MessageBus.dll" ] || echo "== building (once; its output is in build/run.log)"
 build "$system" run.log "${targets[@]}"
+if [ "${1-}" = --processes ]; then
+    shift
+    [ "$system" = linux ] || {
+        echo "./run.sh: --processes plays on Linux alone" >&2
+        exit 2
+    }
+    play_processes "$@"
+fi
 "prepare_$system"
 case ${1-} in
 host | show | delete | viewer | settings | status | watch | --help | -h | --version) ;;

@@ -42,7 +42,7 @@ if [ "${1-}" = -R ]; then
 fi
 
 need_build_tools
-need_test_server
+need_server
 case " ${presets[*]} " in *" windows "*)
     need_windows_tools
     need_wine

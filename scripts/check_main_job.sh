@@ -13,20 +13,39 @@ windows) run+=(--windows) ;;
     ;;
 esac
 
-out=$("${run[@]}" </dev/null 2>&1) || {
-    echo "$out"
-    exit 1
-}
-# The host's log line and telemetry event come from files, whose folders differ between the systems.
-for station in Brevant.Alert.GetId.Response Brevant.Viewer.console.Show. '│ [1] Restart tonight ' \
-    Brevant.Alert.Show. .Queued. .Shown. .Dismissed. 'and chosen was "Restart tonight"' 'Creating session for the active session.' \
-    '"UniqueIdentifier":"Brevant.Alert.Shown"'; do
-    if ! grep -qF "$station" <<<"$out"; then
+# Plays it and looks for texts in what comes: plays TEXT... -- [ARGUMENT...]
+plays() {
+    local texts=() out text
+    while [ "$1" != -- ]; do
+        texts+=("$1")
+        shift
+    done
+    shift
+    out=$("${run[@]}" "$@" </dev/null 2>&1) || {
         echo "$out"
-        echo "missing in what ${run[*]} prints: $station" >&2
+        exit 1
+    }
+    for text in "${texts[@]}"; do
+        if ! grep -qF -- "$text" <<<"$out"; then
+            echo "$out"
+            echo "missing in what ${run[*]} $* prints: $text" >&2
+            exit 1
+        fi
+    done
+}
+
+# The host's log line and telemetry event come from files, whose folders differ between the systems.
+plays Brevant.Alert.GetId.Response Brevant.Viewer.console.Show. '│ [1] Restart tonight ' Brevant.Alert.Show. \
+    .Queued. .Shown. .Dismissed. 'and chosen was "Restart tonight"' \
+    'Creating session for the active session.' '"UniqueIdentifier":"Brevant.Alert.Shown"' --
+if [ "${1:-linux}" = linux ]; then
+    plays 'host    | serving' 'viewer  | registered' ' = Brevant.Alert.' 'viewer  | │ [2] Remind me tomorrow ' \
+        'and chosen was "Remind me tomorrow"' -- --processes --answer=2
+    if pgrep -f "nats-server -c $PWD/build" >&2; then
+        echo "./run.sh --processes leaves a server behind" >&2
         exit 1
     fi
-done
+fi
 
 # On a terminal the card is drawn too, and a key chooses an action. The input stays open until that has been
 # read: script passes on nothing that its input ends with.

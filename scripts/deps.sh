@@ -26,7 +26,7 @@ need_build_tools() {
     need /usr/src/googletest/CMakeLists.txt googletest
 }
 
-need_test_server() {
+need_server() {
     need /usr/sbin/nats-server nats-server
 }
 
@@ -59,7 +59,7 @@ need_bench_peers() {
     need dunst dunst
     need Xvfb xvfb
     need dbus-daemon dbus-daemon
-    need_test_server
+    need_server
     need perf linux-perf
 }
 

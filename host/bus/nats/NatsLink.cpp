@@ -142,7 +142,7 @@ void NatsLink::tellObservers(RemoteRequest& request, const WireMessage& outcome)
     WireMessage copy = outcome;
     copy.flags |= wireCopy;
     copy.process = process();
-    copy.handle = request.sequence();
+    copy.handle = request.firstSequence();
     const std::string subject = subjectOf(request.name);
     for (const ProcessId& observer : peers_.matching(request.name, true))
         tell(observerAddress(observer, subject), observerInbox(observer), copy);

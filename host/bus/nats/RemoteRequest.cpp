@@ -82,9 +82,9 @@ uint32_t RemoteRequest::failure() {
     return failureStatus();
 }
 
-uint64_t RemoteRequest::sequence() {
+uint64_t RemoteRequest::firstSequence() {
     Platform::MutexLock lock(mutex_);
-    return sequence_;
+    return firstSequence_;
 }
 
 RemoteRequest::Census RemoteRequest::review(const std::vector<ProcessId>& others) {

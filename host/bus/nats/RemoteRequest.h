@@ -30,6 +30,8 @@ public:
         to_.insert(to_.end(), to.begin(), to.end());
         gone_.resize(to_.size());
         sequence_ = publish(first);
+        if (firstSequence_ == 0)
+            firstSequence_ = sequence_;
     }
     // Until the server has taken all copies; false when it has delivered none.
     bool waitForTaking(Platform::Clock::Time until);
@@ -56,7 +58,8 @@ public:
     Census reviewed(const std::vector<ProcessId>& others);
     // After its end by a census.
     uint32_t failure();
-    uint64_t sequence();
+    // Of the copies that were published first, which observers have been shown.
+    uint64_t firstSequence();
 
     const std::u16string name;
 
@@ -75,6 +78,7 @@ private:
     size_t confirmedCount_ GUARDED_BY(mutex_) = 0;
     uint32_t firstFailure_ GUARDED_BY(mutex_) = 0;
     uint64_t sequence_ GUARDED_BY(mutex_) = 0;
+    uint64_t firstSequence_ GUARDED_BY(mutex_) = 0;
     std::set<ProcessId> refusers_ GUARDED_BY(mutex_);
     std::map<ProcessId, CensusState> answers_ GUARDED_BY(mutex_);
     Platform::Clock::Time censusDeadline_ GUARDED_BY(mutex_) = Platform::Clock::Time::max();

@@ -65,6 +65,8 @@ public:
                 std::chrono::duration_cast<std::chrono::microseconds>(observed.time - asked->second.time);
             passed.request = asked->second.name;
             open_.erase(asked);
+        } else if (observed.kind == WireKind::refusal) {
+            return;  // of a request from before
         }
         print(passed);
     }
