@@ -43,6 +43,7 @@ fi
 
 need_build_tools
 need_server
+need_test_scripts
 case " ${presets[*]} " in *" windows "*)
     need_windows_tools
     need_wine

@@ -30,6 +30,12 @@ need_server() {
     need /usr/sbin/nats-server nats-server
 }
 
+# What tests that are scripts run: the program in a cluster, services.
+need_test_scripts() {
+    need python3 python3
+    need openssl openssl
+}
+
 need_windows_tools() {
     need x86_64-w64-mingw32-gcc-posix gcc-mingw-w64-x86-64-posix
     need x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix
