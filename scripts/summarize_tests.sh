@@ -6,7 +6,12 @@ tr -d '\r' <"$2" | sed 's/^[0-9]*: //' | awk -v name="$1" '
     /^\[       OK \] / { passed++ }
     /^\[  FAILED  \] .*ms\)$/ { failed++ }
     # A program without gtest: what CTest says of it.
-    / Test +#[0-9]+: / { others++; if (!/Passed/) bad++ }
+    / Test +#[0-9]+: / {
+        others++
+        if (/\*\*\*Skipped/) list = list "\n    skipped: " $4 ": " why
+        else if (!/Passed/) bad++
+    }
+    /^Skipped: / { why = substr($0, 10) }
     # The reason stands in the line after the place that skipped.
     reason { why = $0; reason = 0 }
     /: Skipped$/ { reason = 1 }
