@@ -57,9 +57,10 @@ ServerChoice chooseServer(std::string_view role) {
             u"what " + value->origin + u" says is neither embedded nor the address of a server: " + why;
         return choice;
     }
+    // Those of the host's server are for no other, and without one they are the administrator's.
     std::u16string ignored;
     const auto named = ServerAddress::parse(file.content.url, ignored);
-    if (choice.server->credentials.user.empty() && named && named->text() == choice.server->text())
+    if (choice.server->credentials.user.empty() && (!named || named->text() == choice.server->text()))
         if (auto credentials = at.readCredentials(roleOr(role)))
             choice.server->credentials = *std::move(credentials);
     return choice;

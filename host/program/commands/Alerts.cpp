@@ -92,6 +92,7 @@ PublishedAlerts::PublishedAlerts(const BrevantBusFunctions& functions, const std
     : alerts_(alerts),
       queued_(alerts.size()),
       ended_(alerts.size()),
+      missing_(alerts.size()),
       host_(host),
       console_(console),
       product_(functions) {}
@@ -163,6 +164,8 @@ void PublishedAlerts::follow(bool untilQueued, StopRequest& stop) {
                 product_.loseAll(u"the host that held it has ended, and another runs now");
                 break;
             case HostClient::Change::none:
+                if (host_.seen())
+                    giveUpForgotten(*host_.seen());
                 break;
         }
     }
@@ -178,6 +181,20 @@ void PublishedAlerts::follow(bool untilQueued, StopRequest& stop) {
         } else {
             console_.line(u"Alert \"" + alerts_[at].id() + u"\", instance " + instances_[at] + u": queued");
         }
+    }
+}
+
+void PublishedAlerts::giveUpForgotten(const HostStatus& status) {
+    // What passes at the same time as a look is still on its way.
+    constexpr int looks = 3;
+    if (status.alerts.size() != size_t{status.waiting} + status.shown)
+        return;
+    for (size_t at = 0; at < alerts_.size(); ++at) {
+        const bool isHeld = std::ranges::any_of(
+            status.alerts, [&](const HostStatus::Alert& alert) { return alert.instance == instances_[at]; });
+        missing_[at] = queued_[at] && !ended_[at] && !isHeld ? missing_[at] + 1 : 0;
+        if (missing_[at] == looks)
+            product_.giveUp(at, u"the host no longer has it, and what became of it was not heard");
     }
 }
 

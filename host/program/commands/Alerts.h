@@ -38,11 +38,14 @@ public:
 
 private:
     void tell(size_t index, AlertOutcome outcome);
+    // Gives up what the host no longer holds although nothing of its end has come.
+    void giveUpForgotten(const HostStatus& status);
     std::u16string reasonFor(size_t index, const AlertOutcome& outcome);
 
     const std::vector<AlertFile>& alerts_;
     std::vector<std::u16string> instances_;
     std::vector<bool> queued_, ended_;
+    std::vector<int> missing_;  // how often in a row the host did not have it
     HostClient& host_;
     Console& console_;
     Product product_;

@@ -271,6 +271,12 @@ Product::Step Product::next(std::chrono::milliseconds most) {
     }
 }
 
+void Product::giveUp(size_t alert, const std::u16string& why) {
+    Platform::MutexLock lock(mutex_);
+    if (!followed_[alert].outcome)
+        end(followed_[alert], {.kind = Kind::unknown, .why = why});
+}
+
 void Product::loseAll(const std::u16string& why) {
     Platform::MutexLock lock(mutex_);
     for (Followed& followed : followed_) {

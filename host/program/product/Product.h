@@ -51,6 +51,8 @@ public:
     };
     // The next thing that happens to an alert, as it happens; waits at most that time for it. One thread.
     Step next(std::chrono::milliseconds most);
+    // Ends the alert, unless it has ended, with an outcome that nobody has heard of.
+    void giveUp(size_t alert, const std::u16string& why);
     // Ends what has not ended as lost.
     void loseAll(const std::u16string& why);
     // Ends next(), also one that is to come. Any thread.
