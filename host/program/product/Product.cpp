@@ -22,6 +22,8 @@ constexpr auto queueTimeout = std::chrono::seconds(100);
 constexpr auto outcomePatience = std::chrono::seconds(240);
 // Messages of a choice travel beside the outcome, and the answer to a deletion follows it.
 constexpr auto choiceSettling = std::chrono::milliseconds(300);
+// That the alert is shown may have been heard so much later than its end, as seen from the viewer.
+constexpr auto travelTime = std::chrono::milliseconds(200);
 constexpr auto logoffSettling = std::chrono::milliseconds(1000);
 
 constexpr Platform::Clock::Time never = Platform::Clock::Time::max();
@@ -150,8 +152,9 @@ void Product::onWord(size_t index, Word word) {
                 end(followed, *followed.outcome);  // its choice has come before
                 break;
             }
-            const bool inTime = followed.shownAt.count() == 0 ||
-                                now() < Platform::deadlineAfter(followed.shownAt, followed.display.timeout);
+            const bool inTime =
+                followed.shownAt.count() == 0 ||
+                now() + travelTime < Platform::deadlineAfter(followed.shownAt, followed.display.timeout);
             end(followed, {.kind = inTime ? Kind::dismissed : Kind::timedOut}, choiceSettling);
             break;
         }

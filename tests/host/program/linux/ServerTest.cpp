@@ -121,23 +121,27 @@ TEST_F(ServerTest, TheOtherCommandsFindIt) {
 TEST_F(ServerTest, WhoIsConnectedFindsItAgainWhateverIsKilled) {
     Process host(this->host());
     ASSERT_TRUE(host.shows("serving")) << host.seen;
-    Process viewer({"viewer", "--answer", "1"});
+    Process viewer({"viewer", "--answer", "timeout"});
     ASSERT_TRUE(viewer.shows("registered")) << viewer.seen;
     const ConnectionFile::Content before = found();
     kill(static_cast<pid_t>(before.server), SIGKILL);
     EXPECT_TRUE(host.shows("runs again")) << host.seen;
-    Process show({"show", alert("one")});
-    EXPECT_EQ(show.end(), exitDone) << show.seen;
+    EXPECT_EQ(Process({"show", alert("short", "1")}).end(), exitTimedOut);
 
+    Process waiting({"show", alert("long"), alert("queued")});
+    EXPECT_TRUE(Support::eventually(
+        [] { return outputOf({"status"}).find("1 on screen, 1 waiting") != std::string::npos; }));
     host.signal(SIGKILL);
     EXPECT_EQ(host.end(), -SIGKILL);
     EXPECT_TRUE(viewer.shows("host is gone")) << viewer.seen;
+    EXPECT_TRUE(waiting.shows("host is gone")) << waiting.seen;
     Process next(this->host());
     ASSERT_TRUE(next.shows("serving")) << next.seen;
     EXPECT_EQ(found().url, before.url);
+    EXPECT_EQ(waiting.end(), exitLost) << waiting.seen;
+    EXPECT_NE(waiting.seen.find("its viewer gave it up"), std::string::npos) << waiting.seen;
     EXPECT_TRUE(viewer.shows("registered")) << viewer.seen;
-    Process again({"show", alert("two")});
-    EXPECT_EQ(again.end(), exitDone) << again.seen;
+    EXPECT_EQ(Process({"show", alert("next", "1")}).end(), exitTimedOut);
 }
 
 TEST_F(ServerTest, AViewerThatIsKilledIsForgottenAndKeepsNobodyWaiting) {
