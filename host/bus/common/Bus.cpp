@@ -58,7 +58,7 @@ uint32_t Bus::releaseHandle(BrevantBusHandle handle) {
         calls_.owe(entry->requester.handle);
     for (const auto& [id, subscription] : entry->subscriptions)
         backlogs_.drop(*subscription);
-    subscriptionsChanged();
+    subscriptionsChanged(false);
     if (mayWait)
         calls_.waitFor(entry->requester.handle, entry->functions);
     if (isLast) {
@@ -129,7 +129,7 @@ uint32_t Bus::subscribe(BrevantBusHandle handle, void* context, BrevantMessageFu
     }
     const uint32_t id = subscription->id;
     lock.unlock();
-    subscriptionsChanged();
+    subscriptionsChanged(true);
     return id;
 }
 
@@ -146,7 +146,7 @@ uint32_t Bus::unsubscribe(BrevantBusHandle handle, uint32_t subscriptionId) {
         deactivate(*ended.mapped());
     }
     backlogs_.drop(*ended.mapped());
-    subscriptionsChanged();
+    subscriptionsChanged(false);
     return MODULE_STATUS_SUCCESS;
 }
 

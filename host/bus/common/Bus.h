@@ -104,8 +104,10 @@ protected:
     // The subscription stands in the index, or has left it.
     virtual void added(const Subscription&) REQUIRES(mutex_) {}
     virtual void removed(const Subscription&) noexcept REQUIRES(mutex_) {}
-    // After calls of these two, outside the lock.
-    virtual void subscriptionsChanged() noexcept {}
+    // After calls of these two, outside the lock; after added, subscribe returns then.
+    virtual void subscriptionsChanged(bool /*isNew*/) noexcept {}
+    // Inside a callback.
+    bool onOwnThread() REQUIRES(mutex_);
 
     std::shared_ptr<Handle> find(BrevantBusHandle handle) const REQUIRES(mutex_);
     const std::shared_ptr<WorkerPool>& pool() REQUIRES(mutex_);
@@ -136,7 +138,6 @@ protected:
 
 private:
     void deactivate(Subscription& subscription) noexcept REQUIRES(mutex_);
-    bool onOwnThread() REQUIRES(mutex_);
 };
 
 }  // namespace MessageBus

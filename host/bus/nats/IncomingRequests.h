@@ -23,8 +23,8 @@ public:
     // Where to send the refusal, with the first failure.
     using Refuse = std::function<void(const std::string& inbox, uint32_t status)>;
 
-    IncomingRequest(std::string replyTo, std::u16string name, size_t receivers, Refuse refuse)
-        : inbox(std::move(replyTo)), subject(std::move(name)), open_(receivers), refuse_(std::move(refuse)) {}
+    IncomingRequest(std::string replyTo, size_t receivers, Refuse refuse)
+        : inbox(std::move(replyTo)), open_(receivers), refuse_(std::move(refuse)) {}
     // Receivers that were never reached have left.
     ~IncomingRequest();
 
@@ -33,7 +33,6 @@ public:
     CensusState state() const noexcept;
 
     const std::string inbox;
-    const std::u16string subject;  // the request's name
 
 private:
     void oneLess(size_t count) noexcept;

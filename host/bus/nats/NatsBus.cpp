@@ -70,6 +70,8 @@ uint32_t NatsBus::request(const Publisher& publisher, const WireMessage& message
                           const Answer& answer) {
     NatsLink& link = *publisher.link;
     NatsClient& client = link.client();
+    const Clock::Time expires =
+        Platform::deadlineAfter(Clock::steady().now(), std::chrono::milliseconds(answer.timeoutMilliseconds));
     const auto taking = std::min<std::chrono::milliseconds>(
         takingTime, std::chrono::milliseconds(answer.timeoutMilliseconds));
     if (client.state() == NatsClient::State::settling)
@@ -77,10 +79,14 @@ uint32_t NatsBus::request(const Publisher& publisher, const WireMessage& message
     if (client.state() != NatsClient::State::open)
         return MODULE_STATUS_NO_SUBSCRIBERS;
 
+    auto held = charge(publisher, message.name.size());
+    if (!held)
+        return MODULE_STATUS_NO_MEMORY;
     std::shared_ptr<RemoteRequest> request;
     {
         Platform::MutexLock lock(mutex_);
-        request = std::make_shared<RemoteRequest>(requests_, pool(), answer, unitsOf(message.name));
+        request = std::make_shared<RemoteRequest>(requests_, pool(), answer, unitsOf(message.name),
+                                                  std::move(*held));
     }
     WireMessage sent = message;
     sent.value = answer.timeoutMilliseconds;
@@ -103,6 +109,7 @@ uint32_t NatsBus::request(const Publisher& publisher, const WireMessage& message
                         frames.emplace_back(i == 0 ? "mq." + subject : NatsLink::addressOf(to[i], subject),
                                             link.inboxOf(request->cookie, first + i), sent);
                     frame.watcher = request;
+                    frame.expires = expires;
                 }
                 frames.front().charge = std::move(charged);
                 if (first == 0)
@@ -170,6 +177,9 @@ uint32_t NatsBus::reply(BrevantBusHandle handle, const MessageHeader& header, co
 }
 
 void NatsBus::opening() {
+    // Whoever releases the last handle may not have come to closed() yet.
+    if (link_)
+        return;
     retired_.reserve();
     link_ = std::make_shared<NatsLink>(address_, *this, requests_);
     Platform::LibraryUse::enter();
@@ -178,6 +188,8 @@ void NatsBus::opening() {
 }
 
 void NatsBus::closed() {
+    if (!link_)
+        return;
     outboxes_.clear();
     retired_.add(std::exchange(link_, nullptr));
 }
@@ -194,14 +206,19 @@ void NatsBus::removed(const Subscription& subscription) noexcept {
     }
 }
 
-void NatsBus::subscriptionsChanged() noexcept {
+void NatsBus::subscriptionsChanged(bool isNew) noexcept {
     std::shared_ptr<NatsLink> link;
     {
         Platform::MutexLock lock(mutex_);
         link = link_;
+        isNew = isNew && !onOwnThread();
     }
-    if (link)
-        link->client().flush();
+    if (!link)
+        return;
+    // The handshake tells a server that is away.
+    if (isNew)
+        link->client().waitForSubscriptions(subscribingTime);
+    link->client().flush();
 }
 
 void NatsBus::arrived(NatsLink& link, Arrival& arrival) {
@@ -243,8 +260,7 @@ void NatsBus::arrived(NatsLink& link, Arrival& arrival) {
     }
     if (isRequest) {
         auto request = std::make_shared<IncomingRequest>(
-            arrival.inbox, arrival.name, count,
-            [weak = link.weak_from_this()](const std::string& inbox, uint32_t status) {
+            arrival.inbox, count, [weak = link.weak_from_this()](const std::string& inbox, uint32_t status) {
                 if (const auto requester = weak.lock())
                     requester->refuse(inbox, status);
             });

@@ -24,11 +24,15 @@ namespace MessageBus {
 //
 //  - A request waits for the server, for takingTime at most, to say whether anybody has subscribed, unless a
 //    subscription of this process has the name. What is found out later its reply function is told.
+//  - subscribe outside callbacks waits for the server, for subscribingTime at most, to know of it: what
+//  others
+//    publish from then on comes, unless they use another server of a cluster.
 //  - What comes from other processes and is not handled is bounded by busMessageBytes together. A message
 //    beyond it is lost, a request refused with MODULE_STATUS_NO_MEMORY; the debugger output says so once.
 class NatsBus final : public Bus, public NatsLink::Receiver {
 public:
     static constexpr std::chrono::milliseconds takingTime{1000};
+    static constexpr std::chrono::milliseconds subscribingTime{1000};
     static constexpr std::chrono::milliseconds firstConnectTime{1000};  // that acquireHandle waits at most
 
     explicit NatsBus(ServerAddress address, const PoolLimits& limits = {})
@@ -49,7 +53,7 @@ private:
     void closed() override REQUIRES(mutex_);
     void added(const Subscription& subscription) override REQUIRES(mutex_);
     void removed(const Subscription& subscription) noexcept override REQUIRES(mutex_);
-    void subscriptionsChanged() noexcept override;
+    void subscriptionsChanged(bool isNew) noexcept override;
 
     void arrived(NatsLink& link, Arrival& arrival) override;
     void replied(RemoteRequest& request, const WireMessage& reply) override;

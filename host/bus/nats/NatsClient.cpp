@@ -24,6 +24,7 @@ constexpr size_t batchBytes = size_t{128} << 10;
 constexpr size_t mostReportedSubjects = 64;
 constexpr auto settleCheckTime = 20ms;
 constexpr std::string_view lineEnd = "\r\n";
+constexpr std::string_view ping = "PING\r\n";
 
 Clock::Time steadyNow() {
     return Clock::steady().now();
@@ -243,6 +244,31 @@ void NatsClient::flush() noexcept {
     changed_.notifyAll();
 }
 
+void NatsClient::waitForSubscriptions(std::chrono::nanoseconds timeout) noexcept {
+    Platform::MutexLock lock(mutex_);
+    const uint64_t last = lastSubscription_;
+    if (knownSubscription_ >= last || state() != State::open || isSlow_)
+        return;
+    try {
+        control_.reserve(control_.size() + ping.size());
+        pings_.push_back(nextFrame_);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+    control_.append(ping);
+    const uint64_t answer = pongs_ + pings_.size();
+    lock.unlock();
+    flush();
+    const Time deadline = Platform::deadlineAfter(steadyNow(), timeout);
+    lock.lock();
+    while (pongs_ < answer)
+        if (!Clock::steady().waitUntil(changed_, lock, deadline)) {
+            isSlow_ = pongs_ < answer;
+            return;
+        }
+    knownSubscription_ = std::max(knownSubscription_, last);
+}
+
 // False when there is nothing to be sent.
 bool NatsClient::refill() {
     sending_.clear();
@@ -269,7 +295,7 @@ bool NatsClient::refill() {
     const bool hasUnconfirmed = nextFrame_ > confirmedFrames_;
     if ((any && wantsPing_) || (hasUnconfirmed && pings_.empty())) {
         pings_.push_back(nextFrame_);
-        sending_.append("PING\r\n");
+        sending_.append(ping);
         wantsPing_ = wantsPing_ && nextFrame_ < end;
     }
     return !sending_.empty();
@@ -295,7 +321,7 @@ bool NatsClient::ended() {
 }
 
 bool NatsClient::allConfirmed() {
-    return confirmedFrames_ == firstFrame_ + frames_.size();
+    return frames_.empty() || frames_.back().isConfirmed;
 }
 
 bool NatsClient::stopsNow(Time now) {
@@ -361,6 +387,8 @@ std::u16string NatsClient::serve(Session& session) {
                 return u"it is stopped";
             if (stopping_)
                 wake = std::min(wake, stopTime_);
+            if (control_.size() > mostControlBytes)
+                return u"it takes nothing";
         }
         if (session.openTime <= now && now < session.lastOpenTime && !events_.mayOpen()) {
             session.openTime = Platform::deadlineAfter(now, settleCheckTime);
@@ -382,7 +410,7 @@ std::u16string NatsClient::serve(Session& session) {
             ++session.askedFor;
             Platform::MutexLock lock(mutex_);
             pings_.push_back(nextFrame_);
-            control_ += "PING\r\n";
+            control_ += ping;
         }
         flush();
         reportTooLarge();
@@ -448,7 +476,7 @@ bool NatsClient::handshake(Session& session, std::string_view info) {
         Platform::MutexLock lock(mutex_);
         for (const auto& [id, subject] : subscriptions_)
             lines += "SUB " + subject + " " + std::to_string(id) + "\r\n";
-        lines += "PING\r\n";
+        lines += ping;
         control_ = std::move(lines);
         connected_ = true;
         state_ = State::settling;
@@ -460,7 +488,10 @@ bool NatsClient::handshake(Session& session, std::string_view info) {
 
 void NatsClient::open() {
     {
+        // A request whose requester has been told that its time is over would only surprise its receivers.
+        const Time now = steadyNow();
         Platform::MutexLock lock(mutex_);
+        std::erase_if(frames_, [now](const Frame& frame) { return frame.expires <= now; });
         state_ = State::open;
         refused_ = gaveUpWaiting_ = false;
     }
@@ -483,16 +514,14 @@ void NatsClient::disconnect() noexcept {
         sending_.clear();
         control_.clear();
         sent_ = 0;
+        pongs_ += pings_.size();
         pings_.clear();
+        isSlow_ = false;
         wantsPing_ = true;
         std::erase_if(frames_, [](const Frame& frame) { return !frame.isKept; });
+        // Confirmed anew: the next server may be killed as well.
         nextFrame_ = confirmedFrames_ = firstFrame_;
         retainedBytes_ = 0;
-        for (const Frame& frame : frames_)
-            if (frame.isConfirmed) {
-                ++confirmedFrames_;
-                retainedBytes_ += frame.bytes.size();
-            }
     }
     socket_.close();
     changed_.notifyAll();
@@ -517,14 +546,9 @@ void NatsClient::onPong() {
             return;
         const uint64_t before = pings_.front();
         pings_.pop_front();
+        ++pongs_;
+        isSlow_ = false;
         const Time now = steadyNow();
-        for (; firstFrame_ < confirmedFrames_ &&
-               (retainedBytes_ > mostRetainedBytes || now - frames_.front().confirmedAt > retainTime);
-             ++firstFrame_) {
-            retainedBytes_ -= frames_.front().bytes.size();
-            dropped.push_back(std::move(frames_.front()));
-            frames_.pop_front();
-        }
         for (; confirmedFrames_ < before; ++confirmedFrames_) {
             Frame& frame = frames_[confirmedFrames_ - firstFrame_];
             frame.isConfirmed = true;
@@ -535,7 +559,15 @@ void NatsClient::onPong() {
             if (frame.watcher)
                 watchers.push_back(std::move(frame.watcher));
         }
+        for (; firstFrame_ < confirmedFrames_ &&
+               (retainedBytes_ > mostRetainedBytes || now - frames_.front().confirmedAt > retainTime);
+             ++firstFrame_) {
+            retainedBytes_ -= frames_.front().bytes.size();
+            dropped.push_back(std::move(frames_.front()));
+            frames_.pop_front();
+        }
     }
+    changed_.notifyAll();
     for (const auto& watcher : watchers)
         watcher->confirmed();
 }

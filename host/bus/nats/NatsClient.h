@@ -47,7 +47,8 @@ struct Frame {
     std::optional<MessageCharge> charge{};
     std::shared_ptr<FrameWatcher> watcher{};
     bool isKept = true;  // when the connection is lost before it is confirmed it is sent again
-    bool isConfirmed = false;
+    Platform::Clock::Time expires = Platform::Clock::Time::max();  // not sent again from then on
+    bool isConfirmed = false;                                      // or has been, by a server that is gone
     Platform::Clock::Time confirmedAt{};
 };
 
@@ -82,6 +83,8 @@ public:
     static constexpr std::chrono::milliseconds retainTime{1000};
     static constexpr size_t mostRetainedBytes = size_t{16} << 20;  // of confirmed frames
     static constexpr std::chrono::milliseconds lastFlushTime{1000};
+    // Of lines that wait for a server that takes nothing. Beyond it the connection is made anew.
+    static constexpr size_t mostControlBytes = size_t{64} << 20;
 
     // Called on the client's thread, under none of its locks.
     class Events {
@@ -124,6 +127,9 @@ public:
     uint64_t subscribe(const std::string& subject);
     void unsubscribe(uint64_t id) noexcept;
     void flush() noexcept;
+    // Sends it, and waits until the server knows of all that was subscribed before. Not while it is away, nor
+    // when it has left who waited last without an answer.
+    void waitForSubscriptions(std::chrono::nanoseconds timeout) noexcept;
     // Has the thread call tick.
     void wake() noexcept { socket_.wake(); }
 
@@ -196,10 +202,13 @@ private:
     uint64_t confirmedFrames_ GUARDED_BY(mutex_) = 0;  // those below are
     size_t retainedBytes_ GUARDED_BY(mutex_) = 0;      // of those
     std::deque<uint64_t> pings_ GUARDED_BY(mutex_);    // the frame that came after each that is not answered
+    uint64_t pongs_ GUARDED_BY(mutex_) = 0;            // answered, or in vain
     bool wantsPing_ GUARDED_BY(mutex_) = false;
+    bool isSlow_ GUARDED_BY(mutex_) = false;  // somebody has waited for an answer in vain since the last
     size_t tooLarge_ GUARDED_BY(mutex_) = 0;  // frames that were left out
     uint64_t lastSequence_ GUARDED_BY(mutex_) = 0;
     uint64_t lastSubscription_ GUARDED_BY(mutex_) = 0;
+    uint64_t knownSubscription_ GUARDED_BY(mutex_) = 0;  // the server knows of those up to it
     std::map<uint64_t, std::string> subscriptions_ GUARDED_BY(mutex_);
 
     Platform::Thread thread_;

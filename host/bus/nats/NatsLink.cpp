@@ -299,8 +299,8 @@ void NatsLink::control(const ServerMessage& message) {
             peers_.join(wire->process);
             break;
         case WireKind::leave:
+            // What it has sent is still known: it may come again when the server is killed now.
             peers_.leave(wire->process);
-            heard_.erase(wire->process);
             missed_.erase(wire->process);
             break;
         case WireKind::addPattern:

@@ -18,8 +18,10 @@ namespace MessageBus {
 class RemoteRequest final : public Request, public FrameWatcher {
 public:
     RemoteRequest(RequestTable& owner, std::shared_ptr<WorkerPool> answering, const Answer& wanted,
-                  std::u16string requested)
-        : Request(owner, std::move(answering), wanted, 0), name(std::move(requested)) {}
+                  std::u16string requested, MessageCharge pays)
+        : Request(owner, std::move(answering), wanted, 0),
+          name(std::move(requested)),
+          charge_(std::move(pays)) {}
 
     // Has a copy for each of these processes published, zeros standing for whoever has subscribed. publish
     // gets the number of the first and returns the sequence number.
@@ -69,7 +71,8 @@ private:
     uint32_t failureStatus() const REQUIRES(mutex_);
     void copyGone(size_t copy) REQUIRES(mutex_);
 
-    Platform::Mutex mutex_;  // the client's and the table's are taken under it
+    const MessageCharge charge_;  // of the name
+    Platform::Mutex mutex_;       // the client's and the table's are taken under it
     Platform::ConditionVariable changed_;
     bool isWaiting_ GUARDED_BY(mutex_) = true;
     std::vector<ProcessId> to_ GUARDED_BY(mutex_);  // by copy

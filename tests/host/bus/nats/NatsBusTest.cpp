@@ -4,6 +4,7 @@
 #include <cstring>
 #include <deque>
 #include <filesystem>
+#include <future>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -48,8 +49,7 @@ public:
         status_ = functions_->acquireHandle(&handle_);
     }
     ~Process() {
-        if (status_ == MODULE_STATUS_SUCCESS)
-            functions_->releaseHandle(handle_);
+        release();
         library_.reset();
         std::filesystem::remove_all(folder_);
     }
@@ -57,6 +57,10 @@ public:
     Process& operator=(const Process&) = delete;
     operator const BrevantBusFunctions*() const { return functions_; }
     uint32_t status() const { return status_; }
+    void release() {
+        if (std::exchange(status_, MODULE_STATUS_INVALID_HANDLE) == MODULE_STATUS_SUCCESS)
+            functions_->releaseHandle(handle_);
+    }
 
 private:
     std::filesystem::path folder_;
@@ -74,13 +78,6 @@ struct Answerer : BusPeer {
     }
 };
 
-// The server has taken what the process has subscribed to so far.
-void settle(const BrevantBusFunctions* process) {
-    MessageLog log({u"Settled"}, process);
-    EXPECT_EQ(BusPeer(process).publish(u"Settled"), MODULE_STATUS_SUCCESS);
-    EXPECT_TRUE(log.waitFor(u"Settled"));
-}
-
 std::u16string number(size_t value) {
     const std::string digits = std::to_string(value);
     return {digits.begin(), digits.end()};
@@ -89,7 +86,7 @@ std::u16string number(size_t value) {
 // A connection of a foreign client, or of one that the test's own server has accepted.
 class Wire {
 public:
-    explicit Wire(uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
+    explicit Wire(uint16_t port) : Wire(socket(AF_INET, SOCK_STREAM, 0), true) {
         sockaddr_in address{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
         EXPECT_EQ(connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     }
@@ -97,16 +94,20 @@ public:
     Wire(Wire&& other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
     ~Wire() { close(socket_); }
     void send(const std::string& bytes) { ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
-    // Until that has come, or the other side has gone.
+    // Until that has come, or the other side has gone or says nothing for long.
     std::string readUntil(const std::string& text) {
-        char buffer[4096];
-        while (received_.find(text) == received_.npos) {
+        char buffer[65536];
+        size_t from = 0;
+        while (received_.find(text, from) == received_.npos) {
+            from = received_.size() - std::min(received_.size(), text.size());
             const ssize_t count = recv(socket_, buffer, sizeof buffer, 0);
             if (count <= 0)
                 return {};
             received_.append(buffer, static_cast<size_t>(count));
         }
-        return std::exchange(received_, {});
+        std::string rest = received_.substr(received_.find(text, from) + text.size());
+        received_.resize(received_.size() - rest.size());
+        return std::exchange(received_, std::move(rest));
     }
     void publish(const std::string& subject, const std::string& reply, const std::string& payload) {
         send("PUB " + subject + " " + reply + " " + std::to_string(payload.size()) + "\r\n" + payload +
@@ -114,9 +115,40 @@ public:
     }
 
 private:
-    Wire(int socket, bool) : socket_(socket) {}
+    Wire(int socket, bool) : socket_(socket) {
+        const timeval longest{Support::patience.count(), 0};
+        setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest);
+    }
     int socket_;
     std::string received_;
+};
+
+// A server that the test plays, on a port of its own.
+class Listener {
+public:
+    Listener() {
+        sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+        socklen_t length = sizeof address;
+        EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr*>(&address), length), 0);
+        EXPECT_EQ(listen(socket_, 8), 0);
+        getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length);
+        port_ = ntohs(address.sin_port);
+    }
+    ~Listener() { close(socket_); }
+    std::string url() const { return "nats://127.0.0.1:" + std::to_string(port_); }
+    Wire accept() { return Wire::accepted(socket_); }
+    // Of a client that has been greeted and waits for no answer.
+    Wire greet() {
+        Wire wire = accept();
+        wire.send("INFO {\"max_payload\":1000000}\r\n");
+        wire.readUntil("PING\r\n");
+        wire.send("PONG\r\n");
+        return wire;
+    }
+
+private:
+    int socket_ = socket(AF_INET, SOCK_STREAM, 0);
+    uint16_t port_ = 0;
 };
 
 std::string wireBytes(WireKind kind, std::u16string_view name, std::u16string_view payload = u"") {
@@ -152,7 +184,6 @@ TEST(NatsBus, CarriesNamesOfAnyCharactersAndLength) {
                                                                     : MODULE_STATUS_SUCCESS;
         });
     }
-    settle(other);
     BusPeer publisher(one);
     for (const std::u16string& name : names) {
         BusMessage reply;
@@ -162,7 +193,6 @@ TEST(NatsBus, CarriesNamesOfAnyCharactersAndLength) {
     }
     // They match all but line ends.
     MessageLog all({u".*"}, other), head({u"head\\..+"}, other);
-    settle(other);
     for (const std::u16string& name : names)
         EXPECT_EQ(publisher.publish(name), MODULE_STATUS_SUCCESS);
     for (const std::u16string& name : names)
@@ -201,8 +231,6 @@ TEST(NatsBus, EndsARequestThatAllRefuseAndWaitsForOneThatMayStillAnswer) {
         EXPECT_EQ(second.request(u"Ask.First", u"", answer), MODULE_STATUS_DATA_ERROR);
         return second.reply(m, u"Ask.Late.Response");
     });
-    settle(refusing);
-    settle(late);
     BusMessage reply;
     EXPECT_EQ(requester.request(u"Ask.Once", u"", reply), MODULE_STATUS_DATA_ERROR);
     EXPECT_EQ(requester.request(u"Ask.Twice", u"", reply), MODULE_STATUS_DATA_ERROR);
@@ -215,7 +243,6 @@ TEST(BusObserver, IsShownWhatPassesAndCountsForNobody) {
     const Answerer answerer(other, u"Ask\\.(A|B)");
     BusPeer peer(one), refusing(other);
     refusing.onName(u"Ask.No", [](const BusMessage&) { return MODULE_STATUS_DATA_ERROR; });
-    settle(other);
     struct Shown : Support::Monitor {
         std::vector<MessageBus::Observed> all;
         const MessageBus::Observed* find(WireKind kind, std::u16string_view name) const {
@@ -269,7 +296,6 @@ public:
             ++received_;
             return MODULE_STATUS_SUCCESS;
         });
-        settle(to);
         for (const auto* name : {u"Flow.A", u"Flow.B"})
             threads_.emplace_back([this, from, name] {
                 BusPeer publisher(from);
@@ -357,6 +383,103 @@ TEST(NatsBus, KeepsWhatIsPublishedBeforeTheServerIsThere) {
         EXPECT_EQ(received[i - 1].name, u"Early." + number(i));
 }
 
+TEST(NatsBus, SendsAgainWhatAServerMayHaveLostUntilAnotherHasKeptIt) {
+    Listener listener;
+    const Process process(listener.url());
+    std::string again[2];
+    std::promise<void> middle;
+    std::thread server([&] {
+        {
+            Wire wire = listener.greet();
+            wire.readUntil("PUB mb.Flow.Middle ");
+            middle.set_value();
+            wire.readUntil("PUB mb.Flow.End ");
+            // Of what came with the first message, and of all up to the request.
+            wire.send("PONG\r\nPONG\r\n");
+            wire.readUntil("PING\r\n");
+        }
+        // Leaves most of it unread; the next one is killed as well.
+        {
+            Wire wire = listener.greet();
+            again[0] = wire.readUntil("PING\r\n");
+            wire.send("PONG\r\n");
+        }
+        Wire wire = listener.greet();
+        again[1] = wire.readUntil("PUB mb.Flow.End ");
+        wire.send("PONG\r\n");
+    });
+    BusPeer publisher(process);
+    const std::u16string text(50'000, u'x');
+    for (size_t i = 0; i < 400; ++i)
+        EXPECT_EQ(publisher.publish(u"Flow", text), MODULE_STATUS_SUCCESS);
+    EXPECT_EQ(publisher.publish(u"Flow.Middle"), MODULE_STATUS_SUCCESS);
+    middle.get_future().wait();
+    BusMessage reply;
+    EXPECT_EQ(publisher.request(u"Ask", u"", reply, 20ms), MODULE_STATUS_TIMEOUT);
+    EXPECT_EQ(publisher.publish(u"Flow.End"), MODULE_STATUS_SUCCESS);
+    server.join();
+    EXPECT_NE(again[0].find("PUB mb.Flow "), again[0].npos);
+    EXPECT_NE(again[1].find("PUB mb.Flow "), again[1].npos);
+    EXPECT_NE(again[1].find("PUB mb.Flow.Middle "), again[1].npos);
+    EXPECT_EQ(again[1].find("PUB mq."), again[1].npos) << "a request whose time was over";
+}
+
+TEST(NatsBus, KeepsNoMoreThanItMayForAServerThatNeverComes) {
+    NatsServer server;
+    server.kill();
+    testing::internal::CaptureStderr();
+    std::optional<Process> process(server.url());
+    {
+        BusPeer publisher(*process);
+        const std::u16string text(500'000, u'x');
+        size_t kept = 0;
+        while (kept < 100 && publisher.publish(u"Early", text) == MODULE_STATUS_SUCCESS)
+            ++kept;
+        EXPECT_EQ(kept, 67u);  // of 64 MiB
+        EXPECT_EQ(publisher.publish(u"Early", text), MODULE_STATUS_NO_MEMORY);
+        const auto before = std::chrono::steady_clock::now();
+        for (size_t i = 0; i < 1000; ++i)
+            publisher.onName(u"Early." + number(i), [](const BusMessage&) { return MODULE_STATUS_SUCCESS; });
+        EXPECT_LT(std::chrono::steady_clock::now() - before, 1s);
+    }
+    const auto before = std::chrono::steady_clock::now();
+    process.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 5s);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find("nobody answers there"), said.npos) << said;
+    EXPECT_NE(said.find("67 messages are lost"), said.npos) << said;
+}
+
+TEST(NatsBus, ReachesWhoeverHasSubscribedAsSoonAsHeHas) {
+    const NatsServer server;
+    const Process one(server.url()), other(server.url());
+    BusPeer requester(one), receiver(other);
+    for (size_t i = 0; i < 300; ++i) {
+        const std::u16string name = u"Ask." + number(i);
+        receiver.onName(name, [&](const BusMessage& m) { return receiver.reply(m, u"Response"); });
+        BusMessage reply;
+        ASSERT_EQ(requester.request(name, u"", reply), MODULE_STATUS_SUCCESS) << i;
+    }
+}
+
+TEST(NatsBus, LetsHandlesComeWhileTheLastOneGoes) {
+    const NatsServer server;
+    Process process(server.url());
+    process.release();
+    std::vector<std::thread> threads;
+    for (const auto* name : {u"A", u"B", u"C"})
+        threads.emplace_back([&process, name] {
+            for (int i = 0; i < 100; ++i) {
+                BusPeer peer(process);
+                peer.onName(name, [&](const BusMessage& m) { return peer.reply(m, u"Response", m.payload); });
+                BusMessage reply;
+                EXPECT_EQ(peer.request(name, u"x", reply), MODULE_STATUS_SUCCESS);
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
 TEST(NatsBus, SaysWhatTheServerRefuses) {
     const NatsServer server(
         "max_payload: 100KB\naccounts { APP { users = [ {user: all, password: a},\n"
@@ -376,7 +499,6 @@ TEST(NatsBus, SaysWhatTheServerRefuses) {
     const Process all(server.url("all:a")), limited(server.url("v%20w:p%22w"));
     const Answerer answerer(all, u"Ask");
     MessageLog log({u"Mine\\..+", u"Theirs\\..+"}, all);
-    settle(all);
     BusPeer peer(limited), publisher(all);
     BusMessage reply;
     EXPECT_EQ(peer.request(u"Ask", u"", reply), MODULE_STATUS_APP_SERVICE_UNAUTHORIZED);
@@ -402,12 +524,7 @@ TEST(NatsBus, IsNoneWhereTheChoiceCannotBeUnderstood) {
 }
 
 TEST(NatsBus, LeavesAServerThatSpeaksNonsenseAndTriesAgain) {
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    socklen_t length = sizeof address;
-    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), length), 0);
-    ASSERT_EQ(listen(listener, 8), 0);
-    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
+    Listener listener;
     std::thread server([&] {
         const std::string greeting = "INFO {\"max_payload\":1000}\r\n", open = greeting + "PONG\r\n";
         const std::string nonsense[] = {"HTTP/1.1 400\r\n\r\n",
@@ -421,12 +538,12 @@ TEST(NatsBus, LeavesAServerThatSpeaksNonsenseAndTriesAgain) {
                                         open + "MSG a b c d e\r\n",
                                         open + "-ERR 'Unknown Protocol'\r\n"};
         for (const std::string& bytes : nonsense) {
-            Wire wire = Wire::accepted(listener);
+            Wire wire = listener.accept();
             wire.send(bytes);
             wire.readUntil("never");  // until it has gone
         }
         // What is split anywhere is put together.
-        Wire wire = Wire::accepted(listener);
+        Wire wire = listener.accept();
         wire.send(greeting);
         wire.readUntil("PING");
         for (const char unit : std::string("PONG\r\nMSG x 1 3\r\nabc\r\nPING\r\n"))
@@ -434,10 +551,9 @@ TEST(NatsBus, LeavesAServerThatSpeaksNonsenseAndTriesAgain) {
         EXPECT_NE(wire.readUntil("PONG\r\n"), "");
     });
     {
-        const Process process("nats://127.0.0.1:" + std::to_string(ntohs(address.sin_port)));
+        const Process process(listener.url());
         server.join();
     }
-    close(listener);
 }
 
 TEST(NatsBus, BearsForeignClientsAndTheirGarbage) {
@@ -445,7 +561,6 @@ TEST(NatsBus, BearsForeignClientsAndTheirGarbage) {
     const Process process(server.url());
     MessageLog log({u"News\\..+"}, process);
     const Answerer answerer(process, u"Ask\\..+");
-    settle(process);
     BusPeer requester(process);
     Wire foreign(server.port());
     foreign.send("CONNECT {\"verbose\":false}\r\nSUB inbox 1\r\nSUB mq.Foreign 2\r\nPING\r\n");
