@@ -109,6 +109,7 @@ uint32_t NatsBus::request(const Publisher& publisher, const WireMessage& message
                         frames.emplace_back(i == 0 ? "mq." + subject : NatsLink::addressOf(to[i], subject),
                                             link.inboxOf(request->cookie, first + i), sent);
                     frame.watcher = request;
+                    frame.request = request;
                     frame.expires = expires;
                 }
                 frames.front().charge = std::move(charged);

@@ -488,10 +488,13 @@ bool NatsClient::handshake(Session& session, std::string_view info) {
 
 void NatsClient::open() {
     {
-        // A request whose requester has been told that its time is over would only surprise its receivers.
+        // A request that has its answer, or whose requester has been told that its time is over, would only
+        // surprise its receivers.
         const Time now = steadyNow();
         Platform::MutexLock lock(mutex_);
-        std::erase_if(frames_, [now](const Frame& frame) { return frame.expires <= now; });
+        std::erase_if(frames_, [now](const Frame& frame) {
+            return frame.expires <= now || (frame.request && frame.request->expired());
+        });
         state_ = State::open;
         refused_ = gaveUpWaiting_ = false;
     }

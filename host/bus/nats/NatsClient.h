@@ -46,6 +46,7 @@ struct Frame {
     size_t payloadAt;     // in the bytes
     std::optional<MessageCharge> charge{};
     std::shared_ptr<FrameWatcher> watcher{};
+    std::optional<std::weak_ptr<FrameWatcher>> request{};  // not sent again once that has gone
     bool isKept = true;  // when the connection is lost before it is confirmed it is sent again
     Platform::Clock::Time expires = Platform::Clock::Time::max();  // not sent again from then on
     bool isConfirmed = false;                                      // or has been, by a server that is gone

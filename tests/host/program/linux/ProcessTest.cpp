@@ -36,12 +36,14 @@ TEST_F(ProcessTest, TheCardOnATerminalIsDrawnAnewAndHeedsItsKeysAlone) {
     show.resize(12, 60);
     EXPECT_TRUE(show.shows("closes in 59:")) << "at once, in the new size";
     show.type("x0\x1B[15~");
+#ifndef __SANITIZE_THREAD__  // which keeps a signal until the thread that it went to wakes
     show.type("\x1A");
     EXPECT_TRUE(show.stops());
     EXPECT_TRUE(show.shows("\x1B[?1049l")) << "the terminal is left in order";
     show.signal(SIGCONT);
     EXPECT_TRUE(show.shows("\x1B[?1049h"));
     EXPECT_TRUE(show.shows("closes in"));
+#endif
     show.type("\r");
     EXPECT_EQ(show.end(), exitDone) << show.seen;
     EXPECT_NE(show.seen.find("chosen was \"Yes\" (X.Yes \u241B[2J)"), std::string::npos) << show.seen;
