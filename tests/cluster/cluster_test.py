@@ -5,7 +5,6 @@ cluster_test.py FOLDER-OF-THE-PROGRAM
 """
 
 import contextlib
-import ctypes
 import json
 import os
 import pathlib
@@ -22,58 +21,13 @@ import threading
 import time
 import urllib.request
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from processes import DEADLINE, Process, check, wait_until  # noqa: E402
+
 EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples" / "cluster"
 PROGRAM = pathlib.Path(sys.argv[1]).resolve() / "brevant"
 SERVER = shutil.which("nats-server") or "/usr/sbin/nats-server"
-DEADLINE = time.monotonic() + 60
 NUMBERS = (1, 2, 3)
-
-
-def wait_until(what, condition):
-    """Returns what the condition gives once that is true."""
-    while True:
-        if result := condition():
-            return result
-        if time.monotonic() > DEADLINE:
-            raise AssertionError(f"in vain: {what}")
-        time.sleep(0.02)
-
-
-def check(condition, what):
-    if not condition:
-        raise AssertionError(what)
-
-
-class Process:
-    """A child that ends with the test, however that ends."""
-
-    def __init__(self, name, arguments, folder, environment=None):
-        self.name = name
-        self.output = folder / f"{name}.out"
-        libc = ctypes.CDLL(None)
-        with open(self.output, "ab") as output:
-            self.child = subprocess.Popen(
-                arguments, cwd=folder, env=environment, stdin=subprocess.DEVNULL, stdout=output,
-                stderr=subprocess.STDOUT, preexec_fn=lambda: libc.prctl(1, signal.SIGKILL))  # PR_SET_PDEATHSIG
-
-    def text(self):
-        return self.output.read_text(errors="replace")
-
-    def says(self, text):
-        def is_said():
-            check(self.child.poll() is None, f"{self.name} has ended:\n{self.text()}")
-            return text in self.text()
-        wait_until(f'{self.name} says "{text}"; it says\n{self.text()}', is_said)
-
-    def objects(self):
-        """What it has printed with --json; the last line may still be growing."""
-        lines = self.text().split("\n")[:-1]
-        return [json.loads(line) for line in lines if line.startswith("{")]
-
-    def end(self, number=signal.SIGTERM):
-        if self.child.poll() is None:
-            self.child.send_signal(number)
-        return self.child.wait(timeout=max(1.0, DEADLINE - time.monotonic()))
 
 
 class Server(Process):
