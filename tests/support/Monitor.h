@@ -13,8 +13,8 @@ constexpr std::chrono::seconds patience{20};
 
 // Looks again and again. False when it does not come true in time.
 template <class Condition>
-bool eventually(const Condition& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+bool eventually(const Condition& condition, std::chrono::seconds time = patience) {
+    const auto deadline = std::chrono::steady_clock::now() + time;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline)
             return false;

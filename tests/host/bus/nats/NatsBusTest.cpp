@@ -18,6 +18,7 @@
 #include "platform/Files.h"
 #include "support/Beside.h"
 #include "support/BusPeer.h"
+#include "support/BusProcess.h"
 #include "support/NatsServer.h"
 #include "support/ProcessCounts.h"
 
@@ -28,47 +29,10 @@ using MessageBus::WireKind;
 using MessageBus::WireMessage;
 using Support::BusMessage;
 using Support::BusPeer;
+using Process = Support::BusProcess;
 using Support::eventually;
 using Support::MessageLog;
 using Support::NatsServer;
-
-// The bus library as another process has it.
-class Process {
-public:
-    explicit Process(const std::string& url) {
-        setenv("BREVANT_BUS", url.c_str(), 1);
-        static int count = 0;
-        folder_ = std::filesystem::temp_directory_path() /
-                  ("brevant-bus-" + std::to_string(getpid()) + "-" + std::to_string(++count));
-        std::filesystem::create_directory(folder_);
-        const auto copy = folder_ / "MessageBus.dll";
-        std::filesystem::copy_file(Platform::nativePath(beside(u"MessageBus.dll")), copy);
-        library_.emplace(Platform::portablePath(copy.string()));
-        const auto create = library_->function<BrevantCreateObject>(BREVANT_EXPORT_CREATE_OBJECT);
-        functions_ = static_cast<const BrevantBusFunctions*>(create(BREVANT_BUS_VERSION));
-        status_ = functions_->acquireHandle(&handle_);
-    }
-    ~Process() {
-        release();
-        library_.reset();
-        std::filesystem::remove_all(folder_);
-    }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
-    operator const BrevantBusFunctions*() const { return functions_; }
-    uint32_t status() const { return status_; }
-    void release() {
-        if (std::exchange(status_, MODULE_STATUS_INVALID_HANDLE) == MODULE_STATUS_SUCCESS)
-            functions_->releaseHandle(handle_);
-    }
-
-private:
-    std::filesystem::path folder_;
-    std::optional<Support::LoadedLibrary> library_;
-    const BrevantBusFunctions* functions_ = nullptr;
-    BrevantBusHandle handle_ = nullptr;  // keeps the connection
-    uint32_t status_ = 0;
-};
 
 // Answers every request of the names with its payload.
 struct Answerer : BusPeer {
