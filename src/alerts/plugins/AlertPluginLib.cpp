@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <exception>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -11,6 +12,7 @@
 #include "library/SharedLibrary.h"
 #include "logging/Log.h"
 #include "settings/SettingsManagerClient.h"
+#include "status/ModuleStatus.h"
 #include "text/TextLength.h"
 
 namespace Vok {
@@ -43,18 +45,16 @@ uint32_t AlertPluginLib::processAlert(const std::u16string& alertText, std::u16s
         return unusable;
     const char16_t* processedText = nullptr;
     const char16_t* extraText = nullptr;
-    const uint32_t status = callPlugin(function, [&, api = api_, instance = instance_] {
-        if (!api || !api->processAlert)
-            return MODULE_STATUS_NOT_SUPPORTED;
-        return api->processAlert(instance, alertText.c_str(), &processedText, suppress, &extraText);
-    });
+    const uint32_t status = callPlugin(
+        function, u"processAlert", api_ && api_->processAlert, [&, api = api_, instance = instance_] {
+            return api->processAlert(instance, alertText.c_str(), &processedText, suppress, &extraText);
+        });
     if (status != MODULE_STATUS_SUCCESS)
         return status;
     processed = Ferrow::viewOf(processedText);
     extra = Ferrow::viewOf(extraText);
-    callPlugin(function, [&, api = api_] {
-        if (api->releaseProcessed)
-            api->releaseProcessed(processedText, extraText);
+    callPlugin(function, u"releaseProcessed", api_->releaseProcessed, [&, api = api_] {
+        api->releaseProcessed(processedText, extraText);
         return MODULE_STATUS_SUCCESS;
     });
     return status;
@@ -69,17 +69,15 @@ uint32_t AlertPluginLib::getAlertContent(const std::u16string& alertText, const 
     if (const uint32_t unusable = verifyState(function); unusable != MODULE_STATUS_SUCCESS)
         return unusable;
     const char16_t* contentText = nullptr;
-    const uint32_t status = callPlugin(function, [&, api = api_, instance = instance_] {
-        if (!api || !api->getAlertContent)
-            return MODULE_STATUS_NOT_SUPPORTED;
-        return api->getAlertContent(instance, alertText.c_str(), viewerId.c_str(), &contentText);
-    });
+    const uint32_t status = callPlugin(
+        function, u"getAlertContent", api_ && api_->getAlertContent, [&, api = api_, instance = instance_] {
+            return api->getAlertContent(instance, alertText.c_str(), viewerId.c_str(), &contentText);
+        });
     if (status != MODULE_STATUS_SUCCESS)
         return status;
     content = Ferrow::viewOf(contentText);
-    callPlugin(function, [&, api = api_] {
-        if (api->releaseContent)
-            api->releaseContent(contentText);
+    callPlugin(function, u"releaseContent", api_->releaseContent, [&, api = api_] {
+        api->releaseContent(contentText);
         return MODULE_STATUS_SUCCESS;
     });
     return status;
@@ -153,6 +151,7 @@ void AlertPluginLib::setState(PluginState state) {
     LOG_FORMATTED(ETWLogging::levelNormal, u"Vok::AlertPluginLib::setState",
                   u"Changing state of plugin for %ls to %ls.", product_, pluginStateName(state));
     state_ = state;
+    told_.clear();
 }
 
 uint32_t AlertPluginLib::verifyState(const char16_t* function) {
@@ -172,19 +171,22 @@ uint32_t AlertPluginLib::verifyState(const char16_t* function) {
 uint32_t AlertPluginLib::createInstance() {
     constexpr const char16_t* function = u"Vok::AlertPluginLib::createInstance";
     const AlertPluginApi* api = nullptr;
-    const uint32_t thrown = callPlugin(function, [&api, &library = *library_] {
+    const uint32_t thrown = callPlugin(function, u"CreateObject", true, [&api, &library = *library_] {
         api =
             static_cast<const AlertPluginApi*>(library.getFunctions()->createObject(BREVANT_PLUGIN_VERSION));
         return MODULE_STATUS_SUCCESS;
     });
     if (!api) {
         LOG_MESSAGE(ETWLogging::levelError, function, u"Failed to create object");  // compat
+        if (thrown == MODULE_STATUS_SUCCESS && isNews(u"CreateObject", MODULE_STATUS_NOT_SUPPORTED))
+            LOG_FORMATTED(ETWLogging::levelError, function,
+                          u"Alert plugin does not offer version %lu. Product: %ls", BREVANT_PLUGIN_VERSION,
+                          product_);
         return thrown != MODULE_STATUS_SUCCESS ? thrown : MODULE_STATUS_NOT_SUPPORTED;
     }
     void* instance = nullptr;
-    const uint32_t status = callPlugin(function, [&] {
-        return api->create ? api->create(&instance, u"AlertPlugin") : MODULE_STATUS_NOT_SUPPORTED;
-    });
+    const uint32_t status =
+        callPlugin(function, u"create", api->create, [&] { return api->create(&instance, u"AlertPlugin"); });
     if (status != MODULE_STATUS_SUCCESS) {
         LOG_FORMATTED(ETWLogging::levelError, function,
                       u"Failed to create instance of Alert Plugin. Error code: %lu", status);
@@ -203,7 +205,7 @@ uint32_t AlertPluginLib::destroyInstance() {
     if (!instance || !api)
         return MODULE_STATUS_SUCCESS;
     const auto destroy = [&] { return api->destroy ? api->destroy(instance) : MODULE_STATUS_NOT_SUPPORTED; };
-    return callPlugin(function, [&] {
+    return callPlugin(function, u"destroy", true, [&] {
         const uint32_t status = destroy();
         if (status != MODULE_STATUS_SUCCESS)
             LOG_FORMATTED(ETWLogging::levelWarning, function,
@@ -214,13 +216,45 @@ uint32_t AlertPluginLib::destroyInstance() {
 }
 
 template <class Call>
-uint32_t AlertPluginLib::callPlugin(const char16_t* function, Call&& call) {
-    try {
-        return call();
-    } catch (...) {
+uint32_t AlertPluginLib::callPlugin(const char16_t* function, const char16_t* entry, bool isThere,
+                                    Call&& call) {
+    constexpr uint32_t thrown = MODULE_STATUS_UNKNOWN_EXCEPTION;
+    uint32_t status = MODULE_STATUS_NOT_SUPPORTED;
+    const auto reportThrown = [&](const char* what) {
         LOG_FORMATTED(ETWLogging::levelError, function, u"Alert plugin threw an exception. Product: %ls",
                       product_);
-        return MODULE_STATUS_UNKNOWN_EXCEPTION;
+        if (isNews(entry, thrown))
+            LOG_FORMATTED(ETWLogging::levelError, function, u"Alert plugin threw in %ls: %hs. Product: %ls",
+                          entry, what, product_);
+    };
+    try {
+        if (isThere)
+            status = call();
+    } catch (const std::exception& exception) {
+        reportThrown(exception.what());
+        return thrown;
+    } catch (...) {
+        reportThrown("no standard exception");
+        return thrown;
+    }
+    if (status == MODULE_STATUS_SUCCESS || !isNews(entry, isThere ? status : MODULE_STATUS_SUCCESS))
+        return status;
+    if (isThere)
+        LOG_FORMATTED(ETWLogging::levelError, function,
+                      u"Alert plugin failed in %ls with 0x%08X, %ls. Product: %ls", entry, status,
+                      Tavix::moduleStatusName(status), product_);
+    else
+        LOG_FORMATTED(ETWLogging::levelError, function, u"Alert plugin has no %ls. Product: %ls", entry,
+                      product_);
+    return status;
+}
+
+bool AlertPluginLib::isNews(const char16_t* entry, uint32_t status) noexcept {
+    constexpr size_t mostTold = 64;  // statuses are the plugin's to invent
+    try {
+        return told_.size() < mostTold && told_.emplace(entry, status).second;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
 }
 

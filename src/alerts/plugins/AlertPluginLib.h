@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
 
 #include <brevant/plugin.h>
 
@@ -29,7 +31,7 @@ namespace Vok {
 //
 // Plugins come from outside: a call that throws gives MODULE_STATUS_UNKNOWN_EXCEPTION, an entry that is
 // missing from the table MODULE_STATUS_NOT_SUPPORTED, a null text is an empty one. Statuses are passed on as
-// they come.
+// they come. What the plugin failed at is logged in a record of its own, once for each cause.
 class AlertPluginLib {
 public:
     // Throws a standard exception when the library cannot be had.
@@ -61,9 +63,13 @@ private:
     uint32_t verifyState(const char16_t* function) REQUIRES(mutex_);
     uint32_t createInstance() REQUIRES(mutex_);
     uint32_t destroyInstance() REQUIRES(mutex_);
-    // Whatever an entry of the plugin throws ends here.
+    // Whatever an entry of the plugin throws ends here. Its name is that in the plugin's table, which may
+    // have null in its place.
     template <class Call>
-    uint32_t callPlugin(const char16_t* function, Call&& call);
+    uint32_t callPlugin(const char16_t* function, const char16_t* entry, bool isThere, Call&& call)
+        REQUIRES(mutex_);
+    // Whether the entry failed so for the first time since the plugin's definition was last set.
+    bool isNews(const char16_t* entry, uint32_t status) noexcept REQUIRES(mutex_);
 
     const std::u16string product_;
     const std::shared_ptr<Tavix::SettingsManager> settings_;
@@ -76,6 +82,7 @@ private:
     void* instance_ GUARDED_BY(mutex_) = nullptr;
     const AlertPluginApi* api_ GUARDED_BY(mutex_) = nullptr;  // the library's own
     PluginState state_ GUARDED_BY(mutex_) = PluginState::unloaded;
+    std::set<std::pair<std::u16string, uint32_t>> told_ GUARDED_BY(mutex_);  // failures of entries
 };
 
 }  // namespace Vok

@@ -131,6 +131,38 @@ TEST_F(PluginsTest, LoadAtFirstUseAndEndTheInstanceBeforeItsLibrary) {
     EXPECT_EQ(plugin.calls, uR"( load:C:\P\p.dll object AlertPlugin)" + used + u" destroy free");
 }
 
+TEST_F(PluginsTest, SayWhatFailsOnceForEachCause) {
+    const auto useTwice = [&] {
+        for (int count = 0; count < 2; ++count) {
+            lib->processAlert(u"process", processed, &suppress, extra);
+            lib->getAlertContent(u"process", u"content", content);
+        }
+    };
+    plugin.offersTable = false;
+    useTwice();
+    EXPECT_EQ(log.count(4, u"Alert plugin does not offer version 2000000. Product: P"), 1u);
+    plugin.offersTable = true;
+    plugin.table.processAlert = nullptr;
+    plugin.table.releaseContent = nullptr;
+    useTwice();
+    EXPECT_EQ(log.count(4, u"Alert plugin has no processAlert. Product: P"), 1u);
+    EXPECT_EQ(log.count(4, u"Alert plugin has no releaseContent. Product: P"), 1u);
+    plugin.table = table;
+    plugin.status = MODULE_STATUS_DATA_ERROR;
+    useTwice();
+    EXPECT_EQ(log.count(4,
+                        u"Alert plugin failed in processAlert with 0x80000006, MODULE_STATUS_DATA_ERROR. "
+                        u"Product: P"),
+              1u);
+    plugin.inside = [] { throw std::runtime_error("no licence"); };
+    useTwice();
+    EXPECT_EQ(log.count(4, u"Alert plugin threw in getAlertContent: no licence. Product: P"), 1u);
+    // A new definition is a new plugin.
+    lib->setState(PluginState::invalidated);
+    useTwice();
+    EXPECT_EQ(log.count(4, u"Alert plugin threw in CreateObject: no licence. Product: P"), 1u);
+}
+
 TEST_F(PluginsTest, AreReloadedAtTheNextUseWhenTheyAreNotLoaded) {
     lib->load();
     lib->setState(PluginState::invalidated);
