@@ -12,6 +12,10 @@ uint32_t currentProcessId() noexcept;
 // Whether a process of that id runs, or cannot be told about. Ids are used again.
 bool processExists(uint32_t processId) noexcept;
 
+// When the process began, in units of the system's own; tells processes of the same id apart. 0 when it
+// cannot be told.
+uint64_t processStart(uint32_t processId);
+
 // Nothing when the variable is not set. Names are ASCII.
 std::optional<std::u16string> environmentVariable(const char* name);
 

@@ -20,6 +20,8 @@
 namespace Platform {
 namespace {
 
+constexpr unsigned closeAtExec = 1U << 2;  // CLOSE_RANGE_CLOEXEC
+
 // In the child, between fork and exec: calls that are safe in signal handlers alone.
 [[noreturn]] void becomeProgram(const char* program, char* const* arguments, pid_t parent, int report) {
     const int null = open("/dev/null", O_RDWR);
@@ -32,6 +34,8 @@ namespace {
         signal(number, SIG_DFL);
     // A terminal's Ctrl-C is for the parent, which ends the child in its own time.
     setpgid(0, 0);
+    // What others have handed down to this process is not the child's.
+    syscall(SYS_close_range, 3, ~0U, closeAtExec);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() == parent)
         execv(program, arguments);
@@ -68,6 +72,7 @@ ChildProcess::ChildProcess(const std::u16string& program, const std::vector<std:
     for (const std::u16string& argument : arguments)
         texts.push_back(Ferrow::toUtf8(argument));
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
@@ -75,8 +80,8 @@ ChildProcess::ChildProcess(const std::u16string& program, const std::vector<std:
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         throw std::system_error(errno, std::generic_category(), path);
-    const FileDescriptor outcome(ends[0]);
-    FileDescriptor report(ends[1]);
+    const FileDescriptor outcome = clearOfStandardStreams(FileDescriptor(ends[0]));
+    FileDescriptor report = clearOfStandardStreams(FileDescriptor(ends[1]));
     const pid_t parent = getpid();
     state_->id = fork();
     if (state_->id == 0)

@@ -102,8 +102,16 @@ bool writeAll(const NativeFile& file, std::string_view text) {
 
 bool moveIntoPlace(NativeFile file, const NativePath& from, const NativePath& to) {
     struct stat before {};
-    if (stat(to.c_str(), &before) == 0 && fchmod(file.get(), before.st_mode & 07777) != 0)
-        return failed();
+    if (stat(to.c_str(), &before) == 0) {
+        struct stat now {};
+        if (fstat(file.get(), &now) != 0)
+            return failed();
+        // Without its group the mode would let another group in.
+        const bool hasGroup =
+            now.st_gid == before.st_gid || fchown(file.get(), static_cast<uid_t>(-1), before.st_gid) == 0;
+        if (fchmod(file.get(), before.st_mode & (hasGroup ? 07777 : 07707)) != 0)
+            return failed();
+    }
     if (fsync(file.get()) != 0)
         return failed();
     return renamePath(from, to);

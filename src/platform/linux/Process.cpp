@@ -1,11 +1,13 @@
 #include "platform/Process.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <new>
 #include <pthread.h>
 #include <sys/stat.h>
@@ -14,6 +16,7 @@
 
 #include "platform/Files.h"
 #include "platform/UserSessions.h"
+#include "platform/linux/FileDescriptor.h"
 #include "platform/linux/NativeErrors.h"
 #include "text/Utf.h"
 
@@ -62,6 +65,21 @@ uint32_t currentProcessId() noexcept {
 bool processExists(uint32_t processId) noexcept {
     const auto id = static_cast<pid_t>(processId);
     return id > 0 && (kill(id, 0) == 0 || errno != ESRCH);
+}
+
+uint64_t processStart(uint32_t processId) {
+    char text[1024];
+    const std::string path = "/proc/" + std::to_string(processId) + "/stat";
+    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const ssize_t count = file ? read(file.get(), text, sizeof text) : 0;
+    // The name of the program, in brackets, may hold whatever it likes; the start is the 20th word after it.
+    std::string_view rest(text, static_cast<size_t>(std::max<ssize_t>(count, 0)));
+    rest.remove_prefix(std::min(rest.rfind(')') + 1, rest.size()));
+    for (int word = 0; word < 20 && !rest.empty(); ++word)
+        rest.remove_prefix(std::min(rest.find(' ') + 1, rest.size()));
+    uint64_t start = 0;
+    std::from_chars(rest.data(), rest.data() + rest.size(), start);
+    return start;
 }
 
 std::optional<std::u16string> environmentVariable(const char* name) {

@@ -91,15 +91,21 @@ std::optional<int> ChildProcess::waitFor(std::chrono::milliseconds time) {
 }
 
 std::u16string findProgram(const std::u16string& name) {
-    // Named, for the system's own order begins with folders that anybody may write to.
-    const wchar_t* const folders = _wgetenv(L"PATH");
-    std::u16string path(MAX_PATH, u'\0');
-    DWORD length = 0;
-    while (folders && (length = SearchPathW(folders, wide(name), L".exe", static_cast<DWORD>(path.size()),
-                                            wide(path.data()), nullptr)) > path.size())
-        path.resize(length);
-    path.resize(length);
-    return path;
+    const wchar_t* const path = _wgetenv(L"PATH");
+    const std::u16string folders = path ? narrow(path) : std::u16string();
+    for (size_t begin = 0; begin < folders.size();) {
+        const size_t end = std::min(folders.find(u';', begin), folders.size());
+        const std::u16string folder = folders.substr(begin, end - begin);
+        begin = end + 1;
+        // Relative folders are whoever's the current folder is.
+        if (folder.size() < 3 || folder.compare(1, 2, u":\\") != 0)
+            continue;
+        const std::u16string file = folder + u'\\' + name + u".exe";
+        const DWORD attributes = GetFileAttributesW(wide(file));
+        if (attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY))
+            return file;
+    }
+    return {};
 }
 
 }  // namespace Platform

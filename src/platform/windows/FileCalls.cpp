@@ -34,6 +34,8 @@ NativeFile openFile(const NativePath& path, FileUse use) {
                                                        : CREATE_ALWAYS;
     const DWORD flags = FILE_ATTRIBUTE_NORMAL | (isNew ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
     NewAccess readers(use == FileUse::privateTemporary ? privateList() : std::u16string());
+    if (use == FileUse::privateTemporary && !readers.attributes())
+        return NativeFile();
     return NativeFile(CreateFileW(wide(path), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                   use == FileUse::privateTemporary ? readers.attributes() : nullptr,
                                   disposition, flags, nullptr));

@@ -19,6 +19,14 @@ bool processExists(uint32_t processId) noexcept {
     return WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT;
 }
 
+uint64_t processStart(uint32_t processId) {
+    const Handle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+    FILETIME created{}, ended{}, kernel{}, user{};
+    if (!process || !GetProcessTimes(process.get(), &created, &ended, &kernel, &user))
+        return 0;
+    return uint64_t{created.dwHighDateTime} << 32 | created.dwLowDateTime;
+}
+
 std::optional<std::u16string> environmentVariable(const char* name) {
     const std::u16string wideName(name, name + std::char_traits<char>::length(name));
     std::u16string value(64, u'\0');
