@@ -51,6 +51,11 @@ std::optional<uint32_t> numberOf(const Lines& lines, std::string_view key) {
     return error == std::errc() && stopped == end ? std::optional(number) : std::nullopt;
 }
 
+// Tells a process from the next one with its id.
+std::string startOf(uint32_t process) {
+    return std::to_string(Platform::processStart(process));
+}
+
 bool isOneLine(std::string_view text) {
     return text.find_first_of(std::string_view("\r\n\0", 3)) == text.npos;
 }
@@ -71,16 +76,18 @@ ConnectionFile::Reading ConnectionFile::read() const {
     const auto host = numberOf(*lines, "host");
     if (!url || url->empty() || !host)
         return {State::unreadable};
-    if (!Platform::processExists(*host))
+    const std::optional<std::string> start = valueOf(*lines, "start");
+    const std::string running = startOf(*host);
+    if (!Platform::processExists(*host) || (start && *start != running && *start != "0" && running != "0"))
         return {State::absent};
     return {State::present, {*url, server.value_or(0), *host}};
 }
 
 bool ConnectionFile::write(const Content& content) const {
     return isOneLine(content.url) && Platform::createFolders(folder_) &&
-           Platform::writeFileAtomically(path(), "url=" + content.url +
-                                                     "\nserver=" + std::to_string(content.server) +
-                                                     "\nhost=" + std::to_string(content.host) + "\n");
+           Platform::writeFileAtomically(
+               path(), "url=" + content.url + "\nserver=" + std::to_string(content.server) + "\nhost=" +
+                           std::to_string(content.host) + "\nstart=" + startOf(content.host) + "\n");
 }
 
 void ConnectionFile::remove(uint32_t host) const {
@@ -98,16 +105,19 @@ std::optional<Credentials> ConnectionFile::readCredentials(std::string_view role
         return std::nullopt;
     const auto user = valueOf(*lines, "user");
     const auto password = valueOf(*lines, "password");
-    return user && password ? std::optional(Credentials{*user, *password}) : std::nullopt;
+    return user && password
+               ? std::optional(Credentials{*user, *password, valueOf(*lines, "server").value_or("")})
+               : std::nullopt;
 }
 
 bool ConnectionFile::writeCredentials(std::string_view role, const Credentials& credentials) const {
     const std::u16string file = credentialsPath(role);
+    std::string text = "user=" + credentials.user + "\npassword=" + credentials.password + "\n";
+    if (!credentials.server.empty())
+        text += "server=" + credentials.server + "\n";
     return !file.empty() && isOneLine(credentials.user) && isOneLine(credentials.password) &&
-           Platform::createFolders(folder_) &&
-           Platform::writeFileAtomically(
-               file, "user=" + credentials.user + "\npassword=" + credentials.password + "\n",
-               Platform::FileReaders::ownAccount);
+           isOneLine(credentials.server) && Platform::createFolders(folder_) &&
+           Platform::writeFileAtomically(file, text, Platform::FileReaders::ownAccount);
 }
 
 std::u16string ConnectionFile::credentialsPath(std::string_view role) const {

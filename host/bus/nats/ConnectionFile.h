@@ -12,6 +12,7 @@ namespace MessageBus {
 struct Credentials {
     std::string user;
     std::string password;
+    std::string server{};  // the url that they are for; empty: any
 
     bool operator==(const Credentials&) const = default;
 };
@@ -39,8 +40,8 @@ public:
     ConnectionFile();
     explicit ConnectionFile(std::u16string folder) : folder_(std::move(folder)) {}
 
-    // A file whose host has gone counts as absent; one that is no such file, or may not be read, as
-    // unreadable.
+    // A file whose host has gone, or whose process id is another's by now, counts as absent; one that is no
+    // such file, or may not be read, as unreadable.
     Reading read() const;
     // Makes the folder where it is missing. False as well for a url with a line end.
     bool write(const Content& content) const;

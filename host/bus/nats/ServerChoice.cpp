@@ -1,6 +1,7 @@
 #include "host/bus/nats/ServerChoice.h"
 
 #include "host/bus/nats/ConnectionFile.h"
+#include "platform/Files.h"
 #include "platform/Process.h"
 #include "platform/Registry.h"
 #include "text/Utf.h"
@@ -38,6 +39,13 @@ std::string roleOr(std::string_view role) {
     return named && !named->empty() ? Ferrow::toUtf8(*named) : "product";
 }
 
+// A password is for the server that it was made for.
+bool isFor(const Credentials& credentials, const ServerAddress& server) {
+    std::u16string ignored;
+    const auto named = ServerAddress::parse(credentials.server, ignored);
+    return credentials.server.empty() || (named && named->text() == server.text());
+}
+
 }  // namespace
 
 ServerChoice chooseServer(std::string_view role) {
@@ -57,12 +65,17 @@ ServerChoice chooseServer(std::string_view role) {
             u"what " + value->origin + u" says is neither embedded nor the address of a server: " + why;
         return choice;
     }
-    // Those of the host's server are for no other, and without one they are the administrator's.
-    std::u16string ignored;
-    const auto named = ServerAddress::parse(file.content.url, ignored);
-    if (choice.server->credentials.user.empty() && (!named || named->text() == choice.server->text()))
-        if (auto credentials = at.readCredentials(roleOr(role)))
-            choice.server->credentials = *std::move(credentials);
+    if (!choice.server->credentials.user.empty())
+        return choice;
+    const std::string playing = roleOr(role);
+    auto credentials = at.readCredentials(playing);
+    if (!credentials && Platform::fileExists(at.credentialsPath(playing))) {
+        choice.fault = u"the role \"" + Ferrow::toUtf16(playing) +
+                       u"\" is for whom may read its password, in " + at.credentialsPath(playing);
+        choice.server.reset();
+    } else if (credentials && isFor(*credentials, *choice.server)) {
+        choice.server->credentials = *std::move(credentials);
+    }
     return choice;
 }
 
