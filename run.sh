@@ -128,11 +128,16 @@ wait_for_status() {
 # A machine of their own: what else runs is not disturbed.
 play_processes() {
     local answer=--answer=1 alerts=() code=0
-    for argument in "$@"; do
-        case $argument in
-        --answer=*) answer=$argument ;;
-        *) alerts+=("$argument") ;;
+    while [ $# -gt 0 ]; do
+        case $1 in
+        --answer=*) answer=$1 ;;
+        --answer)
+            answer=--answer=${2-}
+            shift
+            ;;
+        *) alerts+=("$1") ;;
         esac
+        [ $# -eq 0 ] || shift
     done
     [ ${#alerts[@]} -gt 0 ] || alerts=("$root/examples/alert.json")
     export BREVANT_PLATFORM_DIR=$root/build/linux/run-processes

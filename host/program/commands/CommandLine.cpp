@@ -27,6 +27,7 @@ std::u16string path(const std::string& argument) {
 
 std::vector<std::u16string> paths(const std::vector<std::string>& arguments) {
     std::vector<std::u16string> result;
+    result.reserve(arguments.size());
     for (const std::string& argument : arguments)
         result.push_back(path(argument));
     return result;
@@ -74,6 +75,7 @@ public:
 
     std::variant<CommandLine, Saying> parse(const std::vector<std::u16string>& arguments) {
         std::vector<std::string> reversed;
+        reversed.reserve(arguments.size());
         for (const std::u16string& argument : arguments)
             reversed.push_back(Ferrow::toUtf8(argument));
         std::ranges::reverse(reversed);

@@ -14,6 +14,7 @@ namespace {
 
 constexpr auto logInterval = std::chrono::milliseconds(200);
 constexpr size_t mostLogLines = 1000;  // at a time
+constexpr auto claimInterval = std::chrono::seconds(3);
 constexpr auto serverPatience = std::chrono::seconds(5);
 constexpr auto serverInterval = std::chrono::milliseconds(20);
 
@@ -106,8 +107,17 @@ int runHost(const HostOptions& options, CommandContext& context) {
     PublishedAlerts published(bus.functions(), *alerts, client, console);
     if (!alerts->empty())
         published.publish();
+    const Platform::Clock& clock = Platform::Clock::steady();
+    auto nextClaim = clock.now() + claimInterval;
+    std::optional<uint32_t> other;
     while (!context.stop.waitFor(logInterval)) {
         log.print();
+        if (!context.bus.isEmbedded && clock.now() >= nextClaim) {
+            nextClaim = clock.now() + claimInterval;
+            other = claim.renew();
+            if (other)
+                break;
+        }
         if (server) {
             if (const std::u16string news = server->tend(); !news.empty())
                 console.error(news);
@@ -120,7 +130,7 @@ int runHost(const HostOptions& options, CommandContext& context) {
     }
     endHost(host, viewer ? &*viewer : nullptr, true, options.grace, context);
     log.print();
-    return exitDone;
+    return other ? refuse(*other, console) : exitDone;
 }
 
 }  // namespace Host

@@ -1,3 +1,4 @@
+#include <deque>
 #include <map>
 #include <regex>
 
@@ -5,7 +6,6 @@
 #include "host/program/commands/Command.h"
 #include "host/program/output/TerminalText.h"
 #include "platform/Clock.h"
-#include "platform/SystemTime.h"
 #include "text/Format.h"
 #include "text/Utf.h"
 
@@ -16,7 +16,6 @@ using MessageBus::Observed;
 using MessageBus::WireKind;
 
 constexpr size_t payloadColumns = 400;
-// A request that gets no answer is not told of.
 constexpr size_t mostOpenRequests = 4096;
 constexpr auto patience = std::chrono::seconds(2);
 
@@ -52,17 +51,21 @@ public:
     explicit PassingMessages(Console& console) : console_(console) {}
 
     void show(const Observed& observed) {
-        Passed passed{timeText(), observed.kind, observed.name, observed.sender, observed.payload};
+        const auto now = Platform::Clock::steady().now();
+        Passed passed{timeText(observed.time), observed.kind, observed.name, observed.sender,
+                      observed.payload};
         if (observed.kind == WireKind::refusal)
             passed.payload = Ferrow::formatText(u"0x%08X", observed.value);
         const Request request{observed.process, observed.request};
         if (observed.kind == WireKind::request) {
-            if (open_.size() == mostOpenRequests)
-                open_.erase(open_.begin());
-            open_[request] = {observed.time, observed.name};
+            if (asked_.size() == mostOpenRequests) {
+                open_.erase(asked_.front());
+                asked_.pop_front();
+            }
+            asked_.push_back(request);
+            open_[request] = {now, observed.name};
         } else if (const auto asked = open_.find(request); asked != open_.end()) {
-            passed.latency =
-                std::chrono::duration_cast<std::chrono::microseconds>(observed.time - asked->second.time);
+            passed.latency = std::chrono::duration_cast<std::chrono::microseconds>(now - asked->second.time);
             passed.request = asked->second.name;
             open_.erase(asked);
         } else if (observed.kind == WireKind::refusal) {
@@ -87,12 +90,16 @@ private:
         std::u16string name;
     };
 
-    static std::u16string timeText() {
-        const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(Platform::Clock::wall().now());
-        const Platform::CalendarTime time = Platform::utcCalendarTime();
-        return Ferrow::formatText(u"%04hu-%02hu-%02huT%02hu:%02hu:%02hu.%03dZ", time.year, time.month,
-                                  time.day, time.hour, time.minute, time.second,
-                                  static_cast<int>(now.count() % 1000));
+    static std::u16string timeText(Platform::Clock::Time time) {
+        using namespace std::chrono;
+        const auto day = floor<days>(time);
+        const year_month_day date{sys_days(day)};
+        const hh_mm_ss clock{floor<milliseconds>(time - day)};
+        return Ferrow::formatText(
+            u"%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", static_cast<int>(date.year()),
+            static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+            static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+            static_cast<int>(clock.seconds().count()), static_cast<int>(clock.subseconds().count()));
     }
 
     void print(const Passed& passed) {
@@ -123,6 +130,7 @@ private:
 
     Console& console_;
     std::map<Request, Asked> open_;
+    std::deque<Request> asked_;  // in order, those that have their answer included
 };
 
 }  // namespace

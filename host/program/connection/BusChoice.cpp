@@ -29,21 +29,22 @@ const char16_t* nameOf(BusRole role) {
 }  // namespace
 
 BusChoice chooseBus(const std::u16string& bus, BusRole role) {
-    if (!bus.empty())
+    if (!bus.empty()) {
+        std::u16string why;
+        if (bus != embedded && !MessageBus::ServerAddress::parse(Ferrow::toUtf8(bus), why))
+            throw HostError("--bus is neither embedded nor the address of a server: " + Ferrow::toUtf8(why));
         Platform::setEnvironment(busVariable, bus);
+    }
     Platform::setEnvironment(roleVariable, nameOf(role));
     const MessageBus::ServerChoice choice = MessageBus::chooseServer();
     if (!choice.fault.empty())
         throw HostError(Ferrow::toUtf8(choice.fault));
     if (!choice.server) {
+        // The library's choice is to be the same, whatever hosts come meanwhile.
         Platform::setEnvironment(busVariable, embedded);
         return {true, embedded};
     }
-    const std::u16string name = u"nats://" + Ferrow::toUtf16(choice.server->text());
-    // The library takes the same, whatever hosts come and go meanwhile.
-    if (Platform::environment(busVariable).empty())
-        Platform::setEnvironment(busVariable, name);
-    return {false, name, choice.server};
+    return {false, u"nats://" + Ferrow::toUtf16(choice.server->text()), choice.server};
 }
 
 }  // namespace Host

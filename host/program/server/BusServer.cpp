@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <random>
 #include <system_error>
 #include <utility>
 
+#include "host/bus/nats/Subject.h"
 #include "host/program/output/SystemPath.h"
 #include "platform/Files.h"
 #include "platform/Process.h"
+#include "text/Format.h"
 #include "text/Utf.h"
 
 namespace Host {
@@ -17,12 +20,13 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr uint16_t usualPort = 4222;
-constexpr milliseconds startTime{10'000};
+constexpr milliseconds startTime{5'000};
 constexpr milliseconds endTime{5'000};
 // A server whose host was killed has its port a moment longer.
 constexpr milliseconds formerServerTime{3'000};
 constexpr milliseconds restartPause{1'000};
 constexpr milliseconds lookTime{10};
+constexpr milliseconds sweepInterval{60'000};
 constexpr size_t mostPortsFile = 64 * 1024;
 
 [[noreturn]] void fail(const std::u16string& what) {
@@ -56,9 +60,11 @@ std::optional<uint16_t> numberAt(std::string_view text) {
 }  // namespace
 
 BusServer::Claim::Claim(const std::u16string& folder) {
-    mutex = Platform::NamedMutex::create(u"Global\\BrevantBusServer" + folder.substr(folder.find(u'\\') + 1),
-                                         folder);
-    isHeld = mutex && mutex->acquire(milliseconds(0));
+    mutex = Platform::NamedMutex::create(
+        Ferrow::formatText(u"Global\\BrevantBusServer_%016llx", MessageBus::fnv1a64(folder)), folder);
+    if (!mutex)
+        fail(u"the system refuses the lock for " + shownPath(folder));
+    isHeld = mutex->acquire(milliseconds(0));
 }
 
 BusServer::Claim::~Claim() {
@@ -86,11 +92,16 @@ BusServer::BusServer(MessageBus::ConnectionFile file)
     bool started = start(remembered != 0 ? remembered : usualPort);
     while (!started && remembered != 0 && clock.now() < patience)
         started = start(remembered);
-    // Somebody else has the port: any other will do, for who starts from now on.
+    // Somebody else has the port: any other will do, for who starts from now on. Who was connected may have
+    // told that somebody the passwords.
+    if (!started && remembered != 0)
+        for (auto& [role, password] : configuration_.passwords)
+            password = randomPassword();
     if (!started && !start(0))
         fail(u"nats-server does not start: its log is " + shownPath(folder_ + u"\\log"));
     if (!announce())
         fail(u"what tells other processes of the server cannot be written to " + shownPath(file_.folder()));
+    sweepLogs();
 }
 
 BusServer::~BusServer() {
@@ -107,16 +118,28 @@ std::u16string BusServer::url() const {
 
 std::u16string BusServer::tend() {
     const Platform::Clock::Time now = Platform::Clock::steady().now();
-    if (server_ && !server_->waitFor(milliseconds(0)))
-        return {};
+    if (now >= nextSweep_)
+        sweepLogs();
     if (now < nextStart_)
         return {};
+    if (server_ && !server_->waitFor(milliseconds(0))) {
+        if (!isAnnounced_) {
+            nextStart_ = now + restartPause;
+            announce();
+        }
+        return {};
+    }
     nextStart_ = now + restartPause;
     const bool isNews = server_.has_value();
     server_.reset();
     try {
-        if (start(port_) && announce())
-            return u"the server of the bus had ended and runs again";
+        if (start(port_)) {
+            if (announce())
+                return u"the server of the bus had ended and runs again";
+            return u"the server of the bus had ended and runs again; what tells of it cannot be written, and "
+                   u"is "
+                   u"tried on";
+        }
     } catch (const HostError& error) {
         if (isNews)
             return Ferrow::toUtf16(error.what());
@@ -127,13 +150,8 @@ std::u16string BusServer::tend() {
 void BusServer::makePasswords() {
     for (const char* const role : {"host", "product", "viewer", "watcher"}) {
         const std::optional<MessageBus::Credentials> known = file_.readCredentials(role);
-        const MessageBus::Credentials credentials =
-            known && known->user == role && known->password.size() >= 16
-                ? *known
-                : MessageBus::Credentials{role, randomPassword()};
-        if (credentials != known && !file_.writeCredentials(role, credentials))
-            fail(u"passwords cannot be written to " + shownPath(file_.folder()));
-        configuration_.passwords[role] = credentials.password;
+        const bool isOwn = known && known->user == role && known->password.size() >= 16;
+        configuration_.passwords[role] = isOwn ? known->password : randomPassword();
     }
 }
 
@@ -180,8 +198,24 @@ std::optional<uint16_t> BusServer::waitForPort(const std::u16string& portsFile) 
 }
 
 bool BusServer::announce() {
-    return Platform::writeFileAtomically(folder_ + u"\\port", std::to_string(port_)) &&
-           file_.write({Ferrow::toUtf8(url()), server_->id(), Platform::currentProcessId()});
+    isAnnounced_ = Platform::writeFileAtomically(folder_ + u"\\port", std::to_string(port_));
+    for (const auto& [role, password] : configuration_.passwords) {
+        const MessageBus::Credentials credentials{role, password, Ferrow::toUtf8(url())};
+        isAnnounced_ = isAnnounced_ && (file_.readCredentials(role) == credentials ||
+                                        file_.writeCredentials(role, credentials));
+    }
+    isAnnounced_ =
+        isAnnounced_ && file_.write({Ferrow::toUtf8(url()), server_->id(), Platform::currentProcessId()});
+    return isAnnounced_;
+}
+
+void BusServer::sweepLogs() {
+    nextSweep_ = Platform::Clock::steady().now() + sweepInterval;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(systemPath(folder_), ignored)) {
+        if (entry.path().filename().string().starts_with("log."))
+            std::filesystem::remove(entry.path(), ignored);
+    }
 }
 
 uint16_t BusServer::rememberedPort() const {

@@ -48,7 +48,10 @@ private:
     // False when it cannot listen there.
     bool start(uint16_t port);
     std::optional<uint16_t> waitForPort(const std::u16string& portsFile);
+    // Leaves what others find it by. False when that cannot be written.
     bool announce();
+    // Removes what the server has put aside: it keeps as many full logs as there are.
+    void sweepLogs();
     uint16_t rememberedPort() const;
 
     const MessageBus::ConnectionFile file_;
@@ -58,7 +61,9 @@ private:
     ServerConfiguration configuration_;
     uint16_t port_ = 0;
     std::optional<Platform::ChildProcess> server_;
+    bool isAnnounced_ = false;
     Platform::Clock::Time nextStart_{};
+    Platform::Clock::Time nextSweep_{};
 };
 
 }  // namespace Host

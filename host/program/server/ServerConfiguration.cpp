@@ -102,7 +102,7 @@ Rights product() {
     add(rights.publish, {message(BREVANT_ALERT_GET_ID), below(message(BREVANT_ALERT_SHOW)),
                          below(message(BREVANT_ALERT_DELETE)), message(BREVANT_SESSION_LOGOFF)});
     addRequests(rights, {request(BREVANT_ALERT_GET_ID), below(request(BREVANT_ALERT_SHOW)),
-                         below(request(BREVANT_ALERT_DELETE)), below(request(u"Brevant.Host.")),
+                         below(request(BREVANT_ALERT_DELETE)), request(BREVANT_HOST_STAND_IN),
                          request(BREVANT_SETTINGS_GET), request(BREVANT_SETTINGS_GET_BATCH)});
     add(rights.subscribe, {"mb.>", "mq.>"});
     add(rights.neverSubscribe,

@@ -147,14 +147,17 @@ std::vector<std::u16string> AlertWatch::held() const {
     return alerts;
 }
 
-std::vector<std::u16string> AlertWatch::shown() const {
-    std::vector<std::u16string> instances;
+std::vector<std::u16string> AlertWatch::deletions() const {
+    std::vector<std::u16string> waiting, shown;
     Platform::MutexLock lock(mutex_);
     for (const auto& [instance, seen] : seen_) {
         if (seen.alert.isShown)
-            instances.push_back(instance);
+            shown.push_back(BREVANT_ALERT_DELETE + instance);
+        else if (seen.isQueued)
+            waiting.push_back(BREVANT_ALERT_DELETE + seen.alert.id);
     }
-    return instances;
+    waiting.insert(waiting.end(), shown.begin(), shown.end());
+    return waiting;
 }
 
 }  // namespace Host

@@ -24,8 +24,8 @@ public:
     void describe(HostStatus& status) const;
     // Each alert that has not ended, in words.
     std::vector<std::u16string> held() const;
-    // The instances on screen.
-    std::vector<std::u16string> shown() const;
+    // The requests that delete what waits, and then what is on screen.
+    std::vector<std::u16string> deletions() const;
 
 private:
     struct Seen {

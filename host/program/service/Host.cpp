@@ -119,10 +119,7 @@ std::vector<std::u16string> Host::heldAlerts() const {
 }
 
 void Host::takeDownAlerts(std::chrono::milliseconds most) {
-    std::vector<std::u16string> names;
-    for (const std::u16string& instance : alerts_.shown())
-        names.push_back(BREVANT_ALERT_DELETE + instance);
-    connection_.requestAll(names, most);
+    connection_.requestAll(alerts_.deletions(), most);
 }
 
 HostStatus Host::status() const {

@@ -34,7 +34,8 @@ public:
     ~Host() { shutDown(); }
     void shutDown();
 
-    // Has the alerts on screen taken down, as any product may. Waits for the answers, at most that time.
+    // Withdraws the alerts that wait and has those on screen taken down, as any product may. Waits for the
+    // answers, at most that time.
     void takeDownAlerts(std::chrono::milliseconds most);
     // Each alert that waits or is shown, in words.
     std::vector<std::u16string> heldAlerts() const;

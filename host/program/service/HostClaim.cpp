@@ -27,7 +27,7 @@ HostClaim::HostClaim(const BrevantBusFunctions& functions) : connection_(functio
         own_ = {static_cast<uint64_t>(Platform::Clock::wall().now().count()), Platform::currentProcessId()};
     }
     if (!connection_.subscribe(BREVANT_HOST_CLAIM,
-                               [this](const ReceivedMessage& message) { return onClaim(message.payload); }))
+                               [this](const ReceivedMessage& message) { return onClaim(message); }))
         throw HostError("the message bus refuses the host's subscriptions");
 }
 
@@ -48,7 +48,21 @@ std::optional<uint32_t> HostClaim::findHolder() {
     return holder_;
 }
 
-uint32_t HostClaim::onClaim(const std::u16string& payload) {
+std::optional<uint32_t> HostClaim::renew() {
+    Platform::MutexLock lock(mutex_);
+    const Entry own = own_;
+    const std::optional<uint32_t> holder = holder_;
+    lock.unlock();
+    if (!holder)
+        publish(own);
+    return holder;
+}
+
+uint32_t HostClaim::onClaim(const ReceivedMessage& message) {
+    // Requests are anybody's to send.
+    if (message.header.flags & BREVANT_MESSAGE_REPLY_REQUESTED)
+        return MODULE_STATUS_NOT_SUPPORTED;
+    const std::u16string& payload = message.payload;
     Tavix::JSONFormatter claim;
     Entry other;
     if (!claim.parse(payload) || !claim.getUInt64(beginKey, other.begin) ||
@@ -64,7 +78,7 @@ uint32_t HostClaim::onClaim(const std::u16string& payload) {
         const Entry own = own_;
         lock.unlock();
         publish(own);
-    } else if (!own_.serves) {
+    } else {
         holder_ = other.process;
         changed_.notifyAll();
     }

@@ -12,6 +12,8 @@ namespace Host {
 
 // Tells other hosts, and answers them for as long as it lives: who serves goes before who begins, and of
 // those that begin the older one.
+// Two that serve, because no server was there when they began or a cluster was parted, find each other by
+// renew().
 class HostClaim {
 public:
     // The table outlives the claim. Throws HostError.
@@ -20,6 +22,8 @@ public:
 
     // The process of the host that has the bus; nothing when it is this one's. Once. Takes a moment.
     std::optional<uint32_t> findHolder();
+    // Tells the others again; now and then. The process of a host that goes before this one.
+    std::optional<uint32_t> renew();
 
 private:
     struct Entry {
@@ -28,7 +32,7 @@ private:
         bool serves = false;
     };
 
-    uint32_t onClaim(const std::u16string& payload);
+    uint32_t onClaim(const ReceivedMessage& message);
     void publish(const Entry& entry);
     static bool goesBefore(const Entry& one, const Entry& other);
 

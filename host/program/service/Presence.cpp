@@ -100,8 +100,16 @@ void Presence::ask() {
         silent_.clear();
         return;
     }
+    names.clear();
     for (const std::u16string& id : absent)
-        removeProperty(connection_, Brevant::property(BREVANT_VIEWER_KEY, id));
+        names.push_back(Brevant::viewerMessage(id, BREVANT_VIEWER_ALIVE));
+    // One that has come meanwhile has registered anew.
+    const std::vector<BusAnswer> last = connection_.requestAll(names, answerTime);
+    for (size_t at = 0; at < absent.size(); ++at) {
+        silent_.erase(absent[at]);
+        if (last[at].status == MODULE_STATUS_NO_SUBSCRIBERS)
+            removeProperty(connection_, Brevant::property(BREVANT_VIEWER_KEY, absent[at]));
+    }
 }
 
 std::optional<Platform::Clock::Time> Presence::lastSign(const std::u16string& viewer) const {

@@ -153,7 +153,8 @@ TEST_F(ServerTest, AViewerThatIsKilledIsForgottenAndKeepsNobodyWaiting) {
     ASSERT_TRUE(viewer.shows("held")) << viewer.seen;
     viewer.signal(SIGKILL);
     const auto killed = std::chrono::steady_clock::now();
-    EXPECT_TRUE(Support::eventually([&] { return outputOf({"status"}).find("none") != std::string::npos; }));
+    EXPECT_TRUE(Support::eventually(
+        [&] { return outputOf({"status"}).find("viewers   none") != std::string::npos; }));
     EXPECT_LT(std::chrono::steady_clock::now() - killed, std::chrono::seconds(5));
     Process late({"show", alert("late")});
     EXPECT_EQ(late.end(), exitSuppressed) << late.seen;
@@ -177,6 +178,20 @@ TEST_F(ServerTest, OfSeveralThatStartAtOnceOneServes) {
         }
         EXPECT_EQ(serving, 1u) << bus.front();
     }
+}
+
+TEST_F(ServerTest, OfTwoThatServeOneLeavesOnceTheyHearOfEachOther) {
+    Support::NatsServer server;
+    server.kill();
+    const std::vector<std::string> arguments{"host", "--store", store, "--bus", server.url()};
+    Process first(arguments);
+    ASSERT_TRUE(first.shows("serving")) << first.seen;
+    Process second(arguments);
+    ASSERT_TRUE(second.shows("serving")) << "as far as it knows";
+    server.restart();
+    EXPECT_EQ(second.end(), exitRefused) << second.seen;
+    first.signal(SIGTERM);
+    EXPECT_EQ(first.end(), exitDone) << first.seen;
 }
 
 TEST_F(ServerTest, LetsEveryRoleDoWhatIsItsOwn) {
@@ -210,7 +225,8 @@ TEST_F(ServerTest, LetsEveryRoleDoWhatIsItsOwn) {
          {"PUB mb.SettingsManager.Notify.Delete.Brevant/Viewer/mine", "PUB mb.Brevant.Alert.id.Dismissed.1",
           "PUB mq.SETTINGS_MANAGER_SET_PROPERTY _INBOX_product.1.2",
           "PUB mp.0.SETTINGS_MANAGER_SET_PROPERTY _INBOX_product.1.2",
-          "PUB mq.Brevant.Viewer.mine.Show.1 _INBOX_product.1.2", "PUB _INBOX_viewer.1.2", "PUB mc.pattern",
+          "PUB mq.Brevant.Viewer.mine.Show.1 _INBOX_product.1.2",
+          "PUB mq.Brevant.Host.Claim _INBOX_product.1.2", "PUB _INBOX_viewer.1.2", "PUB mc.pattern",
           "SUB mq.SETTINGS_MANAGER_GET_PROPERTY", "SUB mq.Brevant.Alert.Show.>", "SUB _INBOX_viewer.>",
           "SUB mo.>"}},
         {"watcher",
