@@ -171,7 +171,7 @@ def main():
     with tempfile.TemporaryDirectory() as name:
         machine = Machine(pathlib.Path(name))
         try:
-            for viewer, product in (("python", "python"),):
+            for viewer, product in (("python", "c"), ("c", "python")):
                 outcomes(machine, viewer, product)
             wicked(machine)
             product_killed(machine)
