@@ -56,8 +56,12 @@ Viewer::Viewer() {
 
 uint32_t Viewer::onShow(const BusMessage& request) {
     const std::u16string word = request.name.substr(request.name.rfind(u'.') + 1);
-    peer_.reply(request, u"Brevant.Alert." + word + u".Shown." + word);
-    const std::u16string dismissed = u"Brevant.Alert." + word + u".Dismissed." + word;
+    // The description begins with the alert's id.
+    constexpr std::u16string_view beginning = u"{\"id\":\"";
+    const std::u16string_view rest = std::u16string_view(request.payload).substr(beginning.size());
+    const std::u16string alert = u"Brevant.Alert." + std::u16string(rest.substr(0, rest.find(u'"')));
+    peer_.reply(request, alert + u".Shown." + word);
+    const std::u16string dismissed = alert + u".Dismissed." + word;
     if (hold_.exchange(false)) {
         heldName_ = dismissed;
         held_.announce();

@@ -23,7 +23,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PROGRAMS = os.path.join(ROOT, "build/linux/bin")
 RESULTS = os.path.join(ROOT, "build/bench")
 SUBJECTS = ("accept", "syscalls", "breakdown", "cycle", "bus", "patterns", "json", "log", "memory",
-            "lifecycle")
+            "lifecycle", "nats")
 # How often each benchmark is run, where it is less often than usual.
 REPETITIONS = {"lifecycle": 3, "memory": 3, "breakdown": 5}
 SLOWEST = 300  # seconds that a program may take
@@ -227,6 +227,7 @@ def main():
                 daemons.start_dunst([10, 100, 1000] if options.smoke else [10, 100, 1000, 10000])
             if "bus" in subjects:
                 daemons.start_dbus()
+            if "bus" in subjects or "nats" in subjects:
                 daemons.start_nats()
         runner = Runner(options, folder, daemons)
         measured = {}

@@ -311,6 +311,7 @@ void NatsClient::beginStop() {
 }
 
 void NatsClient::join() {
+    Platform::MutexLock lock(joining_);
     if (thread_.joinable())
         thread_.join();
 }

@@ -212,6 +212,7 @@ private:
     uint64_t knownSubscription_ GUARDED_BY(mutex_) = 0;  // the server knows of those up to it
     std::map<uint64_t, std::string> subscriptions_ GUARDED_BY(mutex_);
 
+    Platform::Mutex joining_;  // several releases may wait for the thread
     Platform::Thread thread_;
 };
 
