@@ -1,16 +1,13 @@
 #include "host/program/product/AlertFile.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
 #include <brevant/alerts.h>
 
-#include "host/program/output/SystemPath.h"
+#include "host/program/product/InputFile.h"
 #include "json/JSONExponents.h"
 #include "text/Utf.h"
 
@@ -19,16 +16,7 @@ namespace {
 
 using Tavix::JSONView;
 
-constexpr size_t maximumFile = size_t{4} << 20;  // bytes
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-
-// One byte more than an alert may have, at most.
-bool readAll(std::istream& stream, std::string& bytes) {
-    bytes.assign(maximumFile + 1, '\0');
-    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    bytes.resize(static_cast<size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
-    return !stream.bad();
-}
 
 // Where and why the text is no JSON; empty when nothing is found.
 std::u16string syntaxError(std::string_view bytes) {
@@ -47,12 +35,6 @@ std::u16string syntaxError(std::string_view bytes) {
            u": " + Ferrow::toUtf16(rapidjson::GetParseError_En(result.Code()));
 }
 
-// The broker builds a pattern of the id and escapes no more than braces: an alert with another special
-// character in its id would be shown, and its outcome never recognised.
-bool canBePartOfPattern(const std::u16string& id) {
-    return id.find_first_of(std::u16string_view(u"^$\\*+?()[]|\0", 12)) == id.npos;
-}
-
 // What the broker would refuse about the members, in the order in which it reads them.
 std::u16string memberError(const JSONView& alert) {
     const auto must = [&alert](std::u16string_view name, const std::u16string& what) {
@@ -64,7 +46,7 @@ std::u16string memberError(const JSONView& alert) {
     bool flag = false;
     if (!alert.getString(BREVANT_DESCRIPTION_ID, text))
         return must(BREVANT_DESCRIPTION_ID, u"a text");
-    if (!canBePartOfPattern(text))
+    if (text.find_first_of(patternUnits) != text.npos || text.find(u'\0') != text.npos)
         return u"member \"id\" must not hold any of ^ $ \\ * + ? ( ) [ ] | or a zero character";
     if (alert.find(BREVANT_DESCRIPTION_INSTANCE_ID) &&
         !alert.getString(BREVANT_DESCRIPTION_INSTANCE_ID, text))
@@ -91,32 +73,8 @@ std::u16string memberError(const JSONView& alert) {
 }  // namespace
 
 bool AlertFile::read(const std::u16string& path, std::u16string& error) {
-    if (path == u"-") {
-        std::string bytes;
-        if (readAll(std::cin, bytes))
-            return parse(bytes, u"standard input", error);
-        error = u"cannot read standard input";
-        return false;
-    }
-    // Not through the platform's reader: it is the user who names this file, so it may be a pipe or a device.
-    const std::filesystem::path file = systemPath(path);
-    std::error_code ignored;
-    if (std::filesystem::is_directory(file, ignored)) {
-        error = u"\"" + shownPath(path) + u"\" is a folder";
-        return false;
-    }
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        error = u"cannot read \"" + shownPath(path) + u"\": " +
-                (std::filesystem::exists(file, ignored) ? u"no permission" : u"there is no such file");
-        return false;
-    }
     std::string bytes;
-    if (!readAll(stream, bytes)) {
-        error = u"cannot read \"" + shownPath(path) + u"\"";
-        return false;
-    }
-    return parse(bytes, shownPath(path), error);
+    return readInput(path, maximumAlertFile + 1, bytes, error) && parse(bytes, inputName(path), error);
 }
 
 bool AlertFile::parse(std::string_view bytes, const std::u16string& name, std::u16string& error) {
@@ -124,7 +82,7 @@ bool AlertFile::parse(std::string_view bytes, const std::u16string& name, std::u
         error = u"\"" + name + u"\" is no alert: " + what;
         return false;
     };
-    if (bytes.size() > maximumFile)
+    if (bytes.size() > maximumAlertFile)
         return refuse(u"it is larger than 4 MiB");
     if (bytes.starts_with(byteOrderMark))
         bytes.remove_prefix(byteOrderMark.size());

@@ -3,17 +3,22 @@
 
 #include <chrono>
 #include <string>
+#include <string_view>
 
 #include "json/JSONFormatter.h"
 
 namespace Host {
 
+constexpr size_t maximumAlertFile = size_t{4} << 20;  // bytes
+// The broker builds a pattern of the id and escapes no more than braces: an alert with one of these in its id
+// would be shown, and its outcome never recognised.
+constexpr std::u16string_view patternUnits = u"^$\\*+?()[]|";
+
 class AlertFile {
 public:
     // Reads the file, given by its path in Windows form, or "-" for standard input, and checks what the
-    // broker requires. False, with
-    // what is wrong in error, when it cannot be shown. "instanceId" is replaced by what the broker hands
-    // out.
+    // broker requires. False, with what is wrong in error, when it cannot be shown. "instanceId" is replaced
+    // by what the broker hands out.
     bool read(const std::u16string& path, std::u16string& error);
     // The same for a text in UTF-8; name stands for the file in error.
     bool parse(std::string_view bytes, const std::u16string& name, std::u16string& error);
