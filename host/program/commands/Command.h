@@ -28,5 +28,6 @@ int runViewer(const ViewerOptions& options, CommandContext& context);
 int runSettings(const SettingsOptions& options, CommandContext& context);
 int runStatus(const StatusOptions& options, CommandContext& context);
 int runWatch(const WatchOptions& options, CommandContext& context);
+int runCheckAlert(const CheckAlertOptions& options, CommandContext& context);
 
 }  // namespace Host

@@ -38,7 +38,7 @@ struct Given {
     std::string bus, store, answer, id, instance, name, value, pattern;
     std::vector<std::string> files;
     bool quiet = false, json = false, viewer = false, noWait = false, handOver = false, noStandIn = false,
-         server = false, isVolatile = false, paths = false;
+         server = false, isVolatile = false, paths = false, sarif = false;
     unsigned grace = 10;
 
     std::optional<FixedAnswer> fixedAnswer() const {
@@ -71,6 +71,7 @@ public:
         addSettings();
         addStatus();
         addWatch();
+        addCheck();
     }
 
     std::variant<CommandLine, Saying> parse(const std::vector<std::u16string>& arguments) {
@@ -107,17 +108,22 @@ public:
 private:
     using Command = decltype(CommandLine::command);
 
-    CLI::App* add(CLI::App& parent, const std::string& name, const std::string& what, const std::string& more,
-                  std::function<Command()> make) {
+    CLI::App* addWithoutBus(CLI::App& parent, const std::string& name, const std::string& what,
+                            const std::string& more, std::function<Command()> make) {
         CLI::App* command = parent.add_subcommand(name, what);
         command->footer(more);
+        command->add_flag("--quiet", given_.quiet, "no output but the asked one, and errors");
+        command->callback([this, make = std::move(make)] { make_ = make; });
+        return command;
+    }
+    CLI::App* add(CLI::App& parent, const std::string& name, const std::string& what, const std::string& more,
+                  std::function<Command()> make) {
+        CLI::App* command = addWithoutBus(parent, name, what, more, std::move(make));
         command
             ->add_option("--bus", given_.bus,
                          "\"embedded\", which lives in this process alone, or nats://127.0.0.1:PORT;\n"
                          "usually what BREVANT_BUS says, else embedded")
             ->type_name("BUS");
-        command->add_flag("--quiet", given_.quiet, "no output but the asked one, and errors");
-        command->callback([this, make = std::move(make)] { make_ = make; });
         return command;
     }
     void addJson(CLI::App* command) {
@@ -290,6 +296,28 @@ private:
                          "an ECMAScript regular expression for whole names; all without one")
             ->type_name("");
         addJson(command);
+    }
+
+    void addCheck() {
+        CLI::App* check =
+            app_.add_subcommand("check", "Looks for mistakes in what was written for the broker");
+        check->require_subcommand(1);
+        check->footer("Example: brevant check alert restart.json");
+        CLI::App* alert = addWithoutBus(
+            *check, "alert", "Tells all that is wrong with descriptions of alerts",
+            "Errors are what the broker refuses or does not see the outcome of, warnings what does not\n"
+            "count as written; notes are by the way. docs/alerts.md lists the rules.\n\n"
+            "Example: brevant check alert --sarif restart.json update.json\n\n"
+            "Exit codes: 0 neither error nor warning, 1 some, 2 a file cannot be read.",
+            [this]() -> Command {
+                return CheckAlertOptions{paths(given_.files), given_.sarif};
+            });
+        alert->add_option("FILE", given_.files, "one JSON object each; \"-\" for standard input")
+            ->type_name("")
+            ->required();
+        addJson(alert);
+        alert->add_flag("--sarif", given_.sarif, "one SARIF 2.1.0 object for all files, for programs")
+            ->excludes("--json");
     }
 
     Given given_;

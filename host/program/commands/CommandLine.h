@@ -57,12 +57,17 @@ struct WatchOptions {
     std::u16string pattern;
 };
 
+struct CheckAlertOptions {
+    std::vector<std::u16string> files;
+    bool sarif = false;
+};
+
 struct CommandLine {
     std::u16string bus;  // empty: as the environment says
     bool quiet = false;
     bool json = false;
     std::variant<HostOptions, ShowOptions, DeleteOptions, ViewerOptions, SettingsOptions, StatusOptions,
-                 WatchOptions>
+                 WatchOptions, CheckAlertOptions>
         command;
 };
 

@@ -16,10 +16,12 @@ struct Role {
     BusRole operator()(const SettingsOptions&) const { return BusRole::host; }
     BusRole operator()(const StatusOptions&) const { return BusRole::watcher; }
     BusRole operator()(const WatchOptions&) const { return BusRole::watcher; }
+    BusRole operator()(const CheckAlertOptions&) const { return BusRole::watcher; }
 };
 
 struct BringsItsBus {
     bool operator()(const HostOptions& options) const { return options.startsServer; }
+    bool operator()(const CheckAlertOptions&) const { return true; }  // none
     bool operator()(const auto&) const { return false; }
 };
 
@@ -33,6 +35,7 @@ struct Run {
     int operator()(const SettingsOptions& options) const { return runSettings(options, context); }
     int operator()(const StatusOptions& options) const { return runStatus(options, context); }
     int operator()(const WatchOptions& options) const { return runWatch(options, context); }
+    int operator()(const CheckAlertOptions& options) const { return runCheckAlert(options, context); }
 };
 
 }  // namespace
