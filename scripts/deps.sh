@@ -34,6 +34,7 @@ need_server() {
 need_test_scripts() {
     need python3 python3
     need openssl openssl
+    need /usr/lib/python3/dist-packages/jsonschema python3-jsonschema
 }
 
 need_windows_tools() {
