@@ -115,12 +115,23 @@ TEST_F(DescriptionsTest, FilesThatAreNoTextAreToldByTheirFirstFault) {
         EXPECT_EQ(findings[0].place.column, column);
     }
 
-    std::string many = "{\"context\":{\"actions\":[{}";
-    for (size_t i = 0; i < 100000; ++i)
-        many += ",{}";
-    const std::vector<Host::Finding> findings = Host::checkAlert(many + "]}}");
-    EXPECT_EQ(findings.size(), 201u);
-    EXPECT_EQ(std::ranges::count(findings, Rule::moreProblems, &Host::Finding::rule), 1);
+    // Many faults make no long list, and many members of a viewer's own hide none.
+    std::string actions = "{}", own;
+    for (size_t i = 0; i < 100000; ++i) {
+        actions += ",{}";
+        own += "\"own" + std::to_string(i % 1000) + "\":1,";
+    }
+    const std::string head = R"({"id":"a","context":{"title":"t",)";
+    const auto count = [](const std::vector<Host::Finding>& findings, Rule rule) {
+        return std::ranges::count(findings, rule, &Host::Finding::rule);
+    };
+    const std::vector<Host::Finding> faulty = Host::checkAlert(head + "\"actions\":[" + actions + "]}}");
+    EXPECT_EQ(faulty.size(), 202u);
+    EXPECT_EQ(count(faulty, Rule::moreProblems), 1);
+    const std::vector<Host::Finding> crowded =
+        Host::checkAlert(head + own.substr(0, own.find("own999")) + "\":1,\"width\":-1}}");
+    EXPECT_EQ(count(crowded, Rule::contextKind), 1);
+    EXPECT_EQ(count(crowded, Rule::moreProblems), 0);
 }
 
 }  // namespace

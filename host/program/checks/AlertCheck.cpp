@@ -19,7 +19,7 @@ namespace {
 
 using Tavix::JSONValue;
 
-constexpr size_t mostFindings = 200;
+constexpr size_t mostProblems = 200, mostNotes = 50;
 constexpr size_t actionsWithoutDuplicates = 5;
 
 std::u16string_view textOf(const JSONValue& value) {
@@ -107,15 +107,18 @@ private:
     Tavix::JSONFormatter document_;
     std::optional<JsonPlaces> places_;
     std::vector<Said> said_;
+    size_t problems_ = 0, notes_ = 0;
     std::set<std::u16string_view> options_;  // ids
     bool broken_ = false;                    // the broker has stopped reading the context
 };
 
 void AlertChecker::say(AlertRule rule, size_t at, const std::u16string& pointer, std::u16string message,
                        std::vector<std::u16string> accepted) {
-    if (said_.size() > mostFindings)
+    // A viewer's own members, of which there may be many, must not crowd out what is wrong.
+    size_t& count = Host::textOf(rule).level == Level::note ? notes_ : problems_;
+    if (++count > (&count == &notes_ ? mostNotes : mostProblems + 1))
         return;
-    if (said_.size() == mostFindings) {
+    if (problems_ > mostProblems && &count == &problems_) {
         rule = AlertRule::moreProblems;
         message = u"there are more problems than these";
         accepted.clear();
