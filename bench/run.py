@@ -25,7 +25,7 @@ RESULTS = os.path.join(ROOT, "build/bench")
 SUBJECTS = ("accept", "syscalls", "breakdown", "cycle", "bus", "patterns", "json", "log", "memory",
             "lifecycle", "nats")
 # How often each benchmark is run, where it is less often than usual.
-REPETITIONS = {"lifecycle": 3, "memory": 3, "breakdown": 5}
+REPETITIONS = {"lifecycle": 3, "memory": 3, "breakdown": 5, "nats": 1}
 SLOWEST = 300  # seconds that a program may take
 
 # What reaches the file system, by a path or by a descriptor.
