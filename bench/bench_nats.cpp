@@ -222,7 +222,7 @@ int main(int argc, char** argv) {
         NatsClient client(number);
         client.subscribe("bench.reply");
         const std::string payload(2 * description(1, waitingSession).size(), 'x');
-        benchmark::RegisterBenchmark("raw", raw, std::ref(client), payload)->UseRealTime();
+        benchmark::RegisterBenchmark("server:raw", raw, std::ref(client), payload)->UseRealTime();
         const auto cycle = [&](benchmark::State& state) {
             for ([[maybe_unused]] auto each : state) {
                 call(*viewer, 1);
@@ -230,12 +230,14 @@ int main(int argc, char** argv) {
                 state.SetIterationTime(call(*viewer, cycleBatch) / cycleBatch);
             }
         };
-        benchmark::RegisterBenchmark("cycle", cycle)->UseManualTime()->Iterations(3);
+        benchmark::RegisterBenchmark("server:cycle", cycle)->UseManualTime()->Iterations(3);
         BusPeer peer;
-        benchmark::RegisterBenchmark("accept", accept, std::ref(peer))->UseManualTime()->Iterations(10);
-        benchmark::RegisterBenchmark("handles", handles)->UseManualTime()->Iterations(5);
+        benchmark::RegisterBenchmark("server:accept", accept, std::ref(peer))
+            ->UseManualTime()
+            ->Iterations(10);
+        benchmark::RegisterBenchmark("server:handles", handles)->UseManualTime()->Iterations(5);
         // Once: it lasts.
-        benchmark::RegisterBenchmark("flow", flow, std::cref(products))
+        benchmark::RegisterBenchmark("server:flow", flow, std::cref(products))
             ->UseManualTime()
             ->Iterations(1)
             ->Repetitions(1);

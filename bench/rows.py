@@ -102,4 +102,9 @@ ROWS = [
     Row("memory", "the same with small texts", "small texts:beyond", at_most=2048, show=kibibytes),
     Row("lifecycle", "module, from load to unload", "module", at_most=0.020, profile="module"),
     Row("lifecycle", "destroyed with 100,000 waiting", "destroy", at_most=0.100),
+    Row("nats", "between processes: accept", "server:accept", "raw request and reply", {"server:raw": 1}, at_most=2.5),
+    Row("nats", "between processes: cycle", "server:cycle", "raw request and reply", {"server:raw": 1}, at_most=5),
+    Row("nats", "between processes: each alert of four products'", "server:flow", "raw request and reply",
+        {"server:raw": 1}),
+    Row("nats", "1,000 handles on one connection", "server:handles", at_most=0.100),
 ]
