@@ -14,7 +14,7 @@ namespace {
 using Support::BusMessage;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr size_t alertsOfEach = 500;
+constexpr size_t alertsOfEach = 100;
 #else
 constexpr size_t alertsOfEach = 10'000;
 #endif

@@ -77,8 +77,8 @@ std::u16string_view nearest(std::u16string_view written, std::span<const MemberK
     const std::u16string lower = Ferrow::toLowerAscii(written);
     size_t least = mostSlips + 1;
     for (const MemberKind& member : known) {
-        const auto [shorter, longer] = std::minmax(lower.size(), member.name.size());
-        if (longer - shorter > mostSlips)
+        if (std::max(lower.size(), member.name.size()) >
+            std::min(lower.size(), member.name.size()) + mostSlips)
             continue;
         const size_t slips = distanceOf(lower, Ferrow::toLowerAscii(member.name));
         if (slips < least && slips * charactersPerSlip <= member.name.size())

@@ -56,6 +56,8 @@ class Parser {
 public:
     Parser() {
         app_.set_version_flag("--version", "brevant " BREVANT_VERSION);
+        // "/" begins a path.
+        app_.allow_windows_style_options(false);
         app_.require_subcommand(1);
         app_.get_formatter()->column_width(26);
         app_.footer(

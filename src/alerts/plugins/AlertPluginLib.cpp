@@ -220,7 +220,7 @@ uint32_t AlertPluginLib::callPlugin(const char16_t* function, const char16_t* en
                                     Call&& call) {
     constexpr uint32_t thrown = MODULE_STATUS_UNKNOWN_EXCEPTION;
     uint32_t status = MODULE_STATUS_NOT_SUPPORTED;
-    const auto reportThrown = [&](const char* what) {
+    const auto reportThrown = [&](const char* what) REQUIRES(mutex_) {
         LOG_FORMATTED(ETWLogging::levelError, function, u"Alert plugin threw an exception. Product: %ls",
                       product_);
         if (isNews(entry, thrown))
