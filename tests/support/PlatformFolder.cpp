@@ -8,6 +8,7 @@
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/RegistryText.h"
+#include "support/Monitor.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -171,7 +172,13 @@ void PlatformFolder::write(const std::filesystem::path& name, std::string_view t
         if (!stream.flush())
             throw std::runtime_error("cannot write " + temporary.string());
     }
-    std::filesystem::rename(temporary, path_ / name);
+    // Who reads the old file may keep it from being replaced for that moment.
+    std::error_code error;
+    if (!eventually([&] {
+            std::filesystem::rename(temporary, path_ / name, error);
+            return !error;
+        }))
+        throw std::filesystem::filesystem_error("cannot replace", path_ / name, error);
 }
 
 }  // namespace Support
