@@ -1,5 +1,6 @@
 // The server of the bus is killed while alerts flow: what was confirmed has its fate, once, in order.
 #include <cstdlib>
+#include <deque>
 #include <set>
 #include <thread>
 
@@ -85,12 +86,12 @@ TEST_F(ServerKillsTest, WhatWasConfirmedHasItsFateOnceAndInOrder) {
     const Books books;
     std::atomic<size_t> progress{0};
     std::vector<std::u16string> confirmed[products];
+    std::deque<Support::BusProcess> processes;
     std::vector<std::thread> threads;
-    for (auto& each : confirmed)
-        threads.emplace_back([&each, &progress] {
-            const Support::BusProcess process(server->url());
-            each = publishAll(process, progress);
-        });
+    for (auto& each : confirmed) {
+        const Support::BusProcess& process = processes.emplace_back(server->url());
+        threads.emplace_back([&each, &process, &progress] { each = publishAll(process, progress); });
+    }
     for (size_t kill = 1; kill <= kills; ++kill) {
         EXPECT_TRUE(
             Support::eventually([&] { return progress >= kill * alertsOfEach * products / (kills + 1); },
