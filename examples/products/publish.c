@@ -3,8 +3,8 @@
  *
  *   example_product FILE
  *
- * Exit codes: 0 chosen, 10 dismissed or timed out, 12 suppressed, 13 failed, 14 withdrawn, 2 the file makes
- * no sense, 3 no host, 1 anything else.
+ * Exit codes: 0 chosen, 10 dismissed or timed out, 12 suppressed, 13 failed, 14 withdrawn, 15 lost with its
+ * host, 2 the file makes no sense, 3 no host, 1 anything else.
  */
 #define _POSIX_C_SOURCE 200809L
 
@@ -57,18 +57,61 @@ static int hasWord(const char16_t* name, const char16_t* word) {
     return 0;
 }
 
+/* Other alerts may use the same name with other payloads. */
+static int isChoice(const char16_t* description, const Letter* letter) {
+    const char16_t* const actions = member(member(description, BREVANT_DESCRIPTION_CONTEXT), u"actions");
+    const char16_t* action;
+    size_t index;
+    int found = 0;
+    for (index = 0; !found && (action = element(actions, index)) != NULL; ++index) {
+        char16_t* const name = textOf(member(member(action, u"defaultmessage"), u"messagename"));
+        char16_t* const payload = textOf(member(member(action, u"defaultmessage"), u"payload"));
+        found = same16(name, letter->name) && same16(payload, letter->payload);
+        free(name);
+        free(payload);
+    }
+    return found;
+}
+
+/* What tells one life of the host from the next; null when it does not answer. To be freed. */
+static char16_t* hostStart(Session* session) {
+    Letter* const status = ask(session, u"Brevant.Host.Status", u"", 5000);
+    char16_t* const start =
+        status->status == MODULE_STATUS_SUCCESS ? textOf(member(status->payload, u"start")) : NULL;
+    freeLetter(status);
+    return start;
+}
+
+/* The next host knows nothing of the last one's alerts. */
+static int isLost(Session* session, const char16_t* host, int* toldOfAbsence) {
+    char16_t* const start = hostStart(session);
+    const int lost = host && start && !same16(host, start);
+    if (!start && !*toldOfAbsence)
+        fprintf(stderr, "the host does not answer; waiting for it\n");
+    *toldOfAbsence = !start;
+    free(start);
+    return lost;
+}
+
 /* The choice's message comes before the outcome. */
-static int follow(Session* session) {
+static int follow(Session* session, const char16_t* description, const char16_t* host) {
     Letter* chosen = NULL;
+    int toldOfAbsence = 0;
     for (;;) {
-        Letter* const letter = takeOut(&session->messages, 1000);
-        const int isOutcome = letter && begins16(letter->name, BREVANT_ALERT_PREFIX);
+        Letter* const letter = takeOut(&session->messages, 2000);
         int code;
+        if (!letter && isLost(session, host, &toldOfAbsence)) {
+            printf("lost with its host\n");
+            freeLetter(chosen);
+            return 15;
+        }
         if (!letter)
             continue;
-        if (!isOutcome) {
-            freeLetter(chosen);
-            chosen = letter;
+        if (!begins16(letter->name, BREVANT_ALERT_PREFIX)) {
+            if (!chosen && isChoice(description, letter))
+                chosen = letter;
+            else
+                freeLetter(letter);
             continue;
         }
         code = hasWord(letter->name, BREVANT_ALERT_FAILED)    ? 13
@@ -93,7 +136,7 @@ static int follow(Session* session) {
 
 static int publish(Session* session, const char16_t* description, const char16_t* id) {
     Letter* const number = ask(session, BREVANT_ALERT_GET_ID, u"", 5000);
-    char16_t *name, *payload, *product;
+    char16_t *name, *payload, *product, *host;
     Letter* reply;
     int code = 1;
     if (number->status != MODULE_STATUS_SUCCESS) {
@@ -101,6 +144,7 @@ static int publish(Session* session, const char16_t* description, const char16_t
         freeLetter(number);
         return 3;
     }
+    host = hostStart(session);
     /* A host with an example plugin lets it serve products without one; others do not answer. */
     product = textOf(member(description, BREVANT_DESCRIPTION_PRODUCT));
     freeLetter(ask(session, u"Brevant.Host.StandIn", product, 5000));
@@ -114,13 +158,14 @@ static int publish(Session* session, const char16_t* description, const char16_t
         printf("suppressed\n");
         code = 12;
     } else {
-        code = follow(session);
+        code = follow(session, description, host);
     }
     freeLetter(reply);
     freeLetter(number);
     free(name);
     free(payload);
     free(product);
+    free(host);
     return code;
 }
 

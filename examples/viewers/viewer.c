@@ -72,13 +72,24 @@ static void choose(Viewer* viewer) {
     endAlert(viewer, BREVANT_ALERT_DISMISSED);
 }
 
+static void refuse(Viewer* viewer, const Letter* request) {
+    char16_t* const failed = JOINED(BREVANT_ALERT_PREFIX, BREVANT_ALERT_FAILED, lastWord(request->name));
+    answer(&viewer->session, request, failed);
+    free(failed);
+}
+
 static void show(Viewer* viewer, const Letter* request) {
+    const char16_t* const id = member(request->payload, BREVANT_DESCRIPTION_ID);
     const char16_t* const context = member(request->payload, BREVANT_DESCRIPTION_CONTEXT);
     char16_t *title, *text, *shown;
+    if (!id || *id != u'"') {
+        refuse(viewer, request);
+        return;
+    }
     if (viewer->description)
         endAlert(viewer, BREVANT_ALERT_FAILED); /* the broker has given it up */
     viewer->description = copy16(request->payload);
-    viewer->alert = textOf(member(request->payload, BREVANT_DESCRIPTION_ID));
+    viewer->alert = textOf(id);
     viewer->instance = copy16(lastWord(request->name));
     viewer->until = time(NULL) + numberOf(member(request->payload, BREVANT_DESCRIPTION_TIMEOUT), 30);
     title = textOf(member(context, BREVANT_CONTEXT_TITLE));
@@ -157,19 +168,34 @@ static int setRegistered(Viewer* viewer, int registered) {
     return done;
 }
 
-/* Registers with every new host: it does not know who was registered with the last one. */
+static int lists(const char16_t* status, const char16_t* viewer) {
+    const char16_t* const viewers = member(status, u"viewers");
+    const char16_t* each;
+    size_t index;
+    int found = 0;
+    for (index = 0; !found && (each = element(viewers, index)) != NULL; ++index) {
+        char16_t* const id = textOf(member(each, u"id"));
+        found = same16(id, viewer);
+        free(id);
+    }
+    return found;
+}
+
+/* Registers with a host that does not know it: a new one, or one where it was removed. */
 static void lookForHost(Viewer* viewer) {
     Letter* const status = ask(&viewer->session, u"Brevant.Host.Status", u"", 5000);
     char16_t* const start = textOf(member(status->payload, u"start"));
-    if (status->status == MODULE_STATUS_NO_SUBSCRIBERS) {
+    const int isThere = status->status == MODULE_STATUS_SUCCESS;
+    const int isGone = status->status == MODULE_STATUS_NO_SUBSCRIBERS;
+    const int isSame = isThere && viewer->host && same16(viewer->host, start);
+    if (viewer->description && (isGone || (isThere && viewer->host && !isSame)))
+        endAlert(viewer, BREVANT_ALERT_FAILED); /* the former host's */
+    if (isGone) {
         if (viewer->host)
             fprintf(stderr, "the host is gone; waiting for it\n");
-        if (viewer->description)
-            endAlert(viewer, BREVANT_ALERT_FAILED);
         free(viewer->host);
         viewer->host = NULL;
-    } else if (status->status == MODULE_STATUS_SUCCESS && (!viewer->host || !same16(viewer->host, start)) &&
-               setRegistered(viewer, 1)) {
+    } else if (isThere && (!isSame || !lists(status->payload, viewer->id)) && setRegistered(viewer, 1)) {
         printf("registered as \"");
         print16(stdout, viewer->id);
         printf("\"\n");
