@@ -1,7 +1,8 @@
-"""The message bus, for programs in Python: docs/bus.md in some 200 lines, standard library only.
+"""The message bus, for programs in Python: docs/bus.md with the standard library only.
 
 One thread: what comes is handed to the subscribers by run(), and waits while request() waits for its answer.
 """
+import argparse
 import collections
 import json
 import os
@@ -12,6 +13,7 @@ import socket
 import struct
 import time
 import urllib.parse
+from typing import Any, Callable, Dict, List, NamedTuple, Optional, Sequence, Tuple
 
 MESSAGE, REQUEST, REPLY, REFUSAL = 1, 2, 3, 4
 IS_REPLY, WANTS_REPLY = 1, 2  # bits of the header's flags
@@ -32,18 +34,46 @@ class Disconnected(BusError):
     """There is no server, or it has gone."""
 
 
-Received = collections.namedtuple("Received", "kind name sender payload session reply_to")
+class BadAddress(Exception):
+    """What names the server is no address of one."""
 
 
-def units(text):
+class Received(NamedTuple):
+    kind: int
+    name: str
+    sender: str
+    payload: str
+    status: int  # of a refusal
+    reply_to: str  # subject; empty when nobody waits for a reply
+
+
+Handler = Callable[[Received], None]
+Address = Tuple[str, int, str, str]  # host, port, user, password
+
+
+def object_of(text: str) -> Dict[str, Any]:
+    """The JSON object that a text is; an empty one when it is none, whatever others have sent."""
+    try:
+        value = json.loads(text)
+    except (ValueError, RecursionError):
+        return {}
+    return value if isinstance(value, dict) else {}
+
+
+def objects(value: Any) -> List[Dict[str, Any]]:
+    """The objects in a JSON array; none when it is no array."""
+    return [each for each in value if isinstance(each, dict)] if isinstance(value, list) else []
+
+
+def units(text: str) -> bytes:
     return text.encode("utf-16-le", "surrogatepass")
 
 
-def text_of(data):
+def text_of(data: bytes) -> str:
     return data.decode("utf-16-le", "surrogatepass")
 
 
-def token(word):
+def token(word: str) -> str:
     if not word:
         return "%E"
     result = ""
@@ -55,7 +85,7 @@ def token(word):
     return result
 
 
-def subject(name):
+def subject(name: str) -> str:
     """The name's tokens, without what stands before them."""
     tokens = [token(word) for word in name.split(".")]
     if len(".".join(tokens)) <= LONGEST_SUBJECT:
@@ -71,15 +101,15 @@ def subject(name):
     return ".".join(kept + ["%%L%016X" % number])
 
 
-def encode(kind, name, sender, payload, flags=0, timeout=0, session=0):
+def encode(kind: int, name: str, sender: str, payload: str, flags: int = 0, timeout: int = 0) -> bytes:
     texts = [units(text) for text in (name, sender, payload)]
     lengths = [len(text) // 2 for text in texts]
-    header = struct.pack("<HIIH88xHHI", 1, 114 + 2 * sum(lengths), flags, 2, 11, 8, session)
+    header = struct.pack("<HIIH88xHHI", 1, 114 + 2 * sum(lengths), flags, 2, 11, 8, 0)
     return struct.pack(PREFIX, b"BMSG", 1, kind, 0, bytes(16), 0, 0, timeout, *lengths) + header + b"".join(texts)
 
 
-def decode(data):
-    """(kind, value, session, [name, sender, payload]); None for what is no message."""
+def decode(data: bytes, reply_to: str = "") -> Optional[Received]:
+    """None for what is no message."""
     if len(data) < 164:
         return None
     magic, version, kind, _, _, _, _, value, *lengths = struct.unpack_from(PREFIX, data)
@@ -89,65 +119,109 @@ def decode(data):
     for length in lengths:
         texts.append(text_of(data[at:at + 2 * length]))
         at += 2 * length
-    return kind, value, struct.unpack_from("<I", data, 160)[0], texts
+    if any("\0" in text for text in texts):
+        return None
+    return Received(kind, *texts, value if kind == REFUSAL else 0, reply_to)
 
 
-def find(role):
-    """(address, port, user, password) of the bus that this machine uses: as MessageBus.dll finds it."""
-    folder = pathlib.Path(os.environ.get("BREVANT_PLATFORM_DIR") or "/var/lib/brevant", "data/Corvane/Brevant/bus")
+def add_options(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("--url", default="", help="the server, nats://127.0.0.1:PORT; usually BREVANT_BUS, "
+                        "or that of the host that runs here")
+    parser.add_argument("--user", default="", help="usually that of the role, which the host has left")
+    parser.add_argument("--password", default="", help="as --user; other accounts can read command lines")
 
-    def lines(name):
-        try:
-            return dict(line.split("=", 1) for line in (folder / name).read_text().split("\n") if line)
-        except (OSError, ValueError):
-            return {}
 
-    url = os.environ.get("BREVANT_BUS") or lines("connection").get("url")
+def find(role: str, options: Optional[argparse.Namespace] = None) -> Address:
+    """The bus that this machine uses, found as MessageBus.dll does, but for the registry."""
+    data = os.environ["ProgramData"] if os.name == "nt" else (
+        os.environ.get("BREVANT_PLATFORM_DIR") or "/var/lib/brevant") + "/data"
+    folder = pathlib.Path(data, "Corvane/Brevant/bus")
+    connection = lines_of(folder / "connection")
+    url = (options and options.url) or os.environ.get("BREVANT_BUS")
+    if not url and is_running(connection):
+        url = connection.get("url")
     if not url or url == "embedded":
-        raise Disconnected("no host with a server runs here, and BREVANT_BUS names none")
-    parts = urllib.parse.urlsplit(url)
-    user, password = parts.username, parts.password
-    if user is None:
-        known = lines(role + ".credentials")
-        user, password = known.get("user", ""), known.get("password", "")
-    return parts.hostname, parts.port, urllib.parse.unquote(user), urllib.parse.unquote(password or "")
+        raise Disconnected("no host with a server runs here, and neither --url nor BREVANT_BUS names one")
+    host, port, user, password = parse(url)
+    if options and options.user:
+        user, password = options.user, options.password
+    elif not user:
+        known = lines_of(folder / (role + ".credentials"))
+        # A password is for the server that it was made for.
+        if "server" not in known or parse(known["server"])[:2] == (host, port):
+            user, password = known.get("user", ""), known.get("password", "")
+    return host, port, user, password
+
+
+def lines_of(file: pathlib.Path) -> Dict[str, str]:
+    try:
+        text = file.read_text("utf-8")
+    except (FileNotFoundError, NotADirectoryError):
+        return {}
+    except (OSError, UnicodeDecodeError) as error:
+        raise BusError("cannot read %s: %s" % (file, error)) from error  # a role is for who may read its password
+    return {key.strip(): value.strip() for key, _, value in (line.partition("=") for line in text.split("\n"))}
+
+
+def is_running(connection: Dict[str, str]) -> bool:
+    """Whether the host that has left the file still runs, and its process id is not another's by now."""
+    if os.name == "nt" or "host" not in connection:
+        return "host" in connection
+    try:
+        stat = pathlib.Path("/proc", connection["host"], "stat").read_text(errors="replace")
+    except OSError:
+        return False
+    return connection.get("start", "0") in ("0", stat.rpartition(")")[2].split()[19])
+
+
+def parse(url: str) -> Address:
+    try:
+        parts = urllib.parse.urlsplit(url)
+        host, port = parts.hostname or "", parts.port or 0
+    except ValueError:
+        host, port = "", 0
+    # A password goes in clear text, so not to other machines.
+    if not port or parts.scheme != "nats" or not (host in ("localhost", "::1") or host.startswith("127.")):
+        raise BadAddress("not the address of a server on this machine, nats://127.0.0.1:PORT: %r" % url)
+    user, password = (urllib.parse.unquote(text or "") for text in (parts.username, parts.password))
+    return "127.0.0.1" if host == "localhost" else host, port, user, password
 
 
 class Bus:
-    def __init__(self, sender, role, at=None):
+    def __init__(self, sender: str, at: Address) -> None:
         self.sender = sender
-        host, port, user, password = at or find(role)
+        host, port, user, password = at
         self._buffer = b""
-        self._handlers = {}  # by subscription
-        self._waiting = collections.deque()
-        self._lost = None
-        inbox = "_INBOX_" + user if user else "_INBOX"
-        self._inbox = inbox + "." + secrets.token_hex(16) + "."
-        self._replies = {}
+        self._handlers: Dict[str, Tuple[int, Optional[Handler]]] = {}  # by subscription, with its kind
+        self._waiting: "collections.deque[Tuple[Handler, Received]]" = collections.deque()
+        self._inbox = ("_INBOX_" + user if user else "_INBOX") + "." + secrets.token_hex(16) + "."
+        self._answers: Dict[str, List[Optional[Received]]] = {}  # of the requests that wait, by subject
+        self._most = 1 << 20  # bytes that the server takes
+        self._pong = False
         try:
             self._socket = socket.create_connection((host, port), 5)
         except OSError as error:
             raise Disconnected("no server at %s:%d: %s" % (host, port, error)) from error
         self._socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        options = {"verbose": False, "headers": True, "no_responders": True, "name": sender}
+        options: Dict[str, Any] = {"verbose": False, "headers": True, "no_responders": True, "name": sender}
         if user:
             options.update({"user": user, "pass": password})
         self._send("CONNECT " + json.dumps(options))
-        self._subscribe(self._inbox + ">", None)
+        self._subscribe(self._inbox + ">", REPLY, None)
         self.settle()
 
-    def close(self):
+    def close(self) -> None:
         self._socket.close()
 
     # Names are exact, or "head.>" for all that begin with these words.
-    def on_message(self, name, handler):
-        self._subscribe("mb." + self._subject(name), handler)
+    def on_message(self, name: str, handler: Handler) -> None:
+        self._subscribe("mb." + self._subject(name), MESSAGE, handler)
 
-    def on_request(self, name, handler):
+    def on_request(self, name: str, handler: Handler) -> None:
         """The handler answers with reply(), once."""
-        self._subscribe("mq." + self._subject(name), handler)
+        self._subscribe("mq." + self._subject(name), REQUEST, handler)
 
-    def settle(self):
+    def settle(self) -> None:
         """Until the server has heard all that was said."""
         self._send("PING")
         self._pong = False
@@ -156,69 +230,78 @@ class Bus:
             if not self._pump(deadline - time.monotonic()):
                 raise Disconnected("the server does not answer")
 
-    def publish(self, name, payload=""):
+    def publish(self, name: str, payload: str = "") -> None:
         self._publish("mb." + subject(name), "", encode(MESSAGE, name, self.sender, payload))
 
-    def reply(self, request, name, payload="", for_all=True):
-        self._publish(request.reply_to, "", encode(REPLY, name, self.sender, payload, IS_REPLY))
+    def reply(self, request: Received, name: str, for_all: bool = True) -> None:
+        """for_all: a plain copy besides, for everybody."""
+        if request.reply_to:
+            self._publish(request.reply_to, "", encode(REPLY, name, self.sender, "", IS_REPLY))
         if for_all:
-            self.publish(name, payload)
+            self.publish(name)
 
-    def request(self, name, payload="", timeout=5.0):
+    def request(self, name: str, payload: str = "", timeout: float = 5.0) -> Received:
         """The reply. NobodyThere, or BusError for a refusal and when the time is over."""
         inbox = self._inbox + secrets.token_hex(8)
         message = encode(REQUEST, name, self.sender, payload, WANTS_REPLY, int(timeout * 1000))
-        self._publish("mq." + subject(name), inbox, message)
-        deadline = time.monotonic() + timeout
-        while inbox not in self._replies:
-            if not self._pump(deadline - time.monotonic()):
-                raise BusError(name + ": no answer in time")
-        reply = self._replies.pop(inbox)
+        answers = self._answers[inbox] = []
+        try:
+            self._publish("mq." + subject(name), inbox, message)
+            deadline = time.monotonic() + timeout
+            while not answers:
+                if not self._pump(deadline - time.monotonic()):
+                    raise BusError(name + ": no answer in time")
+        finally:
+            del self._answers[inbox]
+        reply = answers[0]
         if reply is None:
             raise NobodyThere(name + ": nobody is there")
         if reply.kind != REPLY:
-            raise BusError("%s: refused, 0x%08X" % (name, reply.session))
+            raise BusError("%s: refused, 0x%08X" % (name, reply.status))
         return reply
 
-    def run(self, timeout, also=None):
-        """Hands out what has come; waits at most that long for it. True when the file in also can be read."""
-        ready = False
+    def run(self, timeout: float, also: Sequence[Any] = ()) -> List[Any]:
+        """Hands out what has come; waits at most that long for it. Those of the files in also that can be read."""
+        ready: List[Any] = []
         if not self._waiting:
-            ready = self._pump(timeout, also) == "also"
+            self._pump(timeout, also, ready)
         while self._waiting:
             handler, received = self._waiting.popleft()
             handler(received)
         return ready
 
     @staticmethod
-    def _subject(name):
+    def _subject(name: str) -> str:
         return subject(name[:-2]) + ".>" if name.endswith(".>") else subject(name)
 
-    def _subscribe(self, to, handler):
+    def _subscribe(self, to: str, kind: int, handler: Optional[Handler]) -> None:
         number = str(len(self._handlers) + 1)
-        self._handlers[number] = handler
+        self._handlers[number] = kind, handler
         self._send("SUB %s %s" % (to, number))
 
-    def _publish(self, to, reply, payload):
+    def _publish(self, to: str, reply: str, payload: bytes) -> None:
+        if len(payload) > self._most:
+            raise BusError("the server takes no message of %d bytes" % len(payload))
         self._write(("PUB %s %s %d\r\n" % (to, reply, len(payload))).encode() + payload + b"\r\n")
 
-    def _send(self, line):
+    def _send(self, line: str) -> None:
         self._write(line.encode() + b"\r\n")
 
-    def _write(self, data):
+    def _write(self, data: bytes) -> None:
         try:
             self._socket.sendall(data)
         except OSError as error:
             raise Disconnected(str(error)) from error
 
     # Takes in what comes in that time. False when nothing does.
-    def _pump(self, timeout, also=None):
+    def _pump(self, timeout: float, also: Sequence[Any] = (), ready: Optional[List[Any]] = None) -> bool:
         if self._take():
             return True
-        files = [self._socket] + ([also] if also else [])
-        readable = select.select(files, [], [], max(0, timeout))[0]
+        readable = select.select([self._socket, *also], [], [], max(0.0, timeout))[0]
+        if ready is not None:
+            ready += [each for each in readable if each is not self._socket]
         if self._socket not in readable:
-            return "also" if readable else False
+            return False
         try:
             data = self._socket.recv(1 << 16)
         except OSError as error:
@@ -231,7 +314,7 @@ class Bus:
         return True
 
     # One line of the server's, with what belongs to it.
-    def _take(self):
+    def _take(self) -> bool:
         line, found, rest = self._buffer.partition(b"\r\n")
         if not found:
             return False
@@ -240,6 +323,8 @@ class Bus:
             self._buffer = rest
             if line == b"PING":
                 self._send("PONG")
+            elif line.startswith(b"INFO "):
+                self._most = json.loads(line[5:]).get("max_payload", self._most)
             elif line == b"PONG":
                 self._pong = True
             elif line.startswith(b"-ERR"):
@@ -256,14 +341,15 @@ class Bus:
         self._dispatch(words[1].decode(), words[2].decode(), reply_to, rest[:headers], rest[headers:size])
         return True
 
-    def _dispatch(self, to, number, reply_to, headers, payload):
-        decoded = decode(payload)
-        if to.startswith(self._inbox):
+    def _dispatch(self, to: str, number: str, reply_to: str, headers: bytes, payload: bytes) -> None:
+        received = decode(payload, reply_to)
+        if to in self._answers:
             if headers.startswith(b"NATS/1.0 503"):
-                self._replies[to] = None
-            elif decoded:
-                kind, value, session, texts = decoded
-                self._replies[to] = Received(kind, *texts, value if kind == REFUSAL else session, reply_to)
-        elif decoded and self._handlers.get(number) and subject(decoded[3][0]) == to.partition(".")[2]:
-            kind, _, session, texts = decoded
-            self._waiting.append((self._handlers[number], Received(kind, *texts, session, reply_to)))
+                self._answers[to].append(None)
+            elif received:
+                self._answers[to].append(received)
+            return
+        kind, handler = self._handlers.get(number, (0, None))
+        # One whose name does not belong to its subject may be of somebody who is not allowed that name.
+        if received and handler and received.kind == kind and subject(received.name) == to.partition(".")[2]:
+            self._waiting.append((handler, received))

@@ -32,14 +32,18 @@ class Machine:
         self.environment.pop("BREVANT_BUS", None)
         os.environ.update({"BREVANT_PLATFORM_DIR": str(folder)})
         os.environ.pop("BREVANT_BUS", None)
-        self.host = self.start([str(BIN / "brevant"), "host", "--server", "--no-example-plugin"])
-        self.host.says("serving")
+        self.start_host()
         plugin = json.dumps({"pluginFile": "ExamplePlugin.dll", "pluginPath": str(BIN)})
         self.run(["brevant", "settings", "set", "Brevant/Product/Example", plugin])
 
-    def start(self, arguments):
+    def start_host(self):
+        self.host = self.start([str(BIN / "brevant"), "host", "--server", "--no-example-plugin"])
+        self.host.says("serving")
+
+    def start(self, arguments, stdin=subprocess.DEVNULL):
         self.count += 1
-        return Process(f"{pathlib.Path(arguments[0]).name}-{self.count}", arguments, self.folder, self.environment)
+        return Process(f"{pathlib.Path(arguments[0]).name}-{self.count}", arguments, self.folder, self.environment,
+                       stdin)
 
     def run(self, arguments, expected=0):
         done = subprocess.run([str(BIN / arguments[0]), *arguments[1:]], env=self.environment, capture_output=True,
@@ -60,15 +64,16 @@ class Machine:
             "id": name, "priority": "P1", "product": "Example", "source": "web", "timeout": timeout,
             "forcePreferredViewer": True, "preferredViewer": [viewer],
             "context": {"title": name + "\x1b[2J", "category": "update", "defaultcontent": "\x07text", "actions": [
-                {"id": "yes", "text": "Yes", "default": True, "defaultmessage": message}]}}))
+                {"id": "yes", "text": "Yes", "default": True, "defaultmessage": message}],
+                "timeoutactions": [{"messagename": "Example.Late", "payload": name}]}}))
         return str(file)
 
     def sign_of(self, name):
         """Seconds since the viewer's last sign of life; None before the first."""
         return next(each.get("lastSign") for each in self.status()["viewers"] if each["id"] == name)
 
-    def viewer(self, arguments, name="console"):
-        process = self.start([*arguments, "--id", name])
+    def viewer(self, arguments, name="console", stdin=subprocess.DEVNULL):
+        process = self.start([*arguments, "--id", name], stdin)
         process.says("registered")
         wait_until("the host knows the viewer", lambda: self.has_viewer(name))
         return process
@@ -79,7 +84,8 @@ class Machine:
 
 def outcomes(machine, viewer, product):
     """Each outcome, and that nothing of the text steers the terminal."""
-    for answer, timeout, code, said in (("1", 60, 0, "Example.Yes"), ("dismiss", 60, 10, ""), ("timeout", 1, 10, "")):
+    late = {"python": 11, "c": 10}[product]
+    for answer, timeout, code, said in (("1", 60, 0, "Example.Yes"), ("dismiss", 60, 10, ""), ("timeout", 1, late, "")):
         shower = machine.viewer([*VIEWERS[viewer], "--answer", answer])
         published = machine.start([*PRODUCTS[product], machine.alert(f"{viewer}-{product}-{answer}", timeout=timeout)])
         check(published.end(0) == code and said in published.text(), published.text())
@@ -131,8 +137,9 @@ class Wicked(Viewer):
 
 
 def wicked(machine):
-    bus = brevant_bus.Bus("wicked", "viewer")
-    viewer = Wicked(bus, "wicked", None)
+    bus = connect("viewer")
+    viewer = Wicked("wicked")
+    viewer.attach(bus)
     viewer.register()
     wait_until("the host knows it", lambda: bus.run(0.05) or machine.has_viewer("wicked"))
     good = machine.viewer([*VIEWERS["python"], "--answer", "1"])
@@ -149,12 +156,127 @@ def wicked(machine):
     good.end()
 
 
-def documented():
-    """The bytes that docs/viewers.md prints are those of the message."""
+class Recorder(brevant_bus.Bus):
+    """Keeps what it sends and receives, byte by byte."""
+
+    def __init__(self, *arguments):
+        self.frames = []
+        super().__init__(*arguments)
+
+    def _dispatch(self, to, number, reply_to, headers, payload):
+        self.frames.append((to, payload))
+        super()._dispatch(to, number, reply_to, headers, payload)
+
+    def _publish(self, to, reply, payload):
+        self.frames.append((to, payload))
+        super()._publish(to, reply, payload)
+
+
+def documented(machine):
+    """The bytes that docs/viewers.md prints are those that pass; of the first alert, since they name it."""
     text = (ROOT / "docs/viewers.md").read_text("utf-8")
-    printed = bytes.fromhex("".join(re.findall(r"^[0-9a-f]{4}  ((?:[0-9a-f]{2} ?)+)  ", text, re.MULTILINE)))
-    message = brevant_bus.encode(brevant_bus.REPLY, "Brevant.Alert.a.Shown.7", "mine", "", brevant_bus.IS_REPLY)
-    check(printed == message, message.hex(" "))
+    dumps = [bytes.fromhex("".join(re.findall(r"^[0-9a-f]{4}  ((?:[0-9a-f]{2} ?)+)  ", block, re.MULTILINE)))
+             for block in re.findall(r"^```\n(0000  .*?)^```", text, re.MULTILINE | re.DOTALL)]
+    description = re.search(r"^```json\n(.*)$", text, re.MULTILINE).group(1)
+    alert = machine.folder / "a.json"
+    alert.write_text(json.dumps({key: value for key, value in json.loads(description).items() if key != "content"}))
+    bus = connect("viewer", Recorder)
+    viewer = Viewer("mine", "dismiss")
+    viewer.attach(bus)
+    viewer.register()
+    wait_until("the host knows it", lambda: bus.run(0.05) or machine.has_viewer("mine"))
+    product = machine.start([*PRODUCTS["python"], str(alert)])
+    wait_until("it is dismissed", lambda: bus.run(0.05) or product.child.poll() is not None)
+    viewer.close()
+    show = next(payload for to, payload in bus.frames if to == "mq.Brevant.Viewer.mine.Show.1")
+    reply = next(payload for to, payload in bus.frames if to.startswith("_INBOX_host") and b"S\0h\0o\0w\0n" in payload)
+    expected = dumps[0] + description.encode("utf-16-le")
+    # The process, its handle and the message's number are different each time.
+    check(show[:8] + show[40:] == expected[:8] + expected[40:], show.hex(" "))
+    check(reply == dumps[1], reply.hex(" "))
+
+
+def connect(role, kind=brevant_bus.Bus):
+    return kind("mine", brevant_bus.find(role))
+
+
+def garbage(machine):
+    """What is no description is refused, all else passed over, and the connection stays."""
+    bus = connect("host")
+    for kind, command in VIEWERS.items():
+        viewer = machine.viewer([*command, "--answer", "1"], kind)
+        name = f"Brevant.Viewer.{kind}.Show.9"
+        for payload in ("", "[]", "null", '{"id":7}', "[" * 100000, "\ud800"):
+            answer = bus.request(name, payload).name
+            check(answer == "Brevant.Alert..Failed.9", f"{payload[:20]!r}: {answer}")
+        for payload in ('{"id":"x","timeout":1e999,"context":[]}', '{"id":"x","context":{"actions":{},"title":7}}'):
+            check(bus.request(name, payload).name == "Brevant.Alert.x.Shown.9", payload)
+        show = brevant_bus.encode(brevant_bus.REQUEST, name, "", '{"id":"x"}', brevant_bus.WANTS_REPLY)
+        for each in (b"", b"BMSG", show[:-1], show[:44] + b"\xff" * 12 + show[56:], show.replace(b"9\0", b"8\0"), show):
+            bus._publish("mq." + name, "", each)
+            for other in ("GetId", "Show.1", "Delete.1", "x.Dismissed.1"):
+                bus._publish("mq.Brevant.Alert." + other, "", each)
+                bus._publish("mb.Brevant.Alert." + other, "", each)
+        machine.run(["brevant", "show", machine.alert("sound-" + kind, kind)])
+        check(viewer.end() == 0 and "trying on" not in viewer.text(), viewer.text())
+    bus.close()
+
+
+def at_a_terminal(machine):
+    """A choice by key; a terminal that goes away is no user who dismisses."""
+    terminal, its_side = os.openpty()
+    viewer = machine.viewer(VIEWERS["python"], stdin=its_side)
+    for keys, code in ((b"no\n1\n", 0), (b"\n", 10), (b"\x04", 13)):
+        product = machine.start([*PRODUCTS["python"], machine.alert(f"typed-{code}")])
+        wait_until("it is shown", machine.shown)
+        os.write(terminal, keys)
+        check(product.end(0) == code, product.text() + viewer.text())
+    check(viewer.end(0) == 0, viewer.text())
+    os.close(terminal)
+    os.close(its_side)
+
+
+def of_another(machine):
+    """The message of an action, with the payload of another alert, is not this one's choice."""
+    bus = connect("host")
+    viewer = machine.viewer([*VIEWERS["c"], "--answer", "timeout"])
+    for kind, code in (("python", 11), ("c", 10)):
+        product = machine.start([*PRODUCTS[kind], machine.alert("other-" + kind, timeout=2)])
+        wait_until("it is shown", machine.shown)
+        bus.publish("Example.Yes", "another")
+        check(product.end(0) == code, product.text())
+    viewer.end()
+    bus.close()
+
+
+def host_killed(machine):
+    """Viewers register with the next host by themselves, and products learn that their alert is lost."""
+    viewers = [machine.viewer([*VIEWERS[each], "--answer", "timeout"], each) for each in VIEWERS]
+    products = [machine.start([*PRODUCTS[each], machine.alert("doomed-" + each, "c")]) for each in PRODUCTS]
+    wait_until("the host has both", lambda: len(machine.status()["alerts"]) == 2)
+    machine.host.end(signal.SIGKILL)
+    machine.start_host()
+    for viewer, name in zip(viewers, VIEWERS):
+        wait_until("it registers", lambda: viewer.text().count("registered as") == 2)
+        machine.run(["brevant", "settings", "remove", "Brevant/Viewer/" + name])
+        wait_until("and again", lambda: viewer.text().count("registered as") == 3)
+    # The viewer that had it on screen says Failed, which one of them may hear first.
+    codes = [product.end(0) for product in products]
+    check(15 in codes and set(codes) <= {13, 15}, f"{codes}")
+    for viewer in viewers:
+        check(viewer.end() == 0, viewer.text())
+
+
+def server_killed(machine):
+    """Programs in Python that have missed what came meanwhile say so, and do not wait for ever."""
+    server = int(brevant_bus.lines_of(machine.folder / "data/Corvane/Brevant/bus/connection")["server"])
+    viewer = machine.viewer([*VIEWERS["python"], "--answer", "timeout"])
+    product = machine.start([*PRODUCTS["python"], machine.alert("kept", timeout=5)])
+    wait_until("it is shown", machine.shown)
+    os.kill(server, signal.SIGKILL)
+    check(product.end(0) in (11, 16), product.text())
+    check("(Dismissed)" in viewer.text() and "trying on" in viewer.text(), viewer.text())
+    check(viewer.end() == 0, viewer.text())
 
 
 def product_killed(machine):
@@ -167,15 +289,21 @@ def product_killed(machine):
 
 
 def main():
-    documented()
     with tempfile.TemporaryDirectory() as name:
         machine = Machine(pathlib.Path(name))
         try:
+            documented(machine)
             for viewer, product in (("python", "c"), ("c", "python")):
                 outcomes(machine, viewer, product)
             wicked(machine)
+            garbage(machine)
+            at_a_terminal(machine)
+            of_another(machine)
             product_killed(machine)
             stopped(machine)
+            server_killed(machine)
+            check(machine.host.child.poll() is None, machine.host.text())
+            host_killed(machine)
             killed(machine)
             check(machine.host.child.poll() is None, machine.host.text())
         finally:

@@ -5,7 +5,7 @@ import signal
 import subprocess
 import time
 
-DEADLINE = time.monotonic() + 60
+DEADLINE = time.monotonic() + 120
 
 
 def wait_until(what, condition):
@@ -26,13 +26,13 @@ def check(condition, what):
 class Process:
     """A child that ends with the test, however that ends."""
 
-    def __init__(self, name, arguments, folder, environment=None):
+    def __init__(self, name, arguments, folder, environment=None, stdin=subprocess.DEVNULL):
         self.name = name
         self.output = folder / f"{name}.out"
         libc = ctypes.CDLL(None)
         with open(self.output, "ab") as output:
             self.child = subprocess.Popen(
-                arguments, cwd=folder, env=environment, stdin=subprocess.DEVNULL, stdout=output,
+                arguments, cwd=folder, env=environment, stdin=stdin, stdout=output,
                 stderr=subprocess.STDOUT, preexec_fn=lambda: libc.prctl(1, signal.SIGKILL))  # PR_SET_PDEATHSIG
 
     def text(self):
