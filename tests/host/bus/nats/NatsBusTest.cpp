@@ -361,16 +361,25 @@ TEST(NatsBus, SendsAgainWhatAServerMayHaveLostUntilAnotherHasKeptIt) {
             wire.readUntil("PONG\r\n");
             middle.set_value();
             wire.readUntil("PUB mb.Flow.End ");
-            // Whatever it has asked for, so that all up to the request is confirmed at once.
+            // To whatever it has asked, in one piece: all up to the request is confirmed at once.
+            std::string answers;
             for (int i = 0; i < 16; ++i)
-                wire.send("PONG\r\n");
+                answers += "PONG\r\n";
+            wire.send(answers);
             wire.readUntil("PING\r\n");
         }
-        // Leaves most of it unread; the next one is killed as well.
+        // Stands still until the client has left it, longer than what is confirmed is kept.
+        {
+            Wire wire = listener.accept();
+            wire.send("INFO {}\r\n");
+            wire.readUntil("never");
+        }
+        // Answers while most of it is still to be sent, and is killed as well.
         {
             Wire wire = listener.greet();
             again[0] = wire.readUntil("PING\r\n");
-            wire.send("PONG\r\n");
+            wire.send("PONG\r\nPING\r\n");
+            wire.readUntil("PONG\r\n");
         }
         Wire wire = listener.greet();
         again[1] = wire.readUntil("PUB mb.Flow.End ");
