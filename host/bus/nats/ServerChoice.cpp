@@ -39,11 +39,10 @@ std::string roleOr(std::string_view role) {
     return named && !named->empty() ? Ferrow::toUtf8(*named) : "product";
 }
 
-// A password is for the server that it was made for.
-bool isFor(const Credentials& credentials, const ServerAddress& server) {
+bool isUrlOf(const std::string& url, const ServerAddress& server) {
     std::u16string ignored;
-    const auto named = ServerAddress::parse(credentials.server, ignored);
-    return credentials.server.empty() || (named && named->text() == server.text());
+    const auto named = ServerAddress::parse(url, ignored);
+    return named && named->text() == server.text();
 }
 
 }  // namespace
@@ -69,11 +68,12 @@ ServerChoice chooseServer(std::string_view role) {
         return choice;
     const std::string playing = roleOr(role);
     auto credentials = at.readCredentials(playing);
-    if (!credentials && Platform::fileExists(at.credentialsPath(playing))) {
+    const bool isTheHosts = isUrlOf(file.content.url, *choice.server);
+    if (!credentials && isTheHosts && Platform::fileExists(at.credentialsPath(playing))) {
         choice.fault = u"the role \"" + Ferrow::toUtf16(playing) +
                        u"\" is for whom may read its password, in " + at.credentialsPath(playing);
         choice.server.reset();
-    } else if (credentials && isFor(*credentials, *choice.server)) {
+    } else if (credentials && (credentials->server.empty() || isUrlOf(credentials->server, *choice.server))) {
         choice.server->credentials = *std::move(credentials);
     }
     return choice;
