@@ -109,14 +109,15 @@ int runHost(const HostOptions& options, CommandContext& context) {
         published.publish();
     const Platform::Clock& clock = Platform::Clock::steady();
     auto nextClaim = clock.now() + claimInterval;
-    std::optional<uint32_t> other;
+    int code = exitDone;
     while (!context.stop.waitFor(logInterval)) {
         log.print();
         if (!context.bus.isEmbedded && clock.now() >= nextClaim) {
             nextClaim = clock.now() + claimInterval;
-            other = claim.renew();
-            if (other)
+            if (const auto other = claim.renew()) {
+                code = refuse(*other, console);
                 break;
+            }
         }
         if (server) {
             if (const std::u16string news = server->tend(); !news.empty())
@@ -128,9 +129,10 @@ int runHost(const HostOptions& options, CommandContext& context) {
                 alerts->empty() ? Product::Step::Kind::over : published.advance(std::chrono::milliseconds(0));
         while (step == Product::Step::Kind::queued || step == Product::Step::Kind::ended);
     }
-    endHost(host, viewer ? &*viewer : nullptr, true, options.grace, context);
+    // Where another host serves, a deletion would reach the alerts of that one, whose instances are the same.
+    endHost(host, viewer ? &*viewer : nullptr, code == exitDone, options.grace, context);
     log.print();
-    return other ? refuse(*other, console) : exitDone;
+    return code;
 }
 
 }  // namespace Host

@@ -136,9 +136,7 @@ std::u16string BusServer::tend() {
         if (start(port_)) {
             if (announce())
                 return u"the server of the bus had ended and runs again";
-            return u"the server of the bus had ended and runs again; what tells of it cannot be written, and "
-                   u"is "
-                   u"tried on";
+            return u"the server of the bus had ended and runs again; what tells of it cannot be written yet";
         }
     } catch (const HostError& error) {
         if (isNews)
@@ -211,10 +209,12 @@ bool BusServer::announce() {
 
 void BusServer::sweepLogs() {
     nextSweep_ = Platform::Clock::steady().now() + sweepInterval;
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(systemPath(folder_), ignored)) {
-        if (entry.path().filename().string().starts_with("log."))
-            std::filesystem::remove(entry.path(), ignored);
+    std::error_code error;
+    std::filesystem::directory_iterator entry(systemPath(folder_), error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        std::error_code ignored;
+        if (entry->path().filename().u16string().starts_with(u"log."))
+            std::filesystem::remove(entry->path(), ignored);
     }
 }
 
